@@ -1,0 +1,15 @@
+#pragma once
+
+#include <memory>
+
+namespace skylark {
+
+// Two shared objects compare equal when both are null or their values are
+// equal, as the model's equality treats nil.
+template <typename T>
+bool pointeesEqual(const std::shared_ptr<T>& a, const std::shared_ptr<T>& b) {
+  if (a == b) return true;
+  return a && b && *a == *b;
+}
+
+}  // namespace skylark

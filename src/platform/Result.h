@@ -1,0 +1,74 @@
+#pragma once
+
+#include <cassert>
+#include <utility>
+#include <variant>
+
+#include "platform/SKYLError.h"
+
+namespace skylark {
+
+// A value or the error that prevented it: the one result shape of every
+// fallible operation (the library throws nothing across its interface).
+template <typename T>
+class [[nodiscard]] Result {
+ public:
+  Result(T value) : state_(std::in_place_index<0>, std::move(value)) {}  // NOLINT: implicit
+  Result(SKYLError error) : state_(std::in_place_index<1>, std::move(error)) {}  // NOLINT
+
+  bool ok() const { return state_.index() == 0; }
+  explicit operator bool() const { return ok(); }
+
+  T& value() & {
+    assert(ok());
+    return std::get<0>(state_);
+  }
+  const T& value() const& {
+    assert(ok());
+    return std::get<0>(state_);
+  }
+  T&& value() && {
+    assert(ok());
+    return std::get<0>(std::move(state_));
+  }
+  const SKYLError& error() const {
+    assert(!ok());
+    return std::get<1>(state_);
+  }
+
+  T* operator->() { return &value(); }
+  const T* operator->() const { return &value(); }
+  T& operator*() & { return value(); }
+  const T& operator*() const& { return value(); }
+
+ private:
+  std::variant<T, SKYLError> state_;
+};
+
+// The result of an operation that yields nothing but may fail.
+template <>
+class [[nodiscard]] Result<void> {
+ public:
+  Result() = default;
+  Result(SKYLError error) : error_(std::move(error)), failed_(true) {}  // NOLINT: implicit
+
+  bool ok() const { return !failed_; }
+  explicit operator bool() const { return ok(); }
+  const SKYLError& error() const {
+    assert(failed_);
+    return error_;
+  }
+
+ private:
+  SKYLError error_;
+  bool failed_ = false;
+};
+
+}  // namespace skylark
+
+// Returns the error of a failed Result from the enclosing function.
+#define SKYL_RETURN_IF_ERROR(expr)              \
+  do {                                          \
+    if (auto skyl_result_ = (expr); !skyl_result_) \
+      return skyl_result_.error();              \
+  } while (false)

@@ -1,0 +1,140 @@
+#include "platform/URL.h"
+
+#include <algorithm>
+#include <cctype>
+#include <functional>
+#include <memory>
+
+#include <curl/curl.h>
+
+namespace skylark {
+namespace {
+
+struct CurlURLDeleter {
+  void operator()(CURLU* handle) const { curl_url_cleanup(handle); }
+};
+using CurlURL = std::unique_ptr<CURLU, CurlURLDeleter>;
+
+struct CurlStringDeleter {
+  void operator()(char* s) const { curl_free(s); }
+};
+
+// Any scheme is a URL; whether it may be fetched is the caller's question.
+constexpr unsigned kParseFlags = CURLU_NON_SUPPORT_SCHEME;
+
+bool hasOnlyURLCharacters(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) {
+    const auto u = static_cast<unsigned char>(c);
+    if (u <= 0x20 || u >= 0x7f) return false;
+    return std::string_view("<>\"{}|\\^`").find(c) == std::string_view::npos;
+  });
+}
+
+std::string part(const CurlURL& handle, CURLUPart which) {
+  char* raw = nullptr;
+  if (curl_url_get(handle.get(), which, &raw, 0) != CURLUE_OK || raw == nullptr) return {};
+  std::unique_ptr<char, CurlStringDeleter> owned(raw);
+  return std::string(raw);
+}
+
+std::string lowercase(std::string s) {
+  std::transform(s.begin(), s.end(), s.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return s;
+}
+
+// True when text starts with "scheme:" (RFC 3986 scheme characters).
+bool hasScheme(std::string_view text) {
+  const size_t colon = text.find(':');
+  if (colon == std::string_view::npos || colon == 0) return false;
+  if (!std::isalpha(static_cast<unsigned char>(text[0]))) return false;
+  return std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(colon), [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) || c == '+' || c == '-' || c == '.';
+  });
+}
+
+std::string percentDecode(std::string_view s) {
+  std::string out;
+  out.reserve(s.size());
+  auto hex = [](char c) -> int {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+  };
+  for (size_t i = 0; i < s.size(); ++i) {
+    if (s[i] == '%' && i + 2 < s.size() && hex(s[i + 1]) >= 0 && hex(s[i + 2]) >= 0) {
+      out += static_cast<char>(hex(s[i + 1]) * 16 + hex(s[i + 2]));
+      i += 2;
+    } else {
+      out += s[i];
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
+std::optional<URL> URL::parse(std::string_view text) {
+  if (text.empty() || !hasOnlyURLCharacters(text)) return std::nullopt;
+  CurlURL handle(curl_url());
+  if (!handle) return std::nullopt;
+  const std::string owned(text);
+  if (hasScheme(text)) {
+    if (curl_url_set(handle.get(), CURLUPART_URL, owned.c_str(), kParseFlags) != CURLUE_OK) {
+      return std::nullopt;
+    }
+    return URL(owned, lowercase(part(handle, CURLUPART_SCHEME)), part(handle, CURLUPART_HOST));
+  }
+  // A relative reference: well-formed when it resolves against a neutral base.
+  if (curl_url_set(handle.get(), CURLUPART_URL, "http://relative.invalid/", 0) != CURLUE_OK ||
+      curl_url_set(handle.get(), CURLUPART_URL, owned.c_str(), kParseFlags) != CURLUE_OK) {
+    return std::nullopt;
+  }
+  return URL(owned, {}, {});
+}
+
+std::optional<URL> URL::resolve(std::string_view reference, const URL& base) {
+  if (!hasOnlyURLCharacters(reference)) return std::nullopt;
+  if (hasScheme(reference)) return parse(reference);
+  if (base.isRelative()) return std::nullopt;
+  CurlURL handle(curl_url());
+  if (!handle) return std::nullopt;
+  const std::string owned(reference);
+  if (curl_url_set(handle.get(), CURLUPART_URL, base.text_.c_str(), kParseFlags) != CURLUE_OK ||
+      curl_url_set(handle.get(), CURLUPART_URL, owned.c_str(), kParseFlags) != CURLUE_OK) {
+    return std::nullopt;
+  }
+  return parse(part(handle, CURLUPART_URL));
+}
+
+std::optional<std::string> URL::query() const {
+  const size_t mark = text_.find('?');
+  if (mark == std::string::npos) return std::nullopt;
+  const size_t fragment = text_.find('#', mark);
+  return text_.substr(mark + 1, fragment == std::string::npos ? std::string::npos
+                                                               : fragment - mark - 1);
+}
+
+std::vector<URLQueryItem> URL::queryItems() const {
+  std::vector<URLQueryItem> items;
+  const auto q = query();
+  if (!q || q->empty()) return items;
+  std::string_view rest(*q);
+  while (true) {
+    const size_t amp = rest.find('&');
+    const std::string_view pair = rest.substr(0, amp);
+    const size_t eq = pair.find('=');
+    URLQueryItem item;
+    item.name = percentDecode(pair.substr(0, eq));
+    if (eq != std::string_view::npos) item.value = percentDecode(pair.substr(eq + 1));
+    items.push_back(std::move(item));
+    if (amp == std::string_view::npos) break;
+    rest.remove_prefix(amp + 1);
+  }
+  return items;
+}
+
+size_t URL::hash() const { return std::hash<std::string>{}(text_); }
+
+}  // namespace skylark

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace skylark {
+
+struct URLQueryItem {
+  std::string name;
+  std::optional<std::string> value;  // absent for "?flag", empty for "?flag="
+  bool operator==(const URLQueryItem&) const = default;
+};
+
+// A URL value: the text as given (beacons are sent byte for byte as the
+// document wrote them), checked and taken apart with libcurl's URL API.
+// Either absolute (it has a scheme) or a relative reference, which has no
+// scheme and no host until resolved against a base.
+class URL {
+ public:
+  // Nothing for text that is not a URL: empty, white space, control or
+  // non-ASCII characters, any of <>"{}|\^` or a malformed authority.
+  static std::optional<URL> parse(std::string_view text);
+  // The reference resolved against base (RFC 3986), or nothing when either
+  // is unusable. An absolute reference resolves to itself.
+  static std::optional<URL> resolve(std::string_view reference, const URL& base);
+
+  const std::string& absoluteString() const { return text_; }
+  bool isRelative() const { return scheme_.empty(); }
+  // Lower-case; empty for a relative reference.
+  const std::string& scheme() const { return scheme_; }
+  const std::string& host() const { return host_; }
+  std::optional<std::string> query() const;
+  // The query's items, percent-decoded, in order.
+  std::vector<URLQueryItem> queryItems() const;
+  bool isHTTPOrHTTPS() const { return scheme_ == "http" || scheme_ == "https"; }
+
+  std::string description() const { return text_; }
+  size_t hash() const;
+  bool operator==(const URL& other) const { return text_ == other.text_; }
+
+ private:
+  URL(std::string text, std::string scheme, std::string host)
+      : text_(std::move(text)), scheme_(std::move(scheme)), host_(std::move(host)) {}
+
+  std::string text_;
+  std::string scheme_;
+  std::string host_;
+};
+
+}  // namespace skylark

@@ -1,0 +1,102 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/MediaTime.h"
+#include "platform/URL.h"
+#include "timeline/SKYLVelaAdSequence.h"
+#include "timeline/SKYLVelaContentImpression.h"
+#include "timeline/SKYLVelaContentSegment.h"
+#include "timeline/SKYLVelaPath.h"
+
+namespace skylark {
+
+class TimelineIndex;
+
+// The ad timeline of one stitched stream, and the map between its two
+// clocks: absolute time (the stream as played, ads included) and logical
+// time (the content alone).
+//
+// Thread safety: every method may be called from any thread. The break
+// array is replaced under the timeline's lock by live refreshes; readers
+// work on a snapshot of it. A VOD timeline never changes after creation
+// and answers from an index built once; a live timeline maps no times.
+class SKYLVelaTimeline : public std::enable_shared_from_this<SKYLVelaTimeline> {
+ public:
+  using Sequences = std::vector<std::shared_ptr<SKYLVelaAdSequence>>;
+
+  static std::shared_ptr<SKYLVelaTimeline> create(
+      std::optional<URL> velaURL, MediaTime contentLength, MediaTime payloadLength,
+      Sequences adSequences, std::vector<SKYLVelaContentImpression> contentImpressions,
+      bool isLiveSSAI);
+
+  const std::optional<URL>& velaURL() const { return velaURL_; }
+  const MediaTime& payloadLength() const { return payloadLength_; }
+  const MediaTime& contentLength() const { return contentLength_; }
+  bool isLiveSSAI() const { return liveSSAI_; }
+  const std::vector<SKYLVelaContentImpression>& contentImpressions() const {
+    return contentImpressions_;
+  }
+  // A snapshot of the breaks in ascending begin-time order.
+  std::shared_ptr<const Sequences> adSequences() const;
+
+  std::optional<URL> thumbnailVTTURL() const;
+  void setThumbnailVTTURL(std::optional<URL> url);
+  // The raw document bytes, kept for the host.
+  std::shared_ptr<const std::string> vmapResponseData() const;
+  void setVmapResponseData(std::string data);
+
+  std::vector<SKYLVelaContentSegment> contentSegments() const;
+  MediaTime contentTimeAtAbsoluteTime(const MediaTime& absoluteTime) const;
+  MediaTime absoluteTimeAtContentTime(const MediaTime& contentTime) const;
+
+  // Where the player is: the break and ad containing the time.
+  std::shared_ptr<const SKYLVelaPath> pathAtTime(const MediaTime& absoluteTime) const;
+  // The break containing the time, and in it the ad at the break's live
+  // ad index (none when the index is out of range).
+  std::shared_ptr<const SKYLVelaPath> pathAtTimeForLiveSSAI(const MediaTime& absoluteTime) const;
+  // The absolute time less the ads that ended at or before it: the content
+  // time of a path outside ads (no break is skipped over here).
+  MediaTime absoluteTimeLessEndedAds(const MediaTime& absoluteTime) const;
+
+  // Live refresh: merges the first new break into the current first break
+  // when they overlap, otherwise replaces every break.
+  void installLiveAdSequences(Sequences adSequences);
+
+  std::shared_ptr<SKYLVelaTimeline> copy() const;
+  bool operator==(const SKYLVelaTimeline& other) const;
+  size_t hash() const;
+  std::string description() const;
+
+  SKYLVelaTimeline(const SKYLVelaTimeline&) = delete;
+  SKYLVelaTimeline& operator=(const SKYLVelaTimeline&) = delete;
+
+ private:
+  struct Snapshot {
+    std::shared_ptr<const Sequences> sequences;
+    std::shared_ptr<const TimelineIndex> index;  // null: walk the breaks
+  };
+
+  SKYLVelaTimeline(std::optional<URL> velaURL, MediaTime contentLength, MediaTime payloadLength,
+                   std::vector<SKYLVelaContentImpression> contentImpressions, bool isLiveSSAI);
+  Snapshot snapshot() const;
+  void installSequences(std::shared_ptr<const Sequences> sequences);  // requires lock_
+
+  const std::optional<URL> velaURL_;
+  const MediaTime contentLength_;
+  const MediaTime payloadLength_;
+  const std::vector<SKYLVelaContentImpression> contentImpressions_;
+  const bool liveSSAI_;
+
+  mutable std::mutex lock_;
+  std::shared_ptr<const Sequences> sequences_;      // guarded by lock_
+  std::shared_ptr<const TimelineIndex> index_;      // guarded by lock_
+  std::optional<URL> thumbnailVTTURL_;              // guarded by lock_
+  std::shared_ptr<const std::string> vmapResponseData_;  // guarded by lock_
+};
+
+}  // namespace skylark

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "timeline/SKYLVelaTrackingEventsCollection.h"
+
+namespace skylark {
+
+// Collects tracking events while a document is parsed. Not thread-safe.
+class SKYLVelaTrackingEventsCollectionBuilder {
+ public:
+  // The offset string is read as plain "en_US" seconds; anything that is not
+  // a plain number gives an offset of zero.
+  void addTrackingEventNamed(std::string name, std::string_view atOffsetString,
+                             std::optional<URL> withURL);
+  // An event without offset.
+  void addTrackingEventNamed(std::string name, std::optional<URL> withURL);
+
+  // Every event by name; the ones with a valid offset, except "complete" and
+  // "breakEnd", also in offset order.
+  std::shared_ptr<const SKYLVelaTrackingEventsCollection> buildTrackingEventsCollection() const;
+
+  std::vector<SKYLVelaTrackingEvent> trackingEvents;
+};
+
+}  // namespace skylark

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "timeline/TimelineWalks.h"
+
+namespace skylark {
+
+// The timeline's questions in logarithmic time. A player asks them several
+// times a second for hours, on timelines of hundreds of breaks, so the walks
+// are replaced by binary searches over prefix sums that are built once.
+//
+// Only a well-ordered layout gets an index: every time numeric, breaks in
+// order without overlap, every ad ending inside its break, content segments
+// of non-negative length in order. Then each answer equals the walk's
+// (the sums are accumulated in the walk's own order, so even rounded
+// timescales agree). Any other layout is answered by the walks.
+//
+// Immutable once built; read from any thread.
+class TimelineIndex {
+ public:
+  using Sequences = timeline_walks::Sequences;
+
+  // Null when the layout is not well-ordered.
+  static std::shared_ptr<const TimelineIndex> build(const Sequences& sequences,
+                                                    const MediaTime& payloadLength);
+
+  MediaTime contentTimeAt(const MediaTime& t) const;
+  MediaTime absoluteTimeAt(const MediaTime& c) const;
+  timeline_walks::Location locate(const MediaTime& t) const;
+  MediaTime adTimeEndedBy(const MediaTime& t) const;
+
+ private:
+  TimelineIndex() = default;
+  // The number of breaks whose begin time is at or before t.
+  size_t breaksBegunBy(const MediaTime& t) const;
+
+  Sequences sequences_;
+  std::vector<SKYLVelaAdSequence::Ads> ads_;
+  std::vector<MediaTime> breakBegin_;
+  std::vector<MediaTime> breakEnd_;
+  // Ad time of all breaks before break i, accumulated ad by ad.
+  std::vector<MediaTime> adTimeBefore_;
+  std::vector<MediaTime> segmentBegin_;
+  std::vector<MediaTime> segmentEnd_;
+  // Content before segment k; one more entry than segments.
+  std::vector<MediaTime> contentBefore_;
+  MediaTime payloadLength_;
+};
+
+}  // namespace skylark

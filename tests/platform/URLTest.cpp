@@ -1,0 +1,68 @@
+#include "platform/URL.h"
+
+#include <gtest/gtest.h>
+
+namespace skylark {
+namespace {
+
+TEST(URLTest, ParseKeepsTheTextAndSplitsParts) {
+  const auto url = URL::parse("HTTPS://Ads.Example.com:8443/t?e=start&x=%2Fa&flag#frag");
+  ASSERT_TRUE(url);
+  EXPECT_EQ(url->absoluteString(), "HTTPS://Ads.Example.com:8443/t?e=start&x=%2Fa&flag#frag");
+  EXPECT_EQ(url->scheme(), "https");
+  EXPECT_TRUE(url->isHTTPOrHTTPS());
+  EXPECT_FALSE(url->isRelative());
+  EXPECT_EQ(url->query(), "e=start&x=%2Fa&flag");
+  const std::vector<URLQueryItem> expected = {
+      {"e", "start"}, {"x", "/a"}, {"flag", std::nullopt}};
+  EXPECT_EQ(url->queryItems(), expected);
+}
+
+TEST(URLTest, ParseRejectsWhatIsNotAURL) {
+  const char* rejected[] = {
+      "",
+      "http://<mediatailorELB>/tracking?id=1",
+      "http://a.com/with space",
+      "http://a.com/\xc3\xa9",
+      "http://a.com/\n",
+      "http://[::1/",
+  };
+  for (const char* text : rejected) EXPECT_FALSE(URL::parse(text)) << text;
+}
+
+TEST(URLTest, OtherSchemesParseButAreNotHTTP) {
+  for (const char* text : {"file:///etc/passwd", "gopher://a.com/1", "ftp://a.com/f"}) {
+    const auto url = URL::parse(text);
+    ASSERT_TRUE(url) << text;
+    EXPECT_FALSE(url->isHTTPOrHTTPS()) << text;
+  }
+}
+
+TEST(URLTest, RelativeReferencesResolveAgainstABase) {
+  const auto base = URL::parse("https://cdn.example.com/vast/ads/doc.xml?x=1");
+  ASSERT_TRUE(base);
+  struct Case {
+    const char* reference;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"img.jpg", "https://cdn.example.com/vast/ads/img.jpg"},
+      {"../t?e=1", "https://cdn.example.com/vast/t?e=1"},
+      {"/root", "https://cdn.example.com/root"},
+      {"//other.example.com/p", "https://other.example.com/p"},
+      {"http://absolute.example.com/a", "http://absolute.example.com/a"},
+  };
+  for (const auto& c : cases) {
+    const auto relative = URL::parse(c.reference);
+    ASSERT_TRUE(relative) << c.reference;
+    const auto resolved = URL::resolve(c.reference, *base);
+    ASSERT_TRUE(resolved) << c.reference;
+    EXPECT_EQ(resolved->absoluteString(), c.expected);
+  }
+  EXPECT_TRUE(URL::parse("img.jpg")->isRelative());
+  EXPECT_FALSE(URL::resolve("a b", *base));
+  EXPECT_FALSE(URL::resolve("img.jpg", *URL::parse("img.jpg")));
+}
+
+}  // namespace
+}  // namespace skylark
