@@ -14,8 +14,6 @@ __extension__ typedef __int128 Wide;
 
 constexpr Wide kInt64Max = std::numeric_limits<int64_t>::max();
 constexpr Wide kInt64Min = std::numeric_limits<int64_t>::min();
-constexpr uint32_t kNonNumeric =
-    MediaTime::kPositiveInfinity | MediaTime::kNegativeInfinity | MediaTime::kIndefinite;
 
 // Ordering rank of the non-numeric states (see the header).
 int rank(const MediaTime& t) {
