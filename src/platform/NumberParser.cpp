@@ -5,26 +5,14 @@
 #include <unicode/unum.h>
 #include <unicode/ustring.h>
 
+#include "platform/UTF16.h"
+
 namespace skylark {
 namespace {
 
 struct FormatDeleter {
   void operator()(UNumberFormat* format) const { unum_close(format); }
 };
-
-// UTF-8 to UTF-16; nothing for ill-formed input.
-std::optional<std::u16string> toUTF16(std::string_view text) {
-  UErrorCode status = U_ZERO_ERROR;
-  int32_t length = 0;
-  u_strFromUTF8(nullptr, 0, &length, text.data(), static_cast<int32_t>(text.size()), &status);
-  if (status != U_BUFFER_OVERFLOW_ERROR && U_FAILURE(status)) return std::nullopt;
-  std::u16string out(static_cast<size_t>(length), u'\0');
-  status = U_ZERO_ERROR;
-  u_strFromUTF8(reinterpret_cast<UChar*>(out.data()), length, nullptr, text.data(),
-                static_cast<int32_t>(text.size()), &status);
-  if (U_FAILURE(status)) return std::nullopt;
-  return out;
-}
 
 }  // namespace
 
@@ -46,6 +34,16 @@ const NumberParser& NumberParser::decimalEnUS() {
   return parser;
 }
 
+const NumberParser& NumberParser::decimalStyleEnUS() {
+  static const NumberParser parser = [] {
+    UErrorCode status = U_ZERO_ERROR;
+    auto impl = std::make_unique<Impl>();
+    impl->format.reset(unum_open(UNUM_DECIMAL, nullptr, 0, "en_US", nullptr, &status));
+    return NumberParser(std::move(impl));
+  }();
+  return parser;
+}
+
 const NumberParser& NumberParser::percentEnUS() {
   static const NumberParser parser = [] {
     UErrorCode status = U_ZERO_ERROR;
@@ -59,7 +57,7 @@ const NumberParser& NumberParser::percentEnUS() {
 std::optional<double> NumberParser::parse(std::string_view text) const {
   if (!impl_->format || text.empty()) return std::nullopt;
   const auto utf16 = toUTF16(text);
-  if (!utf16 || utf16->size() > static_cast<size_t>(INT32_MAX)) return std::nullopt;
+  if (!utf16) return std::nullopt;
   const auto length = static_cast<int32_t>(utf16->size());
   int32_t position = 0;
   UErrorCode status = U_ZERO_ERROR;

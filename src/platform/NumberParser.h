@@ -13,6 +13,8 @@ class NumberParser {
  public:
   // "en_US" decimal: "." is the decimal separator, no grouping.
   static const NumberParser& decimalEnUS();
+  // "en_US" decimal style: as above, and "1,000" reads 1000.
+  static const NumberParser& decimalStyleEnUS();
   // "en_US" percent: "25%" reads 0.25.
   static const NumberParser& percentEnUS();
 

@@ -1,0 +1,145 @@
+#include "xml/SKYLVelaXMLDocument.h"
+
+#include <climits>
+#include <mutex>
+
+#include <libxml/HTMLparser.h>
+#include <libxml/parser.h>
+#include <libxml/xpath.h>
+
+#include "xml/SKYLVelaXMLError.h"
+
+namespace skylark {
+namespace {
+
+// Recover, no error output, no warning output.
+constexpr int kParseOptions = 97;
+
+void initializeLibxml() {
+  static std::once_flag once;
+  std::call_once(once, [] { xmlInitParser(); });
+}
+
+Result<std::shared_ptr<SKYLVelaXMLDocument>> parse(std::string_view data, bool html) {
+  initializeLibxml();
+  if (data.size() > static_cast<size_t>(INT_MAX)) {
+    return SKYLError(std::string(kSKYLVelaXMLErrorDomain), XML_ERR_NO_MEMORY)
+        .withFailureReason("Document too large");
+  }
+  const auto size = static_cast<int>(data.size());
+  xmlResetLastError();
+  XMLDocPtr tree = html ? htmlReadMemory(data.data(), size, "", nullptr, kParseOptions)
+                        : xmlReadMemory(data.data(), size, "", nullptr, kParseOptions);
+  if (!tree) {
+    if (const xmlError* error = xmlGetLastError()) {
+      return SKYLVelaXMLSetErrorFromXMLErrorPtr(error);
+    }
+    return SKYLError(std::string(kSKYLVelaXMLErrorDomain), XML_ERR_DOCUMENT_EMPTY)
+        .withFailureReason("Document is empty");
+  }
+  return SKYLVelaXMLDocument::initWithDocument(tree);
+}
+
+}  // namespace
+
+Result<std::shared_ptr<SKYLVelaXMLDocument>> SKYLVelaXMLDocument::XMLDocumentWithData(
+    std::string_view data) {
+  return parse(data, /*html=*/false);
+}
+
+Result<std::shared_ptr<SKYLVelaXMLDocument>> SKYLVelaXMLDocument::HTMLDocumentWithData(
+    std::string_view data) {
+  return parse(data, /*html=*/true);
+}
+
+std::shared_ptr<SKYLVelaXMLDocument> SKYLVelaXMLDocument::initWithDocument(XMLDocPtr document) {
+  return std::shared_ptr<SKYLVelaXMLDocument>(new SKYLVelaXMLDocument(document));
+}
+
+SKYLVelaXMLDocument::~SKYLVelaXMLDocument() {
+  if (document_) xmlFreeDoc(document_);
+}
+
+std::optional<SKYLVelaXMLElement> SKYLVelaXMLDocument::rootElement() {
+  if (!document_) return std::nullopt;
+  return elementWithNode(xmlDocGetRootElement(document_));
+}
+
+std::optional<std::string> SKYLVelaXMLDocument::version() const {
+  if (!document_ || !document_->version) return std::nullopt;
+  return std::string(reinterpret_cast<const char*>(document_->version));
+}
+
+std::optional<std::string> SKYLVelaXMLDocument::encodingName() const {
+  if (!document_ || !document_->encoding) return std::nullopt;
+  return std::string(reinterpret_cast<const char*>(document_->encoding));
+}
+
+void SKYLVelaXMLDocument::definePrefix(std::string prefix, std::string forDefaultNamespace) {
+  defaultNamespaces_[std::move(forDefaultNamespace)] = std::move(prefix);
+}
+
+std::optional<std::string> SKYLVelaXMLDocument::prefixForDefaultNamespace(
+    std::string_view uri) const {
+  const auto found = defaultNamespaces_.find(uri);
+  if (found == defaultNamespaces_.end()) return std::nullopt;
+  return found->second;
+}
+
+std::optional<SKYLVelaXMLElement> SKYLVelaXMLDocument::elementWithNode(XMLNodePtr node) {
+  // A namespace declaration in a node set is an xmlNs, not a node.
+  if (!node || node->type == XML_NAMESPACE_DECL) return std::nullopt;
+  return SKYLVelaXMLElement(shared_from_this(), node);
+}
+
+std::shared_ptr<SKYLVelaXPathEnumerator> SKYLVelaXMLDocument::enumeratorWithXPathObject(
+    XPathObjectPtr result) {
+  if (!result) return nullptr;
+  return std::make_shared<SKYLVelaXPathEnumerator>(shared_from_this(), result);
+}
+
+std::shared_ptr<SKYLVelaXPathEnumerator> SKYLVelaXMLDocument::XPath(std::string_view expression) {
+  auto root = rootElement();
+  return root ? root->XPath(expression) : nullptr;
+}
+
+void SKYLVelaXMLDocument::enumerateElementsWithXPath(
+    std::string_view expression, const SKYLVelaXMLElement::EnumerationBlock& usingBlock) {
+  if (auto root = rootElement()) root->enumerateElementsWithXPath(expression, usingBlock);
+}
+
+std::optional<SKYLVelaXMLElement> SKYLVelaXMLDocument::firstChildWithXPath(
+    std::string_view expression) {
+  auto root = rootElement();
+  return root ? root->firstChildWithXPath(expression) : std::nullopt;
+}
+
+std::optional<SKYLVelaXPathFunctionResult> SKYLVelaXMLDocument::functionResultByEvaluatingXPath(
+    std::string_view expression) {
+  auto root = rootElement();
+  return root ? root->functionResultByEvaluatingXPath(expression) : std::nullopt;
+}
+
+std::shared_ptr<SKYLVelaXPathEnumerator> SKYLVelaXMLDocument::CSS(std::string_view selector) {
+  auto root = rootElement();
+  return root ? root->CSS(selector) : nullptr;
+}
+
+void SKYLVelaXMLDocument::enumerateElementsWithCSS(
+    std::string_view selector, const SKYLVelaXMLElement::EnumerationBlock& usingBlock) {
+  if (auto root = rootElement()) root->enumerateElementsWithCSS(selector, usingBlock);
+}
+
+std::optional<SKYLVelaXMLElement> SKYLVelaXMLDocument::firstChildWithCSS(
+    std::string_view selector) {
+  auto root = rootElement();
+  return root ? root->firstChildWithCSS(selector) : std::nullopt;
+}
+
+const DateParser& SKYLVelaXMLDocument::dateFormatter() const {
+  static const std::unique_ptr<DateParser> formatter =
+      DateParser::create("en_US_POSIX", u"yyyy-MM-dd'T'HH:mm:ssZ");
+  return *formatter;
+}
+
+}  // namespace skylark

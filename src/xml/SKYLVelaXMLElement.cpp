@@ -1,0 +1,295 @@
+#include "xml/SKYLVelaXMLElement.h"
+
+#include <cctype>
+
+#include <libxml/tree.h>
+#include <libxml/xpath.h>
+#include <libxml/xpathInternals.h>
+
+#include "xml/SKYLVelaXMLDocument.h"
+#include "xml/SKYLVelaXPathEnumerator.h"
+#include "xml/SKYLVelaXPathFromCSS.h"
+
+namespace skylark {
+namespace {
+
+const char* text(const xmlChar* s) { return reinterpret_cast<const char*>(s); }
+const xmlChar* xml(const char* s) { return reinterpret_cast<const xmlChar*>(s); }
+
+// libxml2 hands out several structs through xmlNode pointers; only these
+// node types have the namespace, attribute and declaration fields.
+bool hasElementFields(XMLNodePtr node) { return node->type == XML_ELEMENT_NODE; }
+bool hasNamespaceField(XMLNodePtr node) {
+  return node->type == XML_ELEMENT_NODE || node->type == XML_ATTRIBUTE_NODE;
+}
+
+bool equalsIgnoringCase(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    if (std::tolower(static_cast<unsigned char>(a[i])) !=
+        std::tolower(static_cast<unsigned char>(b[i]))) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Takes a libxml2-allocated string, returning its text (empty for none).
+std::string adopt(xmlChar* owned) {
+  if (!owned) return {};
+  std::string out(text(owned));
+  xmlFree(owned);
+  return out;
+}
+
+std::optional<std::string> adoptOptional(xmlChar* owned) {
+  if (!owned) return std::nullopt;
+  return adopt(owned);
+}
+
+void ignoreXPathError(void*, xmlErrorPtr) {}
+
+}  // namespace
+
+bool SKYLVelaXMLNodeMatchesTagInNamespace(XMLNodePtr node, std::optional<std::string_view> tag,
+                                          std::optional<std::string_view> inNamespace) {
+  if (!node) return false;
+  if (tag && !(node->name && equalsIgnoringCase(text(node->name), *tag))) return false;
+  if (!inNamespace) return true;
+  if (!hasNamespaceField(node) || !node->ns || !node->ns->prefix) return false;
+  return equalsIgnoringCase(text(node->ns->prefix), *inNamespace);
+}
+
+SKYLVelaXMLElement::SKYLVelaXMLElement(std::shared_ptr<SKYLVelaXMLDocument> document,
+                                       XMLNodePtr node)
+    : document_(std::move(document)), node_(node) {}
+
+std::optional<SKYLVelaXMLElement> SKYLVelaXMLElement::wrap(XMLNodePtr node) const {
+  return document_->elementWithNode(node);
+}
+
+const std::string& SKYLVelaXMLElement::tag() const {
+  if (!tag_) tag_ = node_->name ? text(node_->name) : "";
+  return *tag_;
+}
+
+const std::optional<std::string>& SKYLVelaXMLElement::namespacePrefix() const {
+  if (!namespacePrefix_) {
+    namespacePrefix_.emplace();
+    if (hasNamespaceField(node_) && node_->ns && node_->ns->prefix) {
+      *namespacePrefix_ = text(node_->ns->prefix);
+    }
+  }
+  return *namespacePrefix_;
+}
+
+long SKYLVelaXMLElement::lineNumber() const { return xmlGetLineNo(node_); }
+
+const std::map<std::string, std::string>& SKYLVelaXMLElement::attributes() const {
+  if (!attributes_) {
+    attributes_.emplace();
+    if (hasElementFields(node_)) {
+      for (xmlAttrPtr attribute = node_->properties; attribute; attribute = attribute->next) {
+        const std::string name = text(attribute->name);
+        (*attributes_)[name] = valueForAttribute(name).value_or("");
+      }
+    }
+  }
+  return *attributes_;
+}
+
+std::optional<std::string> SKYLVelaXMLElement::valueForAttribute(std::string_view name) const {
+  if (!hasElementFields(node_)) return std::nullopt;
+  return adoptOptional(xmlGetProp(node_, xml(std::string(name).c_str())));
+}
+
+std::optional<std::string> SKYLVelaXMLElement::valueForAttribute(
+    std::string_view name, std::string_view inNamespaceURI) const {
+  if (!hasElementFields(node_)) return std::nullopt;
+  return adoptOptional(xmlGetNsProp(node_, xml(std::string(name).c_str()),
+                                    xml(std::string(inNamespaceURI).c_str())));
+}
+
+std::optional<SKYLVelaXMLElement> SKYLVelaXMLElement::parent() const { return wrap(node_->parent); }
+std::optional<SKYLVelaXMLElement> SKYLVelaXMLElement::previousSibling() const {
+  return wrap(node_->prev);
+}
+std::optional<SKYLVelaXMLElement> SKYLVelaXMLElement::nextSibling() const {
+  return wrap(node_->next);
+}
+
+const SKYLVelaXMLElement::Elements& SKYLVelaXMLElement::children() const {
+  if (!children_) {
+    children_.emplace();
+    for (XMLNodePtr child = node_->children; child; child = child->next) {
+      if (child->type == XML_ELEMENT_NODE) children_->emplace_back(document_, child);
+    }
+  }
+  return *children_;
+}
+
+SKYLVelaXMLElement::Elements SKYLVelaXMLElement::childrenAtIndexes(
+    const std::set<size_t>& indexes) const {
+  Elements found;
+  size_t index = 0;
+  for (XMLNodePtr child = node_->children; child; child = child->next, ++index) {
+    if (child->type == XML_ELEMENT_NODE && indexes.count(index)) {
+      found.emplace_back(document_, child);
+    }
+  }
+  return found;
+}
+
+std::set<size_t> SKYLVelaXMLElement::indexesOfChildrenPassingTest(
+    const std::function<bool(XMLNodePtr child, bool& stop)>& test) const {
+  std::set<size_t> passing;
+  bool stop = false;
+  size_t index = 0;
+  for (XMLNodePtr child = node_->children; child && !stop; child = child->next, ++index) {
+    if (test(child, stop)) passing.insert(index);
+  }
+  return passing;
+}
+
+std::optional<SKYLVelaXMLElement> SKYLVelaXMLElement::firstChildWithTag(
+    std::string_view tag) const {
+  for (const auto& child : children()) {
+    if (SKYLVelaXMLNodeMatchesTagInNamespace(child.node_, tag, std::nullopt)) return child;
+  }
+  return std::nullopt;
+}
+
+std::optional<SKYLVelaXMLElement> SKYLVelaXMLElement::firstChildWithTag(
+    std::string_view tag, std::string_view inNamespace) const {
+  for (const auto& child : children()) {
+    if (SKYLVelaXMLNodeMatchesTagInNamespace(child.node_, tag, inNamespace)) return child;
+  }
+  return std::nullopt;
+}
+
+SKYLVelaXMLElement::Elements SKYLVelaXMLElement::childrenWithTag(std::string_view tag) const {
+  Elements found;
+  for (const auto& child : children()) {
+    if (SKYLVelaXMLNodeMatchesTagInNamespace(child.node_, tag, std::nullopt)) {
+      found.push_back(child);
+    }
+  }
+  return found;
+}
+
+SKYLVelaXMLElement::Elements SKYLVelaXMLElement::childrenWithTag(
+    std::string_view tag, std::string_view inNamespace) const {
+  Elements found;
+  for (const auto& child : children()) {
+    if (SKYLVelaXMLNodeMatchesTagInNamespace(child.node_, tag, inNamespace)) {
+      found.push_back(child);
+    }
+  }
+  return found;
+}
+
+const std::string& SKYLVelaXMLElement::stringValue() const {
+  if (!stringValue_) stringValue_ = adopt(xmlNodeGetContent(node_));
+  return *stringValue_;
+}
+
+std::optional<double> SKYLVelaXMLElement::numberValue() const {
+  if (!numberValue_) numberValue_ = document_->numberFormatter().parse(stringValue());
+  return *numberValue_;
+}
+
+std::optional<SystemTime> SKYLVelaXMLElement::dateValue() const {
+  if (!dateValue_) dateValue_ = document_->dateFormatter().parse(stringValue());
+  return *dateValue_;
+}
+
+const std::string& SKYLVelaXMLElement::rawXMLString() const {
+  if (!rawXMLString_) {
+    rawXMLString_.emplace();
+    if (xmlBufferPtr buffer = xmlBufferCreate()) {
+      if (xmlNodeDump(buffer, node_->doc, node_, 0, 0) >= 0) {
+        *rawXMLString_ = text(xmlBufferContent(buffer));
+      }
+      xmlBufferFree(buffer);
+    }
+  }
+  return *rawXMLString_;
+}
+
+XPathObjectPtr SKYLVelaXMLElement::evaluate(std::string_view expression) const {
+  xmlXPathContextPtr context = xmlXPathNewContext(node_->doc);
+  if (!context) return nullptr;
+  context->node = node_;
+  // Compile and evaluation errors mean "no result"; keep them off stderr.
+  context->error = ignoreXPathError;
+  // Prefixes of this node and its ancestors (the document node excluded);
+  // default namespaces under the prefix the document defines for them.
+  for (XMLNodePtr node = node_; node && node->parent; node = node->parent) {
+    if (!hasElementFields(node)) continue;
+    for (xmlNsPtr ns = node->nsDef; ns; ns = ns->next) {
+      if (!ns->href) continue;
+      if (ns->prefix) {
+        xmlXPathRegisterNs(context, ns->prefix, ns->href);
+      } else if (auto prefix = document_->prefixForDefaultNamespace(text(ns->href))) {
+        xmlXPathRegisterNs(context, xml(prefix->c_str()), ns->href);
+      }
+    }
+  }
+  const std::string terminated(expression);
+  XPathObjectPtr result = xmlXPathEvalExpression(xml(terminated.c_str()), context);
+  xmlXPathFreeContext(context);
+  xmlResetLastError();
+  return result;
+}
+
+std::shared_ptr<SKYLVelaXPathEnumerator> SKYLVelaXMLElement::XPath(
+    std::string_view expression) const {
+  return document_->enumeratorWithXPathObject(evaluate(expression));
+}
+
+void SKYLVelaXMLElement::enumerateElementsWithXPath(std::string_view expression,
+                                                    const EnumerationBlock& usingBlock) const {
+  const auto enumerator = XPath(expression);
+  if (!enumerator) return;
+  bool stop = false;
+  size_t index = 0;
+  while (!stop) {
+    auto element = enumerator->nextObject();
+    if (!element) break;
+    usingBlock(*element, index++, stop);
+  }
+}
+
+std::optional<SKYLVelaXMLElement> SKYLVelaXMLElement::firstChildWithXPath(
+    std::string_view expression) const {
+  const auto enumerator = XPath(expression);
+  return enumerator ? enumerator->nextObject() : std::nullopt;
+}
+
+std::optional<SKYLVelaXPathFunctionResult> SKYLVelaXMLElement::functionResultByEvaluatingXPath(
+    std::string_view expression) const {
+  XPathObjectPtr result = evaluate(expression);
+  if (!result) return std::nullopt;
+  SKYLVelaXPathFunctionResult values;
+  values.boolValue = xmlXPathCastToBoolean(result) != 0;
+  values.numericValue = xmlXPathCastToNumber(result);
+  values.stringValue = adopt(xmlXPathCastToString(result));
+  xmlXPathFreeObject(result);
+  return values;
+}
+
+std::shared_ptr<SKYLVelaXPathEnumerator> SKYLVelaXMLElement::CSS(std::string_view selector) const {
+  return XPath(SKYLVelaXPathFromCSS(selector));
+}
+
+void SKYLVelaXMLElement::enumerateElementsWithCSS(std::string_view selector,
+                                                  const EnumerationBlock& usingBlock) const {
+  enumerateElementsWithXPath(SKYLVelaXPathFromCSS(selector), usingBlock);
+}
+
+std::optional<SKYLVelaXMLElement> SKYLVelaXMLElement::firstChildWithCSS(
+    std::string_view selector) const {
+  return firstChildWithXPath(SKYLVelaXPathFromCSS(selector));
+}
+
+}  // namespace skylark

@@ -1,0 +1,123 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/DateParser.h"
+#include "xml/SKYLVelaXPathFunctionResult.h"
+#include "xml/XMLTypes.h"
+
+namespace skylark {
+
+class SKYLVelaXMLDocument;
+class SKYLVelaXPathEnumerator;
+
+// True when the node's name equals tag (ASCII case-insensitively) and, when
+// a namespace prefix is given, the node's namespace has a prefix equal to
+// it (likewise). An absent tag or namespace matches anything. The namespace
+// is a prefix, not a URI.
+bool SKYLVelaXMLNodeMatchesTagInNamespace(XMLNodePtr node, std::optional<std::string_view> tag,
+                                          std::optional<std::string_view> inNamespace);
+
+// A node of a parsed document. The wrapper keeps its document, and so the
+// libxml2 tree, alive; wrappers are made fresh each time a node is handed
+// out, and two wrappers of one node compare equal. Values are computed on
+// first request and cached in the wrapper. Use a document and its elements
+// on one thread at a time.
+class SKYLVelaXMLElement {
+ public:
+  using Elements = std::vector<SKYLVelaXMLElement>;
+  using EnumerationBlock =
+      std::function<void(const SKYLVelaXMLElement& element, size_t index, bool& stop)>;
+
+  SKYLVelaXMLElement(std::shared_ptr<SKYLVelaXMLDocument> document, XMLNodePtr node);
+
+  const std::shared_ptr<SKYLVelaXMLDocument>& document() const { return document_; }
+  XMLNodePtr xmlNode() const { return node_; }
+
+  // The node's name, without prefix.
+  const std::string& tag() const;
+  // The prefix of the node's namespace; nothing without one.
+  const std::optional<std::string>& namespacePrefix() const;
+  long lineNumber() const;
+
+  // Every attribute, name to value.
+  const std::map<std::string, std::string>& attributes() const;
+  std::optional<std::string> valueForAttribute(std::string_view name) const;
+  std::optional<std::string> valueForAttribute(std::string_view name,
+                                               std::string_view inNamespaceURI) const;
+
+  std::optional<SKYLVelaXMLElement> parent() const;
+  std::optional<SKYLVelaXMLElement> previousSibling() const;
+  std::optional<SKYLVelaXMLElement> nextSibling() const;
+
+  // The element children, in document order.
+  const Elements& children() const;
+  // Counts child nodes of every kind from 0 (text and comments included) and
+  // returns the element children whose count is in the set.
+  Elements childrenAtIndexes(const std::set<size_t>& indexes) const;
+  std::set<size_t> indexesOfChildrenPassingTest(
+      const std::function<bool(XMLNodePtr child, bool& stop)>& test) const;
+
+  std::optional<SKYLVelaXMLElement> firstChildWithTag(std::string_view tag) const;
+  std::optional<SKYLVelaXMLElement> firstChildWithTag(std::string_view tag,
+                                                      std::string_view inNamespace) const;
+  Elements childrenWithTag(std::string_view tag) const;
+  Elements childrenWithTag(std::string_view tag, std::string_view inNamespace) const;
+
+  // The text content, untrimmed; empty when there is none.
+  const std::string& stringValue() const;
+  // The text read with the document's "en_US" decimal formatter.
+  std::optional<double> numberValue() const;
+  // The text read as "yyyy-MM-dd'T'HH:mm:ssZ" ("en_US_POSIX").
+  std::optional<SystemTime> dateValue() const;
+  bool isBlank() const { return stringValue().empty(); }
+
+  // The node serialised as XML.
+  const std::string& rawXMLString() const;
+  std::string description() const { return rawXMLString(); }
+
+  // XPath relative to this node; prefixes declared on it and its ancestors
+  // (and the document's prefixes for default namespaces) are usable. An
+  // expression libxml2 cannot evaluate yields nothing.
+  std::shared_ptr<SKYLVelaXPathEnumerator> XPath(std::string_view expression) const;
+  void enumerateElementsWithXPath(std::string_view expression,
+                                  const EnumerationBlock& usingBlock) const;
+  std::optional<SKYLVelaXMLElement> firstChildWithXPath(std::string_view expression) const;
+  std::optional<SKYLVelaXPathFunctionResult> functionResultByEvaluatingXPath(
+      std::string_view expression) const;
+
+  std::shared_ptr<SKYLVelaXPathEnumerator> CSS(std::string_view selector) const;
+  void enumerateElementsWithCSS(std::string_view selector,
+                                const EnumerationBlock& usingBlock) const;
+  std::optional<SKYLVelaXMLElement> firstChildWithCSS(std::string_view selector) const;
+
+  bool operator==(const SKYLVelaXMLElement& other) const { return node_ == other.node_; }
+  size_t hash() const { return std::hash<const void*>{}(node_); }
+
+ private:
+  std::optional<SKYLVelaXMLElement> wrap(XMLNodePtr node) const;
+  XPathObjectPtr evaluate(std::string_view expression) const;
+
+  std::shared_ptr<SKYLVelaXMLDocument> document_;
+  XMLNodePtr node_;
+
+  // Computed on first request.
+  mutable std::optional<std::string> tag_;
+  mutable std::optional<std::optional<std::string>> namespacePrefix_;
+  mutable std::optional<std::map<std::string, std::string>> attributes_;
+  mutable std::optional<Elements> children_;
+  mutable std::optional<std::string> stringValue_;
+  mutable std::optional<std::optional<double>> numberValue_;
+  mutable std::optional<std::optional<SystemTime>> dateValue_;
+  mutable std::optional<std::string> rawXMLString_;
+};
+
+}  // namespace skylark

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+namespace skylark {
+
+// The value of an XPath expression that is not a node set (count(), a
+// comparison, string()...), in its three readings.
+struct SKYLVelaXPathFunctionResult {
+  bool boolValue = false;
+  double numericValue = 0;
+  std::string stringValue;
+};
+
+}  // namespace skylark
