@@ -6,6 +6,7 @@
 #include <libxml/xpath.h>
 #include <libxml/xpathInternals.h>
 
+#include "xml/QuietLibxmlErrors.h"
 #include "xml/SKYLVelaXMLDocument.h"
 #include "xml/SKYLVelaXPathEnumerator.h"
 #include "xml/SKYLVelaXPathFromCSS.h"
@@ -46,8 +47,6 @@ std::optional<std::string> adoptOptional(xmlChar* owned) {
   if (!owned) return std::nullopt;
   return adopt(owned);
 }
-
-void ignoreXPathError(void*, xmlErrorPtr) {}
 
 }  // namespace
 
@@ -206,22 +205,24 @@ std::optional<SystemTime> SKYLVelaXMLElement::dateValue() const {
 const std::string& SKYLVelaXMLElement::rawXMLString() const {
   if (!rawXMLString_) {
     rawXMLString_.emplace();
+    QuietLibxmlErrors quiet;
     if (xmlBufferPtr buffer = xmlBufferCreate()) {
       if (xmlNodeDump(buffer, node_->doc, node_, 0, 0) >= 0) {
         *rawXMLString_ = text(xmlBufferContent(buffer));
       }
       xmlBufferFree(buffer);
     }
+    xmlResetLastError();
   }
   return *rawXMLString_;
 }
 
 XPathObjectPtr SKYLVelaXMLElement::evaluate(std::string_view expression) const {
+  // Compile and evaluation errors mean "no result"; keep them off stderr.
+  QuietLibxmlErrors quiet;
   xmlXPathContextPtr context = xmlXPathNewContext(node_->doc);
   if (!context) return nullptr;
   context->node = node_;
-  // Compile and evaluation errors mean "no result"; keep them off stderr.
-  context->error = ignoreXPathError;
   // Prefixes of this node and its ancestors (the document node excluded);
   // default namespaces under the prefix the document defines for them.
   for (XMLNodePtr node = node_; node && node->parent; node = node->parent) {

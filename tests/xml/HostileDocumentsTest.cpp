@@ -77,5 +77,17 @@ TEST(HostileDocumentsTest, DeepNestingIsBounded) {
   EXPECT_LT(Clock::now() - start, std::chrono::seconds(10));
 }
 
+TEST(HostileDocumentsTest, BadBytesAndBrokenQueriesStayOffStandardError) {
+  auto parsed = SKYLVelaXMLDocument::XMLDocumentWithData("<a b=\"\xff\">\xff\xfe\x01</a>");
+  ASSERT_TRUE(parsed.ok());
+  const auto root = parsed.value()->rootElement();
+  ASSERT_TRUE(root);
+  ::testing::internal::CaptureStderr();
+  (void)root->rawXMLString();
+  (void)root->firstChildWithXPath("///[");
+  (void)root->functionResultByEvaluatingXPath("nope(");
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+}
+
 }  // namespace
 }  // namespace skylark
