@@ -1,0 +1,342 @@
+#include "platform/URLSession.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cctype>
+#include <map>
+#include <mutex>
+#include <thread>
+
+#include <curl/curl.h>
+
+namespace skylark {
+namespace {
+
+bool equalsIgnoringCase(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+           return std::tolower(static_cast<unsigned char>(x)) ==
+                  std::tolower(static_cast<unsigned char>(y));
+         });
+}
+
+std::optional<std::string> findHeader(const HTTPHeaderFields& fields, std::string_view name) {
+  for (const auto& [key, value] : fields) {
+    if (equalsIgnoringCase(key, name)) return value;
+  }
+  return std::nullopt;
+}
+
+SKYLError urlError(int64_t code, std::string description) {
+  return SKYLError(std::string(kURLErrorDomain), code, std::move(description));
+}
+
+void initializeCurl() {
+  static std::once_flag once;
+  std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+}
+
+std::string_view trimmedLine(std::string_view line) {
+  while (!line.empty() && (line.back() == '\r' || line.back() == '\n')) line.remove_suffix(1);
+  return line;
+}
+
+}  // namespace
+
+void URLRequest::addValue(std::string_view value, std::string_view forHTTPHeaderField) {
+  for (auto& [key, existing] : headers) {
+    if (equalsIgnoringCase(key, forHTTPHeaderField)) {
+      existing.append(",").append(value);
+      return;
+    }
+  }
+  headers.emplace_back(std::string(forHTTPHeaderField), std::string(value));
+}
+
+std::optional<std::string> URLRequest::valueForHTTPHeaderField(std::string_view field) const {
+  return findHeader(headers, field);
+}
+
+std::optional<std::string> HTTPURLResponse::valueForHTTPHeaderField(std::string_view field) const {
+  return findHeader(headerFields, field);
+}
+
+bool isTimeoutError(const SKYLError& error) {
+  return error.domain == kURLErrorDomain && error.code == kURLErrorTimedOut;
+}
+
+// One transfer. Touched by the session thread only, once resumed.
+struct URLSessionDataTask::State {
+  State(URLRequest r, URLSession::Completion c) : request(std::move(r)), completion(std::move(c)) {}
+  ~State() { release(); }
+
+  void release() {
+    if (easy) curl_easy_cleanup(easy);
+    if (headerList) curl_slist_free_all(headerList);
+    easy = nullptr;
+    headerList = nullptr;
+  }
+
+  URLRequest request;
+  URLSession::Completion completion;
+  CURL* easy = nullptr;
+  curl_slist* headerList = nullptr;
+  std::string body;
+  HTTPHeaderFields responseHeaders;
+  size_t limit = 0;
+  bool exceeded = false;
+  bool finished = false;
+  std::atomic<bool> resumed{false};
+  char errorBuffer[CURL_ERROR_SIZE] = {};
+};
+
+using TaskState = URLSessionDataTask::State;
+
+struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
+  explicit Impl(Configuration c) : configuration(c), multi(curl_multi_init()) {}
+  ~Impl() {
+    if (multi) curl_multi_cleanup(multi);
+  }
+
+  void start() {
+    thread = std::thread([self = shared_from_this()] { self->loop(); });
+  }
+
+  // Asks the thread to stop and waits for it, unless called from it.
+  void shutdown() {
+    {
+      std::lock_guard lock(mutex);
+      if (stopping) return;
+      stopping = true;
+    }
+    curl_multi_wakeup(multi);
+    if (!thread.joinable()) return;
+    if (std::this_thread::get_id() == thread.get_id()) {
+      thread.detach();  // a completion let go of the session; the loop ends after it
+    } else {
+      thread.join();
+    }
+  }
+
+  void enqueue(std::shared_ptr<TaskState> task, bool cancel) {
+    {
+      std::lock_guard lock(mutex);
+      if (stopping) return;
+      (cancel ? toCancel : toStart).push_back(std::move(task));
+    }
+    curl_multi_wakeup(multi);
+  }
+
+  void loop() {
+    while (true) {
+      std::vector<std::shared_ptr<TaskState>> starting;
+      std::vector<std::shared_ptr<TaskState>> cancelling;
+      {
+        std::lock_guard lock(mutex);
+        if (stopping) break;
+        starting.swap(toStart);
+        cancelling.swap(toCancel);
+      }
+      for (auto& task : starting) begin(task);
+      for (auto& task : cancelling) cancelTask(task);
+      int stillRunning = 0;
+      curl_multi_perform(multi, &stillRunning);
+      int left = 0;
+      while (CURLMsg* message = curl_multi_info_read(multi, &left)) {
+        if (message->msg != CURLMSG_DONE) continue;
+        const auto found = running.find(message->easy_handle);
+        if (found == running.end()) continue;
+        auto task = found->second;
+        running.erase(found);
+        curl_multi_remove_handle(multi, task->easy);
+        complete(task, message->data.result);
+      }
+      curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
+    }
+    // Abandon whatever is in flight: no completion runs after shutdown.
+    for (auto& [easy, task] : running) {
+      curl_multi_remove_handle(multi, easy);
+      task->release();
+    }
+    running.clear();
+  }
+
+  void finish(const std::shared_ptr<TaskState>& task, Result<URLSessionResponse> result) {
+    task->finished = true;
+    task->release();
+    auto completion = std::move(task->completion);
+    if (completion) completion(std::move(result));
+  }
+
+  void cancelTask(const std::shared_ptr<TaskState>& task) {
+    if (task->finished) return;
+    if (task->easy) {
+      curl_multi_remove_handle(multi, task->easy);
+      running.erase(task->easy);
+    }
+    finish(task, urlError(kURLErrorCancelled, "cancelled"));
+  }
+
+  void begin(const std::shared_ptr<TaskState>& task) {
+    if (task->finished) return;
+    if (!task->request.url.isHTTPOrHTTPS()) {
+      finish(task, urlError(kURLErrorUnsupportedURL, "unsupported URL"));
+      return;
+    }
+    CURL* easy = curl_easy_init();
+    if (!easy) {
+      finish(task, urlError(kURLErrorUnknown, "could not create a transfer"));
+      return;
+    }
+    task->easy = easy;
+    task->limit = configuration.maximumBodyBytes;
+    const URLRequest& request = task->request;
+    curl_easy_setopt(easy, CURLOPT_URL, request.url.absoluteString().c_str());
+    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
+    curl_easy_setopt(easy, CURLOPT_MAXREDIRS, configuration.maximumRedirects);
+    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    const long timeout = static_cast<long>(request.timeoutInterval.count());
+    curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, timeout);
+    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, timeout);
+    curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE,
+                     static_cast<curl_off_t>(configuration.maximumBodyBytes));
+    curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, task->errorBuffer);
+    if (request.httpMethod == "GET") {
+      curl_easy_setopt(easy, CURLOPT_HTTPGET, 1L);
+    } else {
+      if (request.httpMethod != "POST") {
+        curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, request.httpMethod.c_str());
+      }
+      curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE,
+                       static_cast<curl_off_t>(request.httpBody.size()));
+      curl_easy_setopt(easy, CURLOPT_POSTFIELDS, request.httpBody.data());
+    }
+    for (const auto& [name, value] : request.headers) {
+      task->headerList = curl_slist_append(task->headerList, (name + ": " + value).c_str());
+    }
+    task->headerList = curl_slist_append(task->headerList, "Expect:");
+    curl_easy_setopt(easy, CURLOPT_HTTPHEADER, task->headerList);
+    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Impl::onBody);
+    curl_easy_setopt(easy, CURLOPT_WRITEDATA, task.get());
+    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, &Impl::onHeader);
+    curl_easy_setopt(easy, CURLOPT_HEADERDATA, task.get());
+    running[easy] = task;
+    curl_multi_add_handle(multi, easy);
+  }
+
+  void complete(const std::shared_ptr<TaskState>& task, CURLcode code) {
+    if (code != CURLE_OK) {
+      finish(task, errorFor(*task, code));
+      return;
+    }
+    long status = 0;
+    char* effective = nullptr;
+    curl_easy_getinfo(task->easy, CURLINFO_RESPONSE_CODE, &status);
+    curl_easy_getinfo(task->easy, CURLINFO_EFFECTIVE_URL, &effective);
+    auto responseURL = effective ? URL::parse(effective) : std::nullopt;
+    URLSessionResponse response{std::move(task->body),
+                                HTTPURLResponse{responseURL.value_or(task->request.url), status,
+                                                std::move(task->responseHeaders)}};
+    finish(task, std::move(response));
+  }
+
+  static SKYLError errorFor(const TaskState& task, CURLcode code) {
+    const std::string detail = task.errorBuffer[0] ? task.errorBuffer : curl_easy_strerror(code);
+    switch (code) {
+      case CURLE_OPERATION_TIMEDOUT:
+        return urlError(kURLErrorTimedOut, "The request timed out. " + detail);
+      case CURLE_COULDNT_CONNECT:
+        return urlError(kURLErrorCannotConnectToHost, "Could not connect to the server. " + detail);
+      case CURLE_COULDNT_RESOLVE_HOST:
+        return urlError(kURLErrorCannotFindHost, "A server with the specified hostname could not "
+                                                 "be found. " + detail);
+      case CURLE_UNSUPPORTED_PROTOCOL:
+        return urlError(kURLErrorUnsupportedURL, "unsupported URL. " + detail);
+      case CURLE_TOO_MANY_REDIRECTS:
+        return urlError(kURLErrorHTTPTooManyRedirects, "too many HTTP redirects. " + detail);
+      case CURLE_FILESIZE_EXCEEDED:
+        return urlError(kURLErrorDataLengthExceedsMaximum, "resource exceeds maximum size");
+      case CURLE_WRITE_ERROR:
+        if (task.exceeded) {
+          return urlError(kURLErrorDataLengthExceedsMaximum, "resource exceeds maximum size");
+        }
+        return urlError(kURLErrorUnknown, detail);
+      case CURLE_GOT_NOTHING:
+      case CURLE_RECV_ERROR:
+      case CURLE_SEND_ERROR:
+      case CURLE_PARTIAL_FILE:
+        return urlError(kURLErrorNetworkConnectionLost, "The network connection was lost. " +
+                                                            detail);
+      default:
+        return urlError(kURLErrorUnknown, detail);
+    }
+  }
+
+  static size_t onBody(char* data, size_t size, size_t count, void* user) {
+    auto* task = static_cast<TaskState*>(user);
+    const size_t bytes = size * count;
+    if (task->body.size() + bytes > task->limit) {
+      task->exceeded = true;
+      return 0;  // ends the transfer with CURLE_WRITE_ERROR
+    }
+    task->body.append(data, bytes);
+    return bytes;
+  }
+
+  static size_t onHeader(char* data, size_t size, size_t count, void* user) {
+    auto* task = static_cast<TaskState*>(user);
+    const size_t bytes = size * count;
+    const std::string_view line = trimmedLine(std::string_view(data, bytes));
+    if (line.rfind("HTTP/", 0) == 0) {
+      task->responseHeaders.clear();  // a new response (after a redirect)
+    } else if (const size_t colon = line.find(':'); colon != std::string_view::npos) {
+      std::string_view value = line.substr(colon + 1);
+      while (!value.empty() && (value.front() == ' ' || value.front() == '\t')) {
+        value.remove_prefix(1);
+      }
+      task->responseHeaders.emplace_back(std::string(line.substr(0, colon)), std::string(value));
+    }
+    return bytes;
+  }
+
+  const Configuration configuration;
+  CURLM* multi;
+  std::thread thread;
+  std::atomic<uint64_t> nextIdentifier{1};
+
+  std::mutex mutex;
+  bool stopping = false;                                 // guarded by mutex
+  std::vector<std::shared_ptr<TaskState>> toStart;       // guarded by mutex
+  std::vector<std::shared_ptr<TaskState>> toCancel;      // guarded by mutex
+  std::map<CURL*, std::shared_ptr<TaskState>> running;  // session thread only
+};
+
+std::shared_ptr<URLSession> URLSession::create(Configuration configuration) {
+  initializeCurl();
+  auto impl = std::make_shared<Impl>(configuration);
+  impl->start();
+  return std::shared_ptr<URLSession>(new URLSession(std::move(impl)));
+}
+
+URLSession::~URLSession() { impl_->shutdown(); }
+
+void URLSession::invalidateAndCancel() { impl_->shutdown(); }
+
+std::shared_ptr<URLSessionDataTask> URLSession::dataTask(URLRequest request,
+                                                         Completion completion) {
+  auto state = std::make_shared<TaskState>(std::move(request), std::move(completion));
+  return std::make_shared<URLSessionDataTask>(impl_, std::move(state),
+                                              impl_->nextIdentifier++);
+}
+
+void URLSessionDataTask::resume() {
+  if (state_->resumed.exchange(true)) return;
+  if (auto session = session_.lock()) session->enqueue(state_, /*cancel=*/false);
+}
+
+void URLSessionDataTask::cancel() {
+  if (auto session = session_.lock()) session->enqueue(state_, /*cancel=*/true);
+}
+
+}  // namespace skylark

@@ -1,0 +1,142 @@
+#include "platform/URLSession.h"
+
+#include <future>
+
+#include <gtest/gtest.h>
+#include <httplib.h>
+
+#include "support/LoopbackServer.h"
+
+namespace skylark {
+namespace {
+
+using namespace std::chrono_literals;
+using test::LoopbackServer;
+
+// Runs one request to completion.
+Result<URLSessionResponse> fetch(URLSession& session, URLRequest request) {
+  std::promise<Result<URLSessionResponse>> done;
+  auto future = done.get_future();
+  session
+      .dataTask(std::move(request),
+                [&done](Result<URLSessionResponse> result) { done.set_value(std::move(result)); })
+      ->resume();
+  if (future.wait_for(10s) != std::future_status::ready) {
+    return SKYLError("test", 0, "no completion within 10 s");
+  }
+  return future.get();
+}
+
+URLRequest request(const std::string& url) { return URLRequest(*URL::parse(url)); }
+
+TEST(URLSessionTest, SendsMethodBodyAndAddedHeaders) {
+  LoopbackServer server([](httplib::Server& s) {
+    s.Post("/echo", [](const httplib::Request& r, httplib::Response& response) {
+      response.set_header("X-Reply", "yes");
+      response.set_content("got:" + r.body, "text/plain");
+    });
+  });
+  auto session = URLSession::create();
+  URLRequest post = request(server.url("/echo?a=1"));
+  post.httpMethod = "POST";
+  post.httpBody = "{\"k\":1}";
+  post.addValue("application/json", "Content-Type");
+  post.addValue("first", "X-List");
+  post.addValue("second", "x-list");
+  const auto result = fetch(*session, post);
+  ASSERT_TRUE(result.ok()) << result.error().description();
+  EXPECT_EQ(result->data, "got:{\"k\":1}");
+  EXPECT_EQ(result->response.statusCode, 200);
+  EXPECT_EQ(result->response.valueForHTTPHeaderField("x-reply"), "yes");
+  const auto recorded = server.requests().at(0);
+  EXPECT_EQ(recorded.method, "POST");
+  EXPECT_EQ(recorded.path, "/echo?a=1");
+  EXPECT_EQ(recorded.header("X-List"), "first,second");
+  EXPECT_EQ(recorded.header("Content-Type"), "application/json");
+}
+
+TEST(URLSessionTest, AnyHTTPStatusIsAResponseAndRedirectsAreFollowed) {
+  LoopbackServer server;
+  auto session = URLSession::create();
+  const auto notFound = fetch(*session, request(server.url("/status/404")));
+  ASSERT_TRUE(notFound.ok());
+  EXPECT_EQ(notFound->response.statusCode, 404);
+
+  const auto tenHops = fetch(*session, request(server.url("/redirects/10")));
+  ASSERT_TRUE(tenHops.ok()) << tenHops.error().description();
+  EXPECT_EQ(tenHops->data, "end");
+  EXPECT_EQ(tenHops->response.url.absoluteString(), server.url("/redirects/0"));
+}
+
+TEST(URLSessionTest, TransportErrors) {
+  LoopbackServer server;
+  int closedPort = 0;
+  {
+    LoopbackServer gone;
+    closedPort = gone.port();
+  }
+  auto session = URLSession::create(URLSession::Configuration{1000, 10});
+  struct Case {
+    std::string name;
+    URLRequest request;
+    int64_t code;
+  };
+  URLRequest slow = request(server.url("/delay/3000"));
+  slow.timeoutInterval = 200ms;
+  const Case cases[] = {
+      {"refused", request("http://127.0.0.1:" + std::to_string(closedPort) + "/"),
+       kURLErrorCannotConnectToHost},
+      {"time-out", slow, kURLErrorTimedOut},
+      {"body too large", request(server.url("/bytes/5000")), kURLErrorDataLengthExceedsMaximum},
+      {"file", request("file:///etc/hostname"), kURLErrorUnsupportedURL},
+      {"gopher", request("gopher://127.0.0.1:70/1"), kURLErrorUnsupportedURL},
+      {"redirect to file", request(server.url("/redirect?to=file:///etc/hostname")),
+       kURLErrorUnsupportedURL},
+      {"eleven redirects", request(server.url("/redirects/11")), kURLErrorHTTPTooManyRedirects},
+  };
+  for (const auto& c : cases) {
+    const auto result = fetch(*session, c.request);
+    ASSERT_FALSE(result.ok()) << c.name;
+    EXPECT_EQ(result.error().domain, "NSURLErrorDomain") << c.name;
+    EXPECT_EQ(result.error().code, c.code) << c.name << ": " << result.error().description();
+    EXPECT_EQ(isTimeoutError(result.error()), c.code == kURLErrorTimedOut) << c.name;
+  }
+  EXPECT_TRUE(fetch(*session, request(server.url("/bytes/1000"))).ok());
+}
+
+TEST(URLSessionTest, CancelCompletesWithCancelled) {
+  LoopbackServer server;
+  auto session = URLSession::create();
+  std::promise<int64_t> done;
+  auto task = session->dataTask(request(server.url("/delay/2000")),
+                                [&done](Result<URLSessionResponse> result) {
+                                  done.set_value(result.ok() ? 0 : result.error().code);
+                                });
+  task->resume();
+  task->cancel();
+  auto future = done.get_future();
+  ASSERT_EQ(future.wait_for(5s), std::future_status::ready);
+  EXPECT_EQ(future.get(), kURLErrorCancelled);
+}
+
+TEST(URLSessionTest, ShutdownAbandonsTasksInFlightWithoutWaiting) {
+  LoopbackServer server;
+  std::atomic<int> completions{0};
+  auto session = URLSession::create();
+  for (int i = 0; i < 3; ++i) {
+    session
+        ->dataTask(request(server.url("/delay/1500")),
+                   [&completions](Result<URLSessionResponse>) { ++completions; })
+        ->resume();
+  }
+  const auto suspended =
+      session->dataTask(request(server.url("/status/200")), [&](auto) { ++completions; });
+  const auto start = std::chrono::steady_clock::now();
+  session.reset();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
+  suspended->resume();  // its session is gone: nothing happens
+  EXPECT_EQ(completions.load(), 0);
+}
+
+}  // namespace
+}  // namespace skylark
