@@ -12,6 +12,7 @@ function(skylark_subsystem name)
   target_link_libraries(${target} PUBLIC ${ARG_DEPENDS} PRIVATE ${ARG_PRIVATE_DEPENDS})
   set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
   set_property(GLOBAL APPEND PROPERTY SKYLARK_SUBSYSTEMS ${target})
-  install(DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}/ DESTINATION include/skylark_ssai/${name}
+  get_filename_component(folder ${CMAKE_CURRENT_SOURCE_DIR} NAME)
+  install(DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}/ DESTINATION include/skylark_ssai/${folder}
           FILES_MATCHING PATTERN "*.h")
 endfunction()

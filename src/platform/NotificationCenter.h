@@ -14,7 +14,7 @@ namespace skylark {
 
 struct Notification {
   std::string name;
-  const void* object = nullptr;
+  std::any object;
   std::map<std::string, std::any> userInfo;
 };
 

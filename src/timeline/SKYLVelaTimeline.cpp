@@ -4,7 +4,7 @@
 
 #include "platform/Description.h"
 #include "platform/Hashing.h"
-#include "platform/Log.h"
+#include "host/SKYLHostLog.h"
 #include "timeline/TimelineIndex.h"
 #include "timeline/TimelineWalks.h"
 
@@ -143,11 +143,11 @@ void SKYLVelaTimeline::installLiveAdSequences(Sequences adSequences) {
   firstBreakSeconds(*sequences_, b0, e0);
   firstBreakSeconds(adSequences, b1, e1);
   if (!sequences_->empty() && intervalsOverlap(b0, e0, b1, e1)) {
-    emitLog(LogChannel::Host, 6, "Merging SLS ad sequence");
+    SKYLHostLogLine(6, "Merging SLS ad sequence");
     sequences_->front()->mergeAdSequence(*adSequences.front());
     installSequences(sequences_);
   } else {
-    emitLog(LogChannel::Host, 6, "Installing new SLS ad sequence");
+    SKYLHostLogLine(6, "Installing new SLS ad sequence");
     installSequences(std::make_shared<const Sequences>(std::move(adSequences)));
   }
 }

@@ -24,6 +24,8 @@ LoopbackServer::LoopbackServer(const std::function<void(httplib::Server&)>& rout
     }
     arrived_.notify_all();
   });
+  // One request per connection, so stopping never waits out a keep-alive.
+  server.set_keep_alive_max_count(1);
   if (routes) routes(server);
   server.Get(R"(/status/(\d+))", [](const httplib::Request& request, httplib::Response& response) {
     response.status = std::stoi(request.matches[1]);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "host/SKYLHostLog.h"
 #include "support/LogCapture.h"
 #include "support/TimelineFixtures.h"
 
@@ -179,6 +180,7 @@ TEST(SKYLVelaTimelineTest, EqualityHashAndDescription) {
 
 TEST(SKYLVelaTimelineTest, InstallLiveAdSequences_MergesOverlapOtherwiseReplaces) {
   test::LogCapture log;
+  SKYLHostLogSetLevel(6);
   const auto timeline = makeTimeline(100, {{0, {10, 10, 10}}}, /*live=*/true);
   const auto original = timeline->adSequences()->front();
 
@@ -201,6 +203,7 @@ TEST(SKYLVelaTimelineTest, InstallLiveAdSequences_MergesOverlapOtherwiseReplaces
                                              "Installing new SLS ad sequence",
                                              "Installing new SLS ad sequence"};
   EXPECT_EQ(hostLines, expected);
+  SKYLHostLogSetLevel(3);
 }
 
 }  // namespace

@@ -1,0 +1,158 @@
+#include "timeline/SKYLVelaDocument.h"
+
+#include "host/SKYLHostLog.h"
+#include "host/SKYLHostNotifications.h"
+#include "platform/StringFormat.h"
+#include "timeline/SKYLVelaErrors.h"
+#include "timeline/SKYLVelaVMAPParser.h"
+
+namespace skylark {
+namespace {
+
+// Documents share one session (and so one network thread).
+std::shared_ptr<URLSession> defaultSession() {
+  static const std::shared_ptr<URLSession> session = URLSession::create();
+  return session;
+}
+
+SKYLError velaError(int64_t code, std::string description) {
+  return SKYLError(std::string(SKYLVelaErrorDomain), code, std::move(description));
+}
+
+}  // namespace
+
+SKYLVelaDocument::SKYLVelaDocument(std::optional<URL> velaURL, std::optional<std::string> data)
+    : velaURL_(std::move(velaURL)), vmapXMLData_(std::move(data)) {}
+
+std::shared_ptr<SKYLVelaDocument> SKYLVelaDocument::initWithURL(URL velaURL) {
+  std::shared_ptr<SKYLVelaDocument> document(new SKYLVelaDocument(std::move(velaURL), {}));
+  document->retrievalQueue_ = Dispatch::makeSerialQueue("SKYLVelaDocument.retrievalQueue");
+  document->session_ = defaultSession();
+  return document;
+}
+
+std::shared_ptr<SKYLVelaDocument> SKYLVelaDocument::initWithVMAPXMLData(std::string vmapXMLData) {
+  return std::shared_ptr<SKYLVelaDocument>(new SKYLVelaDocument({}, std::move(vmapXMLData)));
+}
+
+SKYLVelaDocument::State SKYLVelaDocument::state() const {
+  std::lock_guard lock(mutex_);
+  return state_;
+}
+
+std::shared_ptr<SKYLVelaTimeline> SKYLVelaDocument::timeline() const {
+  std::lock_guard lock(mutex_);
+  return timeline_;
+}
+
+std::string SKYLVelaDocument::vmapExtensionsNamespace() const {
+  std::lock_guard lock(mutex_);
+  return vmapExtensionsNamespace_;
+}
+
+void SKYLVelaDocument::setSharedURLSession(std::shared_ptr<URLSession> session) {
+  std::lock_guard lock(mutex_);
+  session_ = session ? std::move(session) : defaultSession();
+}
+
+std::optional<SKYLError> SKYLVelaDocument::parse(std::string_view data) {
+  SKYLVelaParseContext context;
+  auto parsed = SKYLVelaParseTimelineFromDataWithError(&context, data);
+  std::lock_guard lock(mutex_);
+  vmapExtensionsNamespace_ = context.vmapExtensionsNamespace;
+  if (parsed.ok()) {
+    timeline_ = parsed.value();
+    // A document failed by a repeated retrieval stays failed.
+    if (state_ != State::Failed) state_ = State::Retrieved;
+    return std::nullopt;
+  }
+  state_ = State::Failed;
+  // The parser's own 4011 errors carry their reason; others (XML) are
+  // attached under a 4011 of ours.
+  if (parsed.error().domain == SKYLVelaErrorDomain) return parsed.error();
+  return velaError(SKYLVelaDocumentErrorCodeDeserialization, "The VMAP document could not be read.")
+      .withUnderlyingError(parsed.error());
+}
+
+void SKYLVelaDocument::processVMAPXMLData(const Completion& completion) {
+  const auto error = parse(vmapXMLData_.value_or(""));
+  if (completion) completion(shared_from_this(), error);
+}
+
+void SKYLVelaDocument::retrieveOnQueue(DispatchQueue& queue, const HTTPHeaderFields& withHTTPHeaders,
+                                       Completion completion) {
+  if (!retrievalQueue_ || !velaURL_) {
+    // A document made from bytes has nothing to download.
+    {
+      std::lock_guard lock(mutex_);
+      state_ = State::Failed;
+    }
+    queue.async([self = shared_from_this(), completion = std::move(completion)] {
+      completion(self, velaError(SKYLVelaDocumentErrorCodeConnection, "The document has no URL."));
+    });
+    return;
+  }
+  retrievalQueue_->async([self = shared_from_this(), &queue, headers = withHTTPHeaders,
+                          completion = std::move(completion)]() mutable {
+    self->retrieve(queue, headers, std::move(completion));
+  });
+}
+
+void SKYLVelaDocument::retrieve(DispatchQueue& queue, const HTTPHeaderFields& headers,
+                                Completion completion) {
+  std::shared_ptr<URLSession> session;
+  {
+    std::lock_guard lock(mutex_);
+    if (state_ != State::NotStarted) {
+      state_ = State::Failed;
+      session = nullptr;
+    } else {
+      state_ = State::Retrieving;
+      session = session_;
+    }
+  }
+  if (!session) {
+    SKYLError error = velaError(SKYLVelaDocumentErrorCodeMultipleRetrieval,
+                                "The VMAP document was already retrieved.");
+    error.withFailureReason(
+        formatObjC("Multiple -[%@ retrieveOnQueue:completion:] messages not may not be sent to "
+                   "the same instance.",
+                   {"SKYLVelaDocument"}));
+    error.withRecoverySuggestion(formatObjC("Create a new instance of %@ with URL %@ to re-retrieve.",
+                                            {"SKYLVelaDocument", velaURL_}));
+    completion(nullptr, std::move(error));
+    return;
+  }
+
+  URLRequest request(*velaURL_);
+  request.timeoutInterval = timeoutInterval_;
+  for (const auto& [name, value] : headers) request.addValue(value, name);
+  auto task = session->dataTask(std::move(request), [self = shared_from_this(), &queue,
+                                                     completion = std::move(completion)](
+                                                        Result<URLSessionResponse> result) {
+    if (!result.ok()) {
+      {
+        std::lock_guard lock(self->mutex_);
+        self->state_ = State::Failed;
+      }
+      SKYLError error = velaError(SKYLVelaDocumentErrorCodeConnection,
+                                  "The VMAP document could not be downloaded.");
+      error.withUnderlyingError(result.error());
+      queue.async([self, completion, error] { completion(self, error); });
+      return;
+    }
+    const std::string& body = result->data;
+    SKYLHostLog(6, "VMAP response: %@", body);
+    Notification notification;
+    notification.name = kSKYLSSAIVMAPResponseReceivedNotification;
+    notification.object = self->sessionCommonProperties_;
+    notification.userInfo[std::string(kSKYLSSAIVMAPResponseReceivedNotificationDataUserInfoKey)] =
+        body;
+    SKYLHostPostNotificationOnMainQueue(std::move(notification));
+    const auto error = self->parse(body);
+    queue.async([self, completion, error] { completion(self, error); });
+  });
+  task->resume();
+}
+
+}  // namespace skylark

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <any>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "platform/DispatchQueue.h"
+#include "platform/SKYLError.h"
+#include "platform/URLSession.h"
+#include "timeline/SKYLVelaTimeline.h"
+
+namespace skylark {
+
+// One VMAP document: downloaded once (or given as bytes), announced, and
+// parsed into a timeline.
+//
+//   NotStarted --retrieve--> Retrieving --parsed--> Retrieved
+//        |                        \--transport or parse failure--> Failed
+//        \--processVMAPXMLData--> Retrieved | Failed
+//   any state but NotStarted --retrieve again--> Failed (error 4012)
+//
+// Retrieval runs on the document's serial retrieval queue and the URL
+// session's thread; completions go to the caller's queue (the repeated
+// retrieval's error excepted: it comes on the retrieval queue). The
+// response notification is posted on the main queue. Safe from any thread.
+class SKYLVelaDocument : public std::enable_shared_from_this<SKYLVelaDocument> {
+ public:
+  enum class State { NotStarted = 0, Retrieving = 1, Retrieved = 2, Failed = 3 };
+  using Completion =
+      std::function<void(std::shared_ptr<SKYLVelaDocument> document, std::optional<SKYLError>)>;
+
+  static std::shared_ptr<SKYLVelaDocument> initWithURL(URL velaURL);
+  // Bytes only: no queue and no session are made.
+  static std::shared_ptr<SKYLVelaDocument> initWithVMAPXMLData(std::string vmapXMLData);
+
+  // Downloads with the given headers (added in order; a repeated name is
+  // appended to, never replaced), then parses. `queue` must outlive the
+  // retrieval.
+  void retrieveOnQueue(DispatchQueue& queue, const HTTPHeaderFields& withHTTPHeaders,
+                       Completion completion);
+  // Parses the given bytes and calls the completion at once; no notification.
+  void processVMAPXMLData(const Completion& completion);
+
+  State state() const;
+  std::shared_ptr<SKYLVelaTimeline> timeline() const;
+  std::string vmapExtensionsNamespace() const;
+  const std::optional<URL>& velaURL() const { return velaURL_; }
+
+  void setSessionCommonProperties(std::any properties) { sessionCommonProperties_ = properties; }
+  // How long a download may take (60 s unless set).
+  void setTimeoutInterval(std::chrono::milliseconds timeout) { timeoutInterval_ = timeout; }
+  // The session downloads go through; null restores the shared one.
+  void setSharedURLSession(std::shared_ptr<URLSession> session);
+
+ private:
+  SKYLVelaDocument(std::optional<URL> velaURL, std::optional<std::string> data);
+  // Parses, stores the result and moves to Retrieved or Failed; the error
+  // of a failure (4011) is returned.
+  std::optional<SKYLError> parse(std::string_view data);
+  void retrieve(DispatchQueue& queue, const HTTPHeaderFields& headers, Completion completion);
+
+  const std::optional<URL> velaURL_;
+  const std::optional<std::string> vmapXMLData_;
+  std::shared_ptr<DispatchQueue> retrievalQueue_;
+  std::any sessionCommonProperties_;
+  std::chrono::milliseconds timeoutInterval_{60'000};
+
+  mutable std::mutex mutex_;
+  State state_ = State::NotStarted;                 // guarded by mutex_
+  std::shared_ptr<SKYLVelaTimeline> timeline_;      // guarded by mutex_
+  std::string vmapExtensionsNamespace_;             // guarded by mutex_
+  std::shared_ptr<URLSession> session_;             // guarded by mutex_
+};
+
+}  // namespace skylark

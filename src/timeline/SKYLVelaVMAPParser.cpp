@@ -1,0 +1,401 @@
+#include "timeline/SKYLVelaVMAPParser.h"
+
+#include <cctype>
+#include <cmath>
+#include <cstdint>
+
+#include "host/SKYLHostLog.h"
+#include "measurement/SKYLAdVerification.h"
+#include "measurement/SKYLViewableImpressionCollection.h"
+#include "platform/NumberParser.h"
+#include "platform/StringFormat.h"
+#include "timeline/SKYLAdBuilderDictionaryFromXMLElement.h"
+#include "timeline/SKYLVelaAdSequencesBuilder.h"
+#include "timeline/SKYLVelaCompanionAdBuilder.h"
+#include "timeline/SKYLVelaCompanionAdsCollectionBuilder.h"
+#include "timeline/SKYLVelaErrors.h"
+#include "timeline/SKYLVelaLog.h"
+#include "timeline/SKYLVelaTimeStrings.h"
+#include "timeline/SKYLVelaTrackingEventsCollectionBuilder.h"
+
+namespace skylark {
+namespace {
+
+using Element = SKYLVelaXMLElement;
+using OptionalElement = std::optional<SKYLVelaXMLElement>;
+
+constexpr int32_t kTimescale = 600;
+constexpr std::string_view kVMAPNamespace = "http://www.iab.net/videosuite/vmap";
+
+// The VAST ad of a break, in either inline container, and whether or not
+// the VAST element sits in the IAB default namespace.
+constexpr std::string_view kAdOfBreakXPath =
+    "./vmap:AdSource/vmap:VASTData/*[local-name()='VAST']/*[local-name()='Ad'] | "
+    "./vmap:AdSource/vmap:VASTAdData/*[local-name()='VAST']/*[local-name()='Ad']";
+
+SKYLError deserializationError(std::string description) {
+  return SKYLError(std::string(SKYLVelaErrorDomain), SKYLVelaDocumentErrorCodeDeserialization,
+                   std::move(description));
+}
+
+std::string trimmedText(const Element& element) {
+  return *SKYLTrimXMLStringValue(std::string_view(element.stringValue()));
+}
+
+std::optional<URL> urlOf(const OptionalElement& element) {
+  if (!element) return std::nullopt;
+  return URL::parse(trimmedText(*element));
+}
+
+std::vector<URL> urlsOf(const Element::Elements& elements) {
+  std::vector<URL> urls;
+  for (const auto& element : elements) {
+    if (auto url = urlOf(element)) urls.push_back(std::move(*url));
+  }
+  return urls;
+}
+
+OptionalElement childPath(const OptionalElement& from, std::initializer_list<std::string_view> tags) {
+  OptionalElement current = from;
+  for (const auto tag : tags) {
+    if (!current) return std::nullopt;
+    current = current->firstChildWithTag(tag);
+  }
+  return current;
+}
+
+double secondsAttribute(const OptionalElement& element, std::string_view name) {
+  if (!element) return 0;
+  const auto value = element->valueForAttribute(name);
+  if (!value) return 0;
+  return NumberParser::decimalStyleEnUS().parse(*value).value_or(0);
+}
+
+// Leading white space, a sign and digits; 0 when there are none ("REQUIRED").
+int64_t integerValue(std::string_view s) {
+  size_t i = 0;
+  while (i < s.size() && std::isspace(static_cast<unsigned char>(s[i]))) ++i;
+  bool negative = false;
+  if (i < s.size() && (s[i] == '+' || s[i] == '-')) negative = s[i++] == '-';
+  int64_t value = 0;
+  for (; i < s.size() && std::isdigit(static_cast<unsigned char>(s[i])); ++i) {
+    if (value > (INT64_MAX - 9) / 10) break;
+    value = value * 10 + (s[i] - '0');
+  }
+  return negative ? -value : value;
+}
+
+// "true", "YES", "1"... as the platform reads a boolean string.
+bool boolValue(std::string_view s) {
+  size_t i = 0;
+  while (i < s.size() && std::isspace(static_cast<unsigned char>(s[i]))) ++i;
+  if (i < s.size() && (s[i] == '+' || s[i] == '-')) ++i;
+  while (i < s.size() && s[i] == '0') ++i;
+  if (i == s.size()) return false;
+  const char c = s[i];
+  return c == 'Y' || c == 'y' || c == 'T' || c == 't' || (c >= '1' && c <= '9');
+}
+
+bool equalsIgnoringCase(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    if (std::tolower(static_cast<unsigned char>(a[i])) !=
+        std::tolower(static_cast<unsigned char>(b[i]))) {
+      return false;
+    }
+  }
+  return true;
+}
+
+std::string mark(double seconds) {
+  if (!std::isfinite(seconds)) return "0";
+  const double truncated = std::trunc(seconds);
+  if (truncated > INT32_MAX || truncated < INT32_MIN) return "0";
+  return std::to_string(static_cast<int32_t>(truncated));
+}
+
+std::vector<SKYLXMLElementDictionary> dictionariesOfChildren(const OptionalElement& element) {
+  std::vector<SKYLXMLElementDictionary> dictionaries;
+  if (!element) return dictionaries;
+  for (const auto& child : element->children()) {
+    dictionaries.push_back(SKYLAdBuilderDictionaryFromXMLElement(child));
+  }
+  return dictionaries;
+}
+
+std::shared_ptr<const SKYLVelaTrackingEventsCollection> trackingByEventName(
+    const OptionalElement& trackingEvents) {
+  SKYLVelaTrackingEventsCollectionBuilder builder;
+  if (trackingEvents) {
+    for (const auto& tracking : trackingEvents->childrenWithTag("Tracking")) {
+      builder.addTrackingEventNamed(tracking.valueForAttribute("event").value_or(""),
+                                    urlOf(tracking));
+    }
+  }
+  return builder.buildTrackingEventsCollection();
+}
+
+void addBreakTracking(SKYLVelaTrackingEventsCollectionBuilder& builder,
+                      const OptionalElement& breakTracking, const std::string& completeMark) {
+  if (!breakTracking) return;
+  for (const auto& tracking : breakTracking->childrenWithTag("Tracking")) {
+    const std::string event = tracking.valueForAttribute("event").value_or("");
+    auto url = urlOf(tracking);
+    if (event == kSKYLVelaTrackingEventsNameBreakStart) {
+      builder.addTrackingEventNamed(event, "0", std::move(url));
+    } else if (event == kSKYLVelaTrackingEventsNameBreakEnd) {
+      builder.addTrackingEventNamed(event, completeMark, std::move(url));
+    } else {
+      builder.addTrackingEventNamed(event, std::move(url));
+    }
+  }
+}
+
+void addLinearTracking(SKYLVelaTrackingEventsCollectionBuilder& builder, const Element& linear,
+                       const std::map<std::string_view, std::string>& marks) {
+  const auto trackingEvents = linear.firstChildWithTag("TrackingEvents");
+  if (!trackingEvents) return;
+  for (const auto& tracking : trackingEvents->childrenWithTag("Tracking")) {
+    const std::string event = tracking.valueForAttribute("event").value_or("");
+    auto url = urlOf(tracking);
+    const auto offset = tracking.valueForAttribute("offset");
+    if (offset && !equalsIgnoringCase(event, "creativeView")) {
+      builder.addTrackingEventNamed(event, *offset, std::move(url));
+    } else if (const auto found = marks.find(event); found != marks.end()) {
+      builder.addTrackingEventNamed(event, found->second, std::move(url));
+    } else {
+      builder.addTrackingEventNamed(event, std::move(url));
+    }
+  }
+}
+
+std::shared_ptr<const SKYLVelaCompanionAd> companionOf(const Element& companion) {
+  SKYLVelaCompanionAdBuilder builder;
+  builder.width = integerValue(companion.valueForAttribute("width").value_or(""));
+  builder.height = integerValue(companion.valueForAttribute("height").value_or(""));
+  builder.identifier = companion.valueForAttribute("id");
+  if (const auto resource = companion.firstChildWithTag("StaticResource")) {
+    builder.staticResourceURL = urlOf(resource);
+    builder.staticResourceCreativeType = resource->valueForAttribute("creativeType");
+  }
+  builder.clickThroughURL = urlOf(companion.firstChildWithTag("CompanionClickThrough"));
+  builder.clickTrackingURLs = urlsOf(companion.childrenWithTag("CompanionClickTracking"));
+  builder.trackingEventsCollection = trackingByEventName(companion.firstChildWithTag("TrackingEvents"));
+  return builder.buildCompanionAd();
+}
+
+SKYLVelaAd::Verifications verificationsOf(const Element& inLine) {
+  OptionalElement container = inLine.firstChildWithTag("AdVerifications");
+  if (!container) {
+    // Before VAST 4.1 verifications travelled in an extension.
+    if (const auto extensions = inLine.firstChildWithTag("Extensions")) {
+      for (const auto& extension : extensions->childrenWithTag("Extension")) {
+        if (extension.valueForAttribute("type") == "AdVerifications") {
+          container = extension.firstChildWithTag("AdVerifications");
+          break;
+        }
+      }
+    }
+  }
+  SKYLVelaAd::Verifications verifications;
+  if (!container) return verifications;
+  for (const auto& verification : container->children()) {
+    const auto script = verification.firstChildWithTag("JavaScriptResource");
+    const auto parameters = verification.firstChildWithTag("VerificationParameters");
+    verifications.push_back(std::make_shared<const SKYLAdVerification>(
+        verification.valueForAttribute("vendor"),
+        script ? script->valueForAttribute("apiFramework") : std::nullopt,
+        script && boolValue(script->valueForAttribute("browserOptional").value_or("")),
+        urlOf(script), parameters ? std::optional(parameters->stringValue()) : std::nullopt,
+        trackingByEventName(verification.firstChildWithTag("TrackingEvents"))));
+  }
+  return verifications;
+}
+
+std::shared_ptr<const SKYLViewableImpressionCollection> viewableImpressionOf(const Element& inLine) {
+  const auto element = inLine.firstChildWithTag("ViewableImpression");
+  if (!element) return nullptr;
+  auto collection = std::make_shared<SKYLViewableImpressionCollection>();
+  collection->viewableImpressionURLs = urlsOf(element->childrenWithTag("Viewable"));
+  collection->notViewableImpressionURLs = urlsOf(element->childrenWithTag("NotViewable"));
+  collection->viewUndeterminedImpressionURLs = urlsOf(element->childrenWithTag("ViewUndetermined"));
+  return collection;
+}
+
+}  // namespace
+
+Result<SKYLVelaAdBuilder> SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError(
+    const SKYLVelaXMLElement& adElement,
+    const std::optional<SKYLVelaXMLElement>& breakTrackingEvents, const MediaTime& beginTime,
+    const MediaTime& logicalTime) {
+  SKYLVelaAdBuilder builder;
+  builder.adId = adElement.valueForAttribute("id");
+  const OptionalElement inLine = adElement.firstChildWithTag("InLine");
+  if (inLine) {
+    if (const auto title = inLine->firstChildWithTag("AdTitle")) builder.adTitle = trimmedText(*title);
+    builder.impressionURLs = urlsOf(inLine->childrenWithTag("Impression"));
+    builder.viewableImpression = viewableImpressionOf(*inLine);
+  }
+
+  // The first creative with a Linear is the ad; later ones are ignored.
+  OptionalElement linearCreative;
+  Element::Elements walkedCreatives;
+  if (const auto creatives = childPath(inLine, {"Creatives"})) {
+    for (const auto& creative : creatives->children()) {
+      if (creative.firstChildWithTag("Linear")) {
+        if (linearCreative) {
+          SKYLVelaLog("Cannot process multiple Linear elements within a single Ad element.");
+          continue;
+        }
+        linearCreative = creative;
+      }
+      walkedCreatives.push_back(creative);
+    }
+  }
+
+  const OptionalElement linear = childPath(linearCreative, {"Linear"});
+  const OptionalElement durationElement = childPath(linear, {"Duration"});
+  const std::optional<std::string_view> durationText =
+      durationElement ? std::optional<std::string_view>(durationElement->stringValue())
+                      : std::nullopt;
+  builder.duration = SKYLVelaDurationFromString(durationText);
+  if (!builder.duration.isValid()) {
+    return deserializationError(formatObjC("Linear Duration `%@` could not be parsed.",
+                                           {durationText ? FormatArg(*durationText)
+                                                         : FormatArg(nullptr)}));
+  }
+  builder.vastAdCreativeExtensions =
+      dictionariesOfChildren(childPath(linearCreative, {"CreativeExtensions"}));
+  if (const auto skip = linear->valueForAttribute("skipoffset")) {
+    builder.skipOffset = SKYLVelaSkipOffsetFromStringWithDuration(*skip, builder.duration);
+  }
+  builder.beginTime = beginTime;
+  builder.logicalOffset = logicalTime;
+
+  const double d = builder.duration.seconds();
+  const std::map<std::string_view, std::string> marks = {
+      {kSKYLVelaTrackingEventsNameStart, "0"},
+      {kSKYLVelaTrackingEventsNameFirstQuartile, mark(d * 0.25)},
+      {kSKYLVelaTrackingEventsNameMidpoint, mark(d * 0.5)},
+      {kSKYLVelaTrackingEventsNameThirdQuartile, mark(d * 0.75)},
+      {kSKYLVelaTrackingEventsNameComplete, mark(d)},
+  };
+  SKYLVelaTrackingEventsCollectionBuilder tracking;
+  addBreakTracking(tracking, breakTrackingEvents, marks.at(kSKYLVelaTrackingEventsNameComplete));
+  addLinearTracking(tracking, *linear, marks);
+  builder.trackingEventsCollection = tracking.buildTrackingEventsCollection();
+
+  if (const auto clicks = linear->firstChildWithTag("VideoClicks")) {
+    builder.clickThroughURL = urlOf(clicks->firstChildWithTag("ClickThrough"));
+    builder.clickTrackingURLs = urlsOf(clicks->childrenWithTag("ClickTracking"));
+  }
+
+  SKYLVelaCompanionAdsCollectionBuilder companions;
+  for (const auto& creative : walkedCreatives) {
+    if (const auto companionAds = creative.firstChildWithTag("CompanionAds")) {
+      for (const auto& companion : companionAds->children()) {
+        companions.addCompanionAd(companionOf(companion));
+      }
+    }
+  }
+  builder.companionsCollection = companions.buildCompanionAdsCollection();
+
+  builder.vastAdExtensions = dictionariesOfChildren(childPath(inLine, {"Extensions"}));
+  builder.adVerifications = verificationsOf(*inLine);
+  return builder;
+}
+
+Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromXMLDocumentWithError(
+    SKYLVelaParseContext* context, SKYLVelaXMLDocument& document) {
+  const std::string ns = context ? context->vmapExtensionsNamespace : "";
+  // A VMAP root in the default namespace still answers to "vmap:".
+  document.definePrefix("vmap", std::string(kVMAPNamespace));
+
+  const auto extension = document.firstChildWithXPath(
+      "/vmap:VMAP/vmap:Extensions/" + std::string(ns == "sk" ? "sk:Skylark" : "pv:pelicanVela"));
+  const auto contentURI = extension ? extension->valueForAttribute("contenturi") : std::nullopt;
+  const MediaTime payloadLength =
+      MediaTime::makeWithSeconds(secondsAttribute(extension, "payloadlength"), kTimescale);
+  const MediaTime contentLength =
+      MediaTime::makeWithSeconds(secondsAttribute(extension, "contentlength"), kTimescale);
+
+  std::optional<URL> thumbnail;
+  if (const auto element = document.firstChildWithXPath("/vmap:VMAP/vmap:Extensions/sk:thumbnailURL")) {
+    thumbnail = urlOf(element);
+  }
+
+  std::vector<SKYLVelaContentImpression> impressions;
+  if (const auto found = document.XPath("/vmap:VMAP/vmap:Extensions/" + ns +
+                                        ":contentImpressions/" + ns + ":Impression")) {
+    for (const auto& impression : found->allObjects()) {
+      const auto time = impression.valueForAttribute("time");
+      const auto seconds = time ? NumberParser::decimalStyleEnUS().parse(*time) : std::nullopt;
+      if (!seconds) continue;
+      const auto url = impression.valueForAttribute("url");
+      impressions.emplace_back(url ? URL::parse(*url) : std::nullopt,
+                               MediaTime::makeWithSeconds(*seconds, kTimescale));
+    }
+  }
+
+  SKYLVelaAdSequencesBuilder sequences(payloadLength);
+  MediaTime accumulated = MediaTime::zero();
+  const auto root = document.rootElement();
+  for (const auto& adBreak : root ? root->childrenWithTag("AdBreak") : Element::Elements{}) {
+    const auto offsetText = adBreak.valueForAttribute("timeOffset");
+    const MediaTime offset =
+        offsetText ? SKYLVelaAdBreakTimeOffsetFromString(*offsetText)
+                   : SKYLVelaDurationFromString(std::nullopt);
+    if (!offset.isValid()) {
+      return deserializationError(
+          formatObjC("AdBreak timeOffset `%@` could not be parsed.", {offsetText}));
+    }
+    const auto adElement = adBreak.firstChildWithXPath(kAdOfBreakXPath);
+    if (!adElement) {
+      SKYLHostLog(1, "AdBreak `%@` at timeOffset `%@` holds no VAST ad; skipped.",
+                  adBreak.valueForAttribute("breakId"), offsetText);
+      continue;
+    }
+    auto ad = SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError(
+        *adElement, adBreak.firstChildWithTag("TrackingEvents"), offset + accumulated, offset);
+    if (!ad.ok()) return ad.error();
+    if (!offset.isPositiveInfinity()) {
+      accumulated = accumulated + ad->duration;
+    } else {
+      ad->beginTime = MediaTime::positiveInfinity();
+    }
+    sequences.insertAdBuilder(std::move(ad.value()), offset);
+  }
+
+  auto built = sequences.buildAdSequences();
+  auto timeline = SKYLVelaTimeline::create(contentURI ? URL::parse(*contentURI) : std::nullopt,
+                                           contentLength, payloadLength,
+                                           built.value_or(SKYLVelaTimeline::Sequences{}),
+                                           std::move(impressions), /*isLiveSSAI=*/false);
+  if (thumbnail) timeline->setThumbnailVTTURL(std::move(thumbnail));
+  return timeline;
+}
+
+Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromDataWithError(
+    SKYLVelaParseContext* context, std::string_view data) {
+  std::string ns;
+  if (data.find("xmlns:sk=") != std::string_view::npos) {
+    ns = "sk";
+  } else if (data.find("xmlns:pv=") != std::string_view::npos) {
+    ns = "pv";
+  }
+  SKYLVelaParseContext local;
+  if (!context) context = &local;
+  context->vmapExtensionsNamespace = ns;
+
+  auto document = SKYLVelaXMLDocument::XMLDocumentWithData(data);
+  if (!document.ok() || !document.value()->rootElement()) {
+    SKYLError error = deserializationError("The VMAP document could not be read.");
+    if (!document.ok()) error.withUnderlyingError(document.error());
+    return error;
+  }
+  auto timeline = SKYLVelaParseTimelineFromXMLDocumentWithError(context, *document.value());
+  if (timeline.ok()) timeline.value()->setVmapResponseData(std::string(data));
+  return timeline;
+}
+
+}  // namespace skylark

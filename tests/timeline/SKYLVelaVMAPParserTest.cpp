@@ -1,0 +1,290 @@
+#include "timeline/SKYLVelaVMAPParser.h"
+
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
+#include "measurement/SKYLAdVerification.h"
+#include "measurement/SKYLViewableImpressionCollection.h"
+#include "support/LogCapture.h"
+#include "support/TimelineFixtures.h"
+#include "support/VMAPFixtures.h"
+#include "timeline/SKYLVelaErrors.h"
+#include "timeline/SKYLVelaLog.h"
+
+namespace skylark {
+namespace {
+
+using test::adBreak;
+using test::seconds;
+using test::vmapDocument;
+
+std::shared_ptr<SKYLVelaTimeline> parse(const std::string& text,
+                                        SKYLVelaParseContext* context = nullptr) {
+  auto result = SKYLVelaParseTimelineFromDataWithError(context, text);
+  EXPECT_TRUE(result.ok()) << (result.ok() ? "" : result.error().description());
+  return result.ok() ? result.value() : nullptr;
+}
+
+std::vector<std::string> names(const std::vector<URL>& urls) {
+  std::vector<std::string> out;
+  for (const auto& url : urls) out.push_back(url.absoluteString());
+  return out;
+}
+
+TEST(SKYLVelaVMAPParserTest, EnvelopeExtensionsAndThumbnails) {
+  SKYLVelaParseContext context;
+  const std::string text = vmapDocument(adBreak("start", "00:00:15"));
+  const auto timeline = parse(text, &context);
+  ASSERT_TRUE(timeline);
+  EXPECT_EQ(context.vmapExtensionsNamespace, "sk");
+  EXPECT_EQ(timeline->velaURL()->absoluteString(), "https://cdn.example.com/stream.m3u8");
+  EXPECT_EQ(timeline->payloadLength(), seconds(1000));
+  EXPECT_EQ(timeline->contentLength(), seconds(940));
+  EXPECT_EQ(timeline->thumbnailVTTURL()->absoluteString(), "https://cdn.example.com/thumbs.vtt");
+  ASSERT_EQ(timeline->contentImpressions().size(), 1u);  // "soon" is no time
+  EXPECT_EQ(timeline->contentImpressions()[0].logicalTime(), seconds(10));
+  EXPECT_EQ(*timeline->vmapResponseData(), text);
+  EXPECT_FALSE(timeline->isLiveSSAI());
+}
+
+TEST(SKYLVelaVMAPParserTest, WithoutExtensionNamespaceTheLegacyExtensionIsRead) {
+  std::string text = vmapDocument(adBreak("start", "00:00:15"));
+  text.replace(text.find("xmlns:sk="), 9, "xmlns:zz=");
+  text.replace(text.find("<sk:Skylark"), 11, "<zz:Skylark");
+  SKYLVelaParseContext context;
+  auto result = SKYLVelaParseTimelineFromDataWithError(&context, text);
+  EXPECT_EQ(context.vmapExtensionsNamespace, "");
+  // "sk:" no longer resolves, so the document reads no extension at all.
+  ASSERT_TRUE(result.ok());
+  EXPECT_EQ(result.value()->payloadLength(), seconds(0));
+  EXPECT_TRUE(result.value()->contentImpressions().empty());
+}
+
+TEST(SKYLVelaVMAPParserTest, PodsByEqualOffsetsAndAbsolutePositions) {
+  const auto timeline = parse(vmapDocument(adBreak("00:00:00", "00:00:15", "a") +
+                                           adBreak("00:00:00", "00:00:15", "b") +
+                                           adBreak("00:10:00", "00:00:30", "c")));
+  const auto breaks = *timeline->adSequences();
+  ASSERT_EQ(breaks.size(), 2u);
+  const auto pre = breaks[0]->ads();
+  ASSERT_EQ(pre.size(), 2u);
+  EXPECT_EQ(pre[0]->beginTime(), seconds(0));
+  EXPECT_EQ(pre[1]->beginTime(), seconds(15));
+  EXPECT_EQ(pre[1]->logicalOffset(), seconds(0));
+  EXPECT_EQ(breaks[0]->duration(), seconds(30));
+  const auto mid = breaks[1]->ads();
+  EXPECT_EQ(mid[0]->beginTime(), seconds(630));
+  EXPECT_EQ(mid[0]->logicalOffset(), seconds(600));
+  EXPECT_EQ(mid[0]->adId(), "c");
+  EXPECT_EQ(mid[0]->title(), "Title c");
+  EXPECT_EQ(names(mid[0]->impressionURLs()),
+            std::vector<std::string>{"https://beacon.example.com/imp/c"});
+}
+
+TEST(SKYLVelaVMAPParserTest, PostRollsEndAtThePayloadLength) {
+  const auto timeline = parse(vmapDocument(adBreak("00:01:00", "00:00:30", "mid") +
+                                           adBreak("end", "00:00:10", "p1") +
+                                           adBreak("end", "00:00:20", "p2")));
+  const auto breaks = *timeline->adSequences();
+  ASSERT_EQ(breaks.size(), 2u);
+  EXPECT_EQ(breaks[0]->beginTime(), seconds(60));
+  const auto post = breaks[1]->ads();
+  EXPECT_EQ(post[0]->beginTime(), seconds(970));
+  EXPECT_EQ(post[1]->beginTime(), seconds(980));
+  EXPECT_EQ(post[1]->endTime(), seconds(1000));
+}
+
+TEST(SKYLVelaVMAPParserTest, QuartileMarksProgressOffsetsAndBreakTracking) {
+  const std::string tracking = R"(
+        <TrackingEvents>
+          <Tracking event="start"> https://t.example.com/start </Tracking>
+          <Tracking event="firstQuartile">https://t.example.com/q1</Tracking>
+          <Tracking event="midpoint">https://t.example.com/mid</Tracking>
+          <Tracking event="thirdQuartile">https://t.example.com/q3</Tracking>
+          <Tracking event="complete">https://t.example.com/complete</Tracking>
+          <Tracking event="progress" offset="5">https://t.example.com/p5</Tracking>
+          <Tracking event="progress" offset="00:00:05">https://t.example.com/p-time</Tracking>
+          <Tracking event="creativeView" offset="9">https://t.example.com/view</Tracking>
+          <Tracking event="pause">https://t.example.com/pause</Tracking>
+        </TrackingEvents>)";
+  const auto timeline = parse(vmapDocument(adBreak("start", "00:00:15", "a", tracking)));
+  const auto events = (*timeline->adSequences())[0]->ads()[0]->trackingEventsCollection();
+  struct Case {
+    double from, before;
+    std::vector<std::string> urls;
+  };
+  const Case cases[] = {
+      {0, 1, {"https://beacon.example.com/break/start/a", "https://t.example.com/start",
+              "https://t.example.com/p-time"}},
+      {3, 4, {"https://t.example.com/q1"}},
+      {5, 6, {"https://t.example.com/p5"}},
+      {7, 8, {"https://t.example.com/mid"}},
+      {11, 12, {"https://t.example.com/q3"}},
+      {12, 100, {}},  // complete and breakEnd are only found by name
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(names(events->URLsForTrackingEventsAtOrAfter(seconds(c.from), seconds(c.before))),
+              c.urls)
+        << c.from;
+  }
+  EXPECT_EQ(events->eventsByName().at("complete").front().offset(), seconds(15));
+  EXPECT_EQ(events->eventsByName().at("breakEnd").front().offset(), seconds(15));
+  EXPECT_FALSE(events->eventsByName().at("creativeView").front().offset().isValid());
+  EXPECT_FALSE(events->eventsByName().at("pause").front().offset().isValid());
+}
+
+TEST(SKYLVelaVMAPParserTest, SkipClicksCompanionsExtensionsAndVerifications) {
+  const std::string linear = R"(
+        <VideoClicks>
+          <ClickTracking>https://t.example.com/ct1</ClickTracking>
+          <ClickThrough> https://advertiser.example.com/ </ClickThrough>
+          <ClickTracking>https://t.example.com/ct2</ClickTracking>
+        </VideoClicks>)";
+  const std::string inLine = R"(
+        <Creative><CompanionAds>
+          <Companion id="leader" width="728" height="90">
+            <StaticResource creativeType="image/png"> https://img.example.com/728.png </StaticResource>
+            <CompanionClickThrough>https://advertiser.example.com/c</CompanionClickThrough>
+            <TrackingEvents><Tracking event="creativeView">https://t.example.com/cv</Tracking></TrackingEvents>
+          </Companion>
+          <Companion id="box" width="300" height="REQUIRED"/>
+        </CompanionAds></Creative>
+      </Creatives>
+      <ViewableImpression>
+        <Viewable>https://v.example.com/yes</Viewable>
+        <NotViewable>https://v.example.com/no</NotViewable>
+      </ViewableImpression>
+      <Extensions>
+        <Extension type="AdVerifications"><AdVerifications>
+          <Verification vendor="v.example.com">
+            <JavaScriptResource apiFramework="omid" browserOptional="true">https://v.example.com/v.js</JavaScriptResource>
+            <VerificationParameters>k=1</VerificationParameters>
+          </Verification>
+        </AdVerifications></Extension>
+        <Extension type="geo"><Country>US</Country></Extension>
+      </Extensions>)";
+  std::string breakText = adBreak("start", "00:00:20", "a", linear, "");
+  // The companion creative joins the Linear one in the same Creatives.
+  breakText.replace(breakText.find("</Creatives>"), 12, "");
+  breakText.replace(breakText.find("</InLine>"), 9, inLine + "</InLine>");
+  breakText.replace(breakText.find("<Linear>"), 8, "<Linear skipoffset=\"25%\">");
+  // A second Linear creative in the same ad is ignored (with its companions).
+  breakText.replace(breakText.find("<CompanionAds>"), 0,
+                    "</Creative><Creative><Linear><Duration>00:00:01</Duration></Linear>"
+                    "<CompanionAds><Companion id=\"ignored\" width=\"1\" height=\"1\"/>"
+                    "</CompanionAds></Creative><Creative>");
+  test::LogCapture log;
+  const auto timeline = parse(vmapDocument(breakText));
+  ASSERT_TRUE(timeline);
+  const auto ad = (*timeline->adSequences())[0]->ads()[0];
+  EXPECT_EQ(ad->duration(), seconds(20));
+  EXPECT_EQ(ad->skipOffset(), seconds(5));
+  EXPECT_EQ(ad->clickThroughURL()->absoluteString(), "https://advertiser.example.com/");
+  EXPECT_EQ(names(ad->clickTrackingURLs()),
+            (std::vector<std::string>{"https://t.example.com/ct1", "https://t.example.com/ct2"}));
+
+  const auto& companions = ad->companionsCollection()->orderedCompanionAdsWithWidthThenHeight();
+  ASSERT_EQ(companions.size(), 2u);
+  EXPECT_EQ(*companions[0]->identifier(), "box");
+  EXPECT_EQ(companions[0]->height(), 0);
+  EXPECT_EQ(companions[1]->staticResourceURL()->absoluteString(), "https://img.example.com/728.png");
+  EXPECT_EQ(companions[1]->staticResourceCreativeType(), "image/png");
+  EXPECT_EQ(names(companions[1]->trackingEventsCollection()->URLsForTrackingEventsNamed("creativeView")),
+            std::vector<std::string>{"https://t.example.com/cv"});
+
+  ASSERT_EQ(ad->adVerifications().size(), 1u);
+  const auto& verification = *ad->adVerifications()[0];
+  EXPECT_EQ(verification.vendor(), "v.example.com");
+  EXPECT_EQ(verification.apiFramework(), "omid");
+  EXPECT_TRUE(verification.browserOptional());
+  EXPECT_EQ(verification.requestURLString(), "https://v.example.com/v.js?k=1");
+
+  ASSERT_TRUE(ad->viewableImpression());
+  EXPECT_EQ(names(ad->viewableImpression()->notViewableImpressionURLs),
+            std::vector<std::string>{"https://v.example.com/no"});
+  ASSERT_EQ(ad->vastAdExtensions().size(), 2u);
+  EXPECT_EQ(ad->vastAdExtensions()[1].attributes.at("type"), "geo");
+
+  const auto messages = log.messages();
+  EXPECT_NE(std::find(messages.begin(), messages.end(),
+                      "Cannot process multiple Linear elements within a single Ad element."),
+            messages.end());
+}
+
+TEST(SKYLVelaVMAPParserTest, VASTInTheIABDefaultNamespaceIsRead) {
+  std::string text = vmapDocument(adBreak("start", "00:00:15", "a") +
+                                  adBreak("00:05:00", "00:00:10", "b"));
+  text.replace(text.find("<VAST version=\"3.0\">"), 20,
+               "<VAST xmlns=\"http://www.iab.com/VAST\" version=\"4.2\">");
+  const auto timeline = parse(text);
+  const auto breaks = *timeline->adSequences();
+  ASSERT_EQ(breaks.size(), 2u);
+  EXPECT_EQ(breaks[0]->ads()[0]->adId(), "a");
+  EXPECT_EQ(breaks[0]->ads()[0]->title(), "Title a");
+  EXPECT_EQ(breaks[1]->ads()[0]->beginTime(), seconds(315));
+}
+
+TEST(SKYLVelaVMAPParserTest, FailuresAreDeserializationErrors) {
+  struct Case {
+    std::string name;
+    std::string text;
+    std::string description;
+  };
+  const Case cases[] = {
+      {"time offset", vmapDocument(adBreak("50%", "00:00:15")),
+       "AdBreak timeOffset `50%` could not be parsed."},
+      {"duration", vmapDocument(adBreak("start", "30")), "Linear Duration `30` could not be parsed."},
+      {"not XML", "{ vast: null }", "The VMAP document could not be read."},
+      {"empty", "", "The VMAP document could not be read."},
+  };
+  for (const auto& c : cases) {
+    const auto result = SKYLVelaParseTimelineFromDataWithError(nullptr, c.text);
+    ASSERT_FALSE(result.ok()) << c.name;
+    EXPECT_EQ(result.error().domain, "SKYLVelaErrorDomain") << c.name;
+    EXPECT_EQ(result.error().code, 4011) << c.name;
+    EXPECT_EQ(result.error().localizedDescription, c.description) << c.name;
+  }
+  const auto empty = SKYLVelaParseTimelineFromDataWithError(nullptr, "");
+  ASSERT_TRUE(empty.error().underlyingError);
+  EXPECT_EQ(empty.error().underlyingError->domain, "SKYLVelaXMLErrorDomain");
+}
+
+TEST(SKYLVelaVMAPParserTest, ABreakWithoutVASTAdTakesNoTime) {
+  const std::string empty = R"(  <vmap:AdBreak timeOffset="00:00:10" breakId="empty">
+    <vmap:AdSource><vmap:AdTagURI templateType="vast3">https://ads.example.com/tag</vmap:AdTagURI></vmap:AdSource>
+  </vmap:AdBreak>
+)";
+  const auto timeline = parse(vmapDocument(empty + adBreak("00:01:00", "00:00:15", "a")));
+  const auto breaks = *timeline->adSequences();
+  ASSERT_EQ(breaks.size(), 1u);
+  EXPECT_EQ(breaks[0]->beginTime(), seconds(60));
+}
+
+TEST(SKYLVelaVMAPParserTest, EveryCorpusDocumentParsesOrFailsClearly) {
+  const std::filesystem::path corpus = std::filesystem::path(SKYLARK_SHARED_DIR) / "corpus";
+  ASSERT_TRUE(std::filesystem::exists(corpus)) << corpus;
+  SKYLVelaLogConfigure(0);
+  size_t parsed = 0, failed = 0;
+  for (const char* folder : {"vast", "vmap"}) {
+    for (const auto& entry : std::filesystem::directory_iterator(corpus / folder)) {
+      std::string text = test::readFile(entry.path().string());
+      if (std::string(folder) == "vast") text = test::wrapVAST(text);
+      const auto result = SKYLVelaParseTimelineFromDataWithError(nullptr, text);
+      if (result.ok()) {
+        ++parsed;
+        continue;
+      }
+      ++failed;
+      EXPECT_EQ(result.error().domain, "SKYLVelaErrorDomain") << entry.path();
+      EXPECT_EQ(result.error().code, 4011) << entry.path();
+      EXPECT_FALSE(result.error().localizedDescription.empty()) << entry.path();
+    }
+  }
+  SKYLVelaLogConfigure(1);
+  EXPECT_EQ(parsed + failed, 37u);
+  EXPECT_GT(parsed, 15u);
+}
+
+}  // namespace
+}  // namespace skylark
