@@ -15,7 +15,7 @@
 namespace skylark {
 
 class SKYLAdVerification;
-class SKYLViewableImpressionCollection;
+struct SKYLViewableImpressionCollection;
 
 // One VAST ad stitched into the stream: where it lies on the stream's own
 // clock (absolute time), the content time at which its break stands, when

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "platform/URLSession.h"
+
+namespace skylark {
+
+// The options an application gives the plug-in's factory methods: how
+// sources of the newer live service are recognised, the ad parameters of
+// such live sessions, and the headers of every request for ad documents
+// and live data.
+class SKYLVUXSessionProviderOptions {
+ public:
+  SKYLVUXSessionProviderOptions();
+
+  int64_t meridianLiveDetection() const { return meridianLiveDetection_; }
+  void setMeridianLiveDetection(int64_t v) { meridianLiveDetection_ = v; }
+  const std::map<std::string, std::string>& live2AdsParams() const { return live2AdsParams_; }
+  void setLive2AdsParams(std::map<std::string, std::string> v) { live2AdsParams_ = std::move(v); }
+  // By default one entry: "User-Agent" = defaultUserAgent().
+  const HTTPHeaderFields& httpHeaders() const { return httpHeaders_; }
+  void setHttpHeaders(HTTPHeaderFields v) { httpHeaders_ = std::move(v); }
+
+  // "ios-vela-ux/7.2.18.42 (MODEL; OS VERSION; LOCALE)", read from this
+  // machine at the moment of the call: the hardware name, the kernel's name
+  // and release, and the locale of the environment ("en_US_POSIX" when
+  // none is set).
+  static std::string defaultUserAgent();
+
+ private:
+  int64_t meridianLiveDetection_ = 3;
+  std::map<std::string, std::string> live2AdsParams_;
+  HTTPHeaderFields httpHeaders_;
+};
+
+}  // namespace skylark

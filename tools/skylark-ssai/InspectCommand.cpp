@@ -1,0 +1,88 @@
+#include "InspectCommand.h"
+
+#include <algorithm>
+#include <cctype>
+#include <fstream>
+#include <future>
+#include <sstream>
+
+#include "TimelineJSON.h"
+#include "TimelineTable.h"
+#include "entry/SKYLVUXSessionProviderOptions.h"
+#include "host/SKYLSource.h"
+#include "timeline/SKYLVelaTimelineLoader.h"
+
+namespace skylark::tool {
+namespace {
+
+bool looksLikeURL(const std::string& source) { return source.find("://") != std::string::npos; }
+
+Result<std::shared_ptr<SKYLSource>> sourceFor(const std::string& source) {
+  if (looksLikeURL(source)) {
+    auto url = URL::parse(source);
+    if (!url) return SKYLError("NSURLErrorDomain", kURLErrorUnsupportedURL, "Not a URL: " + source);
+    return SKYLSource::initWithURL(std::move(url), std::nullopt, {});
+  }
+  std::ifstream file(source, std::ios::binary);
+  if (!file) {
+    return SKYLError("NSCocoaErrorDomain", 260, "The file " + source + " could not be read.");
+  }
+  std::stringstream bytes;
+  bytes << file.rdbuf();
+  return SKYLSource::initWithVMAPXMLData(bytes.str(), {});
+}
+
+void printError(const SKYLError& error, bool json, std::ostream& out, std::ostream& err) {
+  if (json) {
+    out << errorJSON(error).dump(2) << "\n";
+  } else {
+    err << "error: " << error.domain << " " << error.code << ": " << errorText(error) << "\n";
+  }
+}
+
+bool sameName(const std::string& a, const std::string& b) {
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+           return std::tolower(static_cast<unsigned char>(x)) ==
+                  std::tolower(static_cast<unsigned char>(y));
+         });
+}
+
+}  // namespace
+
+HTTPHeaderFields requestHeaders(const HTTPHeaderFields& given) {
+  HTTPHeaderFields headers;
+  const bool hasUserAgent = std::any_of(given.begin(), given.end(), [](const auto& header) {
+    return sameName(header.first, "User-Agent");
+  });
+  if (!hasUserAgent) headers = SKYLVUXSessionProviderOptions().httpHeaders();
+  headers.insert(headers.end(), given.begin(), given.end());
+  return headers;
+}
+
+int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& err) {
+  auto source = sourceFor(options.source);
+  if (!source.ok()) {
+    printError(source.error(), options.json, out, err);
+    return 1;
+  }
+  auto loader = SKYLVelaTimelineLoader::initWithSource(source.value());
+  loader->setHttpHeaders(requestHeaders(options.headers));
+  std::promise<void> loaded;
+  loader->load([&loaded](auto) { loaded.set_value(); });
+  loaded.get_future().wait();
+
+  const auto timeline = loader->resultTimeline();
+  if (!timeline) {
+    printError(loader->error().value_or(SKYLError("SKYLVelaErrorDomain", 4011, "No timeline.")),
+               options.json, out, err);
+    return 1;
+  }
+  if (options.json) {
+    out << timelineJSON(*timeline).dump(2) << "\n";
+  } else {
+    printTimelineTable(*timeline, out);
+  }
+  return 0;
+}
+
+}  // namespace skylark::tool

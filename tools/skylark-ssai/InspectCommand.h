@@ -1,0 +1,25 @@
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "platform/URLSession.h"
+
+namespace skylark::tool {
+
+struct InspectOptions {
+  std::string source;  // a file path or an http(s) URL
+  HTTPHeaderFields headers;
+  bool json = false;
+};
+
+// Loads the source's timeline and prints it (or the error). Returns the
+// exit code: 0, or 1 when the document could not be loaded.
+int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& err);
+
+// The headers a request carries: the default User-Agent unless the caller
+// gives one, then the caller's headers in order.
+HTTPHeaderFields requestHeaders(const HTTPHeaderFields& given);
+
+}  // namespace skylark::tool
