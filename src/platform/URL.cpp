@@ -26,7 +26,12 @@ bool hasOnlyURLCharacters(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) {
     const auto u = static_cast<unsigned char>(c);
     if (u <= 0x20 || u >= 0x7f) return false;
-    return std::string_view("<>\"{}|\\^`").find(c) == std::string_view::npos;
+    switch (c) {
+      case '<': case '>': case '"': case '{': case '}': case '|': case '\\': case '^': case '`':
+        return false;
+      default:
+        return true;
+    }
   });
 }
 
@@ -84,14 +89,14 @@ std::optional<URL> URL::parse(std::string_view text) {
     if (curl_url_set(handle.get(), CURLUPART_URL, owned.c_str(), kParseFlags) != CURLUE_OK) {
       return std::nullopt;
     }
-    return URL(owned, lowercase(part(handle, CURLUPART_SCHEME)), part(handle, CURLUPART_HOST));
+    return URL(owned, lowercase(owned.substr(0, owned.find(':'))));
   }
   // A relative reference: well-formed when it resolves against a neutral base.
   if (curl_url_set(handle.get(), CURLUPART_URL, "http://relative.invalid/", 0) != CURLUE_OK ||
       curl_url_set(handle.get(), CURLUPART_URL, owned.c_str(), kParseFlags) != CURLUE_OK) {
     return std::nullopt;
   }
-  return URL(owned, {}, {});
+  return URL(owned, {});
 }
 
 std::optional<URL> URL::resolve(std::string_view reference, const URL& base) {
@@ -133,6 +138,15 @@ std::vector<URLQueryItem> URL::queryItems() const {
     rest.remove_prefix(amp + 1);
   }
   return items;
+}
+
+std::string URL::host() const {
+  if (isRelative()) return {};
+  CurlURL handle(curl_url());
+  if (!handle || curl_url_set(handle.get(), CURLUPART_URL, text_.c_str(), kParseFlags) != CURLUE_OK) {
+    return {};
+  }
+  return part(handle, CURLUPART_HOST);
 }
 
 size_t URL::hash() const { return std::hash<std::string>{}(text_); }

@@ -31,7 +31,8 @@ class URL {
   bool isRelative() const { return scheme_.empty(); }
   // Lower-case; empty for a relative reference.
   const std::string& scheme() const { return scheme_; }
-  const std::string& host() const { return host_; }
+  // Empty for a relative reference (taken apart on each call).
+  std::string host() const;
   std::optional<std::string> query() const;
   // The query's items, percent-decoded, in order.
   std::vector<URLQueryItem> queryItems() const;
@@ -42,12 +43,10 @@ class URL {
   bool operator==(const URL& other) const { return text_ == other.text_; }
 
  private:
-  URL(std::string text, std::string scheme, std::string host)
-      : text_(std::move(text)), scheme_(std::move(scheme)), host_(std::move(host)) {}
+  URL(std::string text, std::string scheme) : text_(std::move(text)), scheme_(std::move(scheme)) {}
 
   std::string text_;
   std::string scheme_;
-  std::string host_;
 };
 
 }  // namespace skylark

@@ -150,38 +150,35 @@ std::set<size_t> SKYLVelaXMLElement::indexesOfChildrenPassingTest(
   return passing;
 }
 
+// The tag queries walk the raw child list and wrap only what matches: an
+// ad parser asks them for nearly every element it reads.
 std::optional<SKYLVelaXMLElement> SKYLVelaXMLElement::firstChildWithTag(
     std::string_view tag) const {
-  for (const auto& child : children()) {
-    if (SKYLVelaXMLNodeMatchesTagInNamespace(child.node_, tag, std::nullopt)) return child;
-  }
-  return std::nullopt;
+  return firstChildWithTag(tag, std::nullopt);
 }
 
 std::optional<SKYLVelaXMLElement> SKYLVelaXMLElement::firstChildWithTag(
-    std::string_view tag, std::string_view inNamespace) const {
-  for (const auto& child : children()) {
-    if (SKYLVelaXMLNodeMatchesTagInNamespace(child.node_, tag, inNamespace)) return child;
+    std::string_view tag, std::optional<std::string_view> inNamespace) const {
+  for (XMLNodePtr child = node_->children; child; child = child->next) {
+    if (child->type == XML_ELEMENT_NODE &&
+        SKYLVelaXMLNodeMatchesTagInNamespace(child, tag, inNamespace)) {
+      return SKYLVelaXMLElement(document_, child);
+    }
   }
   return std::nullopt;
 }
 
 SKYLVelaXMLElement::Elements SKYLVelaXMLElement::childrenWithTag(std::string_view tag) const {
-  Elements found;
-  for (const auto& child : children()) {
-    if (SKYLVelaXMLNodeMatchesTagInNamespace(child.node_, tag, std::nullopt)) {
-      found.push_back(child);
-    }
-  }
-  return found;
+  return childrenWithTag(tag, std::nullopt);
 }
 
 SKYLVelaXMLElement::Elements SKYLVelaXMLElement::childrenWithTag(
-    std::string_view tag, std::string_view inNamespace) const {
+    std::string_view tag, std::optional<std::string_view> inNamespace) const {
   Elements found;
-  for (const auto& child : children()) {
-    if (SKYLVelaXMLNodeMatchesTagInNamespace(child.node_, tag, inNamespace)) {
-      found.push_back(child);
+  for (XMLNodePtr child = node_->children; child; child = child->next) {
+    if (child->type == XML_ELEMENT_NODE &&
+        SKYLVelaXMLNodeMatchesTagInNamespace(child, tag, inNamespace)) {
+      found.emplace_back(document_, child);
     }
   }
   return found;

@@ -67,10 +67,12 @@ class SKYLVelaXMLElement {
       const std::function<bool(XMLNodePtr child, bool& stop)>& test) const;
 
   std::optional<SKYLVelaXMLElement> firstChildWithTag(std::string_view tag) const;
-  std::optional<SKYLVelaXMLElement> firstChildWithTag(std::string_view tag,
-                                                      std::string_view inNamespace) const;
+  // A namespace prefix (not URI) to match; nothing matches any.
+  std::optional<SKYLVelaXMLElement> firstChildWithTag(
+      std::string_view tag, std::optional<std::string_view> inNamespace) const;
   Elements childrenWithTag(std::string_view tag) const;
-  Elements childrenWithTag(std::string_view tag, std::string_view inNamespace) const;
+  Elements childrenWithTag(std::string_view tag,
+                           std::optional<std::string_view> inNamespace) const;
 
   // The text content, untrimmed; empty when there is none.
   const std::string& stringValue() const;

@@ -10,6 +10,8 @@ TEST(URLTest, ParseKeepsTheTextAndSplitsParts) {
   ASSERT_TRUE(url);
   EXPECT_EQ(url->absoluteString(), "HTTPS://Ads.Example.com:8443/t?e=start&x=%2Fa&flag#frag");
   EXPECT_EQ(url->scheme(), "https");
+  EXPECT_EQ(url->host(), "Ads.Example.com");
+  EXPECT_EQ(URL::parse("img.jpg")->host(), "");
   EXPECT_TRUE(url->isHTTPOrHTTPS());
   EXPECT_FALSE(url->isRelative());
   EXPECT_EQ(url->query(), "e=start&x=%2Fa&flag");
