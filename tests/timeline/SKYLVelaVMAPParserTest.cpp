@@ -61,6 +61,28 @@ TEST(SKYLVelaVMAPParserTest, WithoutExtensionNamespaceTheLegacyExtensionIsRead) 
   EXPECT_TRUE(result.value()->contentImpressions().empty());
 }
 
+TEST(SKYLVelaVMAPParserTest, TheLegacyPelicanExtensionIsReadUnderPv) {
+  std::string text = vmapDocument(adBreak("start", "00:00:15"), 500, 485);
+  for (const auto& [from, to] : std::vector<std::pair<std::string, std::string>>{
+           {"xmlns:sk=", "xmlns:pv="},
+           {"<sk:Skylark", "<pv:pelicanVela"},
+           {"<sk:contentImpressions>", "<pv:contentImpressions>"},
+           {"</sk:contentImpressions>", "</pv:contentImpressions>"}}) {
+    text.replace(text.find(from), from.size(), to);
+  }
+  while (text.find("<sk:Impression") != std::string::npos) {
+    text.replace(text.find("<sk:Impression"), 14, "<pv:Impression");
+  }
+  SKYLVelaParseContext context;
+  const auto timeline = parse(text, &context);
+  ASSERT_TRUE(timeline);
+  EXPECT_EQ(context.vmapExtensionsNamespace, "pv");
+  EXPECT_EQ(timeline->payloadLength(), seconds(500));
+  EXPECT_EQ(timeline->contentLength(), seconds(485));
+  EXPECT_EQ(timeline->contentImpressions().size(), 1u);
+  EXPECT_FALSE(timeline->thumbnailVTTURL());  // its prefix is always "sk"
+}
+
 TEST(SKYLVelaVMAPParserTest, PodsByEqualOffsetsAndAbsolutePositions) {
   const auto timeline = parse(vmapDocument(adBreak("00:00:00", "00:00:15", "a") +
                                            adBreak("00:00:00", "00:00:15", "b") +
