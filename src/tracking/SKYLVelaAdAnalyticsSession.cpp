@@ -1,0 +1,77 @@
+#include "tracking/SKYLVelaAdAnalyticsSession.h"
+
+#include "measurement/SKYLAdVerification.h"
+#include "measurement/SKYLViewableImpressionCollection.h"
+
+namespace skylark {
+
+void SKYLVelaAdAnalyticsSession::fire(const std::vector<URL>& urls) {
+  for (const auto& url : urls) digester_->digestEvent(url);
+}
+
+void SKYLVelaAdAnalyticsSession::fireNamed(std::string_view name) {
+  if (ad_ && ad_->trackingEventsCollection()) {
+    fire(ad_->trackingEventsCollection()->URLsForTrackingEventsNamed(name));
+  }
+}
+
+void SKYLVelaAdAnalyticsSession::trackImpression() {
+  if (!ad_) return;
+  if (const auto& lists = ad_->viewableImpression()) {
+    fire(lists->URLsForImpression(ad_->isClientOnlyTracking(), !ad_->impressionURLs().empty()));
+  }
+  fire(ad_->impressionURLs());
+}
+
+void SKYLVelaAdAnalyticsSession::trackCreativeView() { fireNamed("creativeView"); }
+
+void SKYLVelaAdAnalyticsSession::trackAdVerifications() {
+  if (!ad_) return;
+  for (const auto& verification : ad_->adVerifications()) {
+    if (const auto request = verification->requestURLString()) {
+      digester_->digestEvent(URL::parse(*request));
+    }
+  }
+}
+
+void SKYLVelaAdAnalyticsSession::trackProgressToTime(const MediaTime& time) {
+  if (!firstProgressEventHasOccured_) {
+    firstProgressEventHasOccured_ = true;
+    trackAdVerifications();
+    trackCreativeView();
+  }
+  const MediaTime end = ad_ ? ad_->endTime() : MediaTime::zero();
+  if (time > prevTime_ && time < end && !(time - prevTime_ > seekThreshold_) && ad_ &&
+      ad_->trackingEventsCollection()) {
+    fire(ad_->trackingEventsCollection()->URLsForTrackingEventsAtOrAfter(prevTime_, time));
+  }
+  prevTime_ = time;
+}
+
+void SKYLVelaAdAnalyticsSession::trackAdComplete(bool skipped) {
+  if (!skipped) fireNamed("complete");
+  fireNamed("breakEnd");
+}
+
+void SKYLVelaAdAnalyticsSession::trackAdSkip() { fireNamed("skip"); }
+
+void SKYLVelaAdAnalyticsSession::trackVideoClick() {
+  if (ad_) fire(ad_->clickTrackingURLs());
+}
+
+void SKYLVelaAdAnalyticsSession::trackCompanionCreativeView(std::string_view identifier) {
+  if (!ad_ || !ad_->companionsCollection()) return;
+  const auto companion = ad_->companionsCollection()->companionAdWithIdentifier(identifier);
+  if (companion && companion->trackingEventsCollection()) {
+    fire(companion->trackingEventsCollection()->URLsForTrackingEventsNamed("creativeView"));
+  }
+}
+
+void SKYLVelaAdAnalyticsSession::trackCompanionClick(std::string_view identifier) {
+  if (!ad_ || !ad_->companionsCollection()) return;
+  if (const auto companion = ad_->companionsCollection()->companionAdWithIdentifier(identifier)) {
+    fire(companion->clickTrackingURLs());
+  }
+}
+
+}  // namespace skylark

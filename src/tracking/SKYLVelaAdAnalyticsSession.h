@@ -1,0 +1,48 @@
+#pragma once
+
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "platform/MediaTime.h"
+#include "timeline/SKYLVelaAd.h"
+#include "tracking/SKYLVelaAnalyticsDigester.h"
+
+namespace skylark {
+
+// The beacons of one ad while it plays: impression, verifications and
+// creative view on the first progress, offset milestones as playback passes
+// them, completion and break end on exit, skip and clicks on request.
+// Sequence-bound to the tracker's thread.
+class SKYLVelaAdAnalyticsSession {
+ public:
+  SKYLVelaAdAnalyticsSession(std::shared_ptr<const SKYLVelaAd> ad,
+                             std::shared_ptr<SKYLVelaAnalyticsDigester> digester)
+      : ad_(std::move(ad)), digester_(std::move(digester)) {}
+
+  void trackImpression();
+  void trackCreativeView();
+  void trackAdVerifications();
+  // T is the time into the ad.
+  void trackProgressToTime(const MediaTime& time);
+  void trackAdComplete(bool skipped);
+  void trackAdSkip();
+  void trackVideoClick();
+  void trackCompanionCreativeView(std::string_view identifier);
+  void trackCompanionClick(std::string_view identifier);
+
+  const std::shared_ptr<const SKYLVelaAd>& ad() const { return ad_; }
+  bool firstProgressEventHasOccured() const { return firstProgressEventHasOccured_; }
+
+ private:
+  void fire(const std::vector<URL>& urls);
+  void fireNamed(std::string_view name);
+
+  std::shared_ptr<const SKYLVelaAd> ad_;
+  std::shared_ptr<SKYLVelaAnalyticsDigester> digester_;
+  MediaTime prevTime_ = MediaTime::zero();
+  const MediaTime seekThreshold_ = MediaTime::makeWithSeconds(1.5, 600);
+  bool firstProgressEventHasOccured_ = false;
+};
+
+}  // namespace skylark

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <memory>
+
+#include "host/SKYLKVOManager.h"
+#include "tracking/SKYLVelaAdAnalyticsSession.h"
+#include "tracking/SKYLVelaContentAnalyticsSession.h"
+#include "tracking/SKYLVelaProgressTracker.h"
+
+namespace skylark {
+
+// Turns a tracker's events and content times into beacons: one ad session
+// from "EnterAd" to "ExitAd", one content session throughout. Observes the
+// tracker (which must outlive it) and runs inside its assignments.
+class SKYLVelaAnalyticsSession {
+ public:
+  SKYLVelaAnalyticsSession(SKYLVelaProgressTracker& progessTracker,
+                           std::shared_ptr<SKYLVelaAnalyticsDigester> analyticsDigester);
+  SKYLVelaAnalyticsSession(const SKYLVelaAnalyticsSession&) = delete;
+  SKYLVelaAnalyticsSession& operator=(const SKYLVelaAnalyticsSession&) = delete;
+
+  void processEvent(const SKYLVelaProgressTracker::Event& event);
+  void processContentTime(const MediaTime& contentTime);
+
+  // The ad now playing, between "EnterAd" and "ExitAd" (skips and clicks
+  // are reported to it).
+  const std::shared_ptr<SKYLVelaAdAnalyticsSession>& adAnalaytics() const { return adAnalaytics_; }
+  SKYLVelaContentAnalyticsSession& contentAnalaytics() { return contentAnalaytics_; }
+
+ private:
+  SKYLVelaProgressTracker& tracker_;
+  std::shared_ptr<SKYLVelaAnalyticsDigester> digester_;
+  SKYLVelaContentAnalyticsSession contentAnalaytics_;
+  std::shared_ptr<SKYLVelaAdAnalyticsSession> adAnalaytics_;
+  SKYLKVOManager kvoManager_;  // last: its observations end first
+};
+
+}  // namespace skylark

@@ -1,0 +1,33 @@
+#include "tracking/SKYLVelaContentAnalyticsSession.h"
+
+#include <algorithm>
+
+namespace skylark {
+
+SKYLVelaContentAnalyticsSession::SKYLVelaContentAnalyticsSession(
+    std::shared_ptr<SKYLVelaTimeline> timeline, std::shared_ptr<SKYLVelaAnalyticsDigester> digester)
+    : timeline_(std::move(timeline)), digester_(std::move(digester)) {
+  if (timeline_) orderedContentImpressions_ = timeline_->contentImpressions();
+  std::stable_sort(orderedContentImpressions_.begin(), orderedContentImpressions_.end(),
+                   [](const auto& a, const auto& b) { return a.logicalTime() < b.logicalTime(); });
+  // A VOD timeline never changes, so each position is computed once rather
+  // than on every update.
+  for (const auto& impression : orderedContentImpressions_) {
+    absolutePositions_.push_back(timeline_ ? timeline_->absoluteTimeAtContentTime(
+                                                 impression.logicalTime())
+                                           : MediaTime::zero());
+  }
+}
+
+void SKYLVelaContentAnalyticsSession::trackProgressToTime(const MediaTime& time) {
+  if (!(time - prevTime_ > seekThreshold_)) {
+    for (size_t i = 0; i < orderedContentImpressions_.size(); ++i) {
+      const MediaTime& position = absolutePositions_[i];
+      if (position > time) break;
+      if (prevTime_ < position) digester_->digestEvent(orderedContentImpressions_[i].url());
+    }
+  }
+  prevTime_ = time;
+}
+
+}  // namespace skylark

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "platform/MediaTime.h"
+#include "timeline/SKYLVelaTimeline.h"
+#include "tracking/SKYLVelaAnalyticsDigester.h"
+
+namespace skylark {
+
+// The content impressions of a timeline, fired as content time passes
+// them. Sequence-bound to the tracker's thread.
+class SKYLVelaContentAnalyticsSession {
+ public:
+  SKYLVelaContentAnalyticsSession(std::shared_ptr<SKYLVelaTimeline> timeline,
+                                  std::shared_ptr<SKYLVelaAnalyticsDigester> digester);
+
+  // A jump of more than 1.5 s is a seek and fires nothing. Otherwise each
+  // impression whose position lies in (previous time, time] fires; the
+  // position compared is the impression's absolute time, by design.
+  void trackProgressToTime(const MediaTime& time);
+
+ private:
+  std::shared_ptr<SKYLVelaTimeline> timeline_;
+  std::vector<SKYLVelaContentImpression> orderedContentImpressions_;
+  std::vector<MediaTime> absolutePositions_;  // of each impression, computed once
+  std::shared_ptr<SKYLVelaAnalyticsDigester> digester_;
+  MediaTime prevTime_ = MediaTime::zero();
+  const MediaTime seekThreshold_ = MediaTime::makeWithSeconds(1.5, 600);
+};
+
+}  // namespace skylark

@@ -1,0 +1,187 @@
+#include "tracking/SKYLVelaProgressTracker.h"
+
+namespace skylark {
+namespace {
+
+using Properties = SKYLVelaProgressTrackerEvent::Properties;
+using Path = std::shared_ptr<const SKYLVelaPath>;
+
+const MediaTime kJitterWindow = MediaTime::makeWithSeconds(5.0, 600);
+const MediaTime kPreRollBound = MediaTime::makeWithSeconds(0.1, 600);
+
+MediaTime timeOf(const Path& path) { return path ? path->absoluteTime() : MediaTime::invalid(); }
+std::shared_ptr<const SKYLVelaAd> adOf(const Path& path) { return path ? path->ad() : nullptr; }
+std::shared_ptr<SKYLVelaAdSequence> sequenceOf(const Path& path) {
+  return path ? path->adSequence() : nullptr;
+}
+
+// "No dictionary when there is none": a break event without a break.
+std::optional<Properties> sequenceProperties(std::shared_ptr<SKYLVelaAdSequence> sequence) {
+  if (!sequence) return std::nullopt;
+  Properties properties;
+  properties.adSequence = std::move(sequence);
+  return properties;
+}
+
+}  // namespace
+
+SKYLVelaProgressTracker::SKYLVelaProgressTracker(std::shared_ptr<SKYLVelaTimeline> timeline)
+    : timeline_(std::move(timeline)) {
+  kvoManager_.startObserving<MediaTime>(
+      absoluteTime_, [this](const MediaTime& time) { absoluteTimeChanged(time); }, true);
+  kvoManager_.startObserving<Ranges>(
+      absoluteSeekable_, [this](const Ranges& r) { convertRanges(r, contentSeekable_); }, true);
+  kvoManager_.startObserving<Ranges>(
+      absoluteLoaded_, [this](const Ranges& r) { convertRanges(r, contentLoaded_); }, true);
+}
+
+void SKYLVelaProgressTracker::emit(SKYLVelaProgressTrackerEvent::Type type,
+                                   std::optional<Properties> properties) {
+  event_.set(std::make_shared<const SKYLVelaProgressTrackerEvent>(type, std::move(properties)));
+}
+
+void SKYLVelaProgressTracker::absoluteTimeChanged(const MediaTime& time) {
+  if (suspendProgress_ && previousPath_) return;
+  update(time);
+}
+
+void SKYLVelaProgressTracker::forceAbsoluteTime(const MediaTime& time) {
+  previousPath_ = timeline_ ? timeline_->pathAtTime(time) : nullptr;
+  setAbsoluteTime(time);
+}
+
+void SKYLVelaProgressTracker::moveOutsideAds(const Path& path) {
+  contentTime_.set(path->logicalTime());
+  previousPath_ = path;
+}
+
+std::shared_ptr<SKYLVelaAdSequence> SKYLVelaProgressTracker::preRoll() const {
+  std::shared_ptr<SKYLVelaAdSequence> found;
+  for (const auto& sequence : *timeline_->adSequences()) {
+    if (sequence->beginTime() < kPreRollBound) found = sequence;
+  }
+  return found;
+}
+
+void SKYLVelaProgressTracker::update(const MediaTime& time) {
+  if (!timeline_) return;
+  const Path path = timeline_->pathAtTime(time);
+  if (!path || !path->absoluteTime().isValid()) return;
+  const float rate = playbackRate_;
+  if (rate != 0 && rate != contentPlaybackRate_ && !path->ad()) contentPlaybackRate_ = rate;
+
+  const Path previous = previousPath_;
+  const MediaTime previousTime = timeOf(previous);
+  if (rate < 0) {
+    rewind(path, previous);
+    return;
+  }
+
+  // Backward jitter while playing forward: a player steps back a little
+  // around ad boundaries; only a real seek counts.
+  if (adOf(previous) && time < previousTime && contentPlaybackRate_ >= 1.0f) return;
+  if (path->ad() && time < previousTime && contentPlaybackRate_ >= 1.0f &&
+      previousTime - time < kJitterWindow) {
+    return;
+  }
+
+  if (!sequenceOf(previous) && !path->adSequence()) {
+    moveOutsideAds(path);
+    return;
+  }
+
+  const auto previousAd = adOf(previous);
+  const auto previousSequence = sequenceOf(previous);
+  const bool startSkip = rate > 1.0f && previousTime == MediaTime::negativeInfinity() &&
+                         time > MediaTime::zero();
+  const bool entered = !previousAd && path->ad();
+  const bool exited = previousAd && !path->ad();
+  const bool adChanged = previousAd && path->ad() && !(*previousAd == *path->ad());
+  const bool sequenceChanged = previousSequence && path->adSequence() &&
+                               !(*previousSequence == *path->adSequence());
+
+  if (exited || adChanged) {
+    Properties properties;
+    properties.skippedAd = didSkipAd_;
+    properties.ad = previousAd;
+    emit(SKYLVelaProgressTrackerEvent::ExitAd, properties);
+    didSkipAd_ = false;
+  }
+  if (exited || (adChanged && sequenceChanged)) {
+    emit(SKYLVelaProgressTrackerEvent::ExitAdSequence, sequenceProperties(previousSequence));
+  }
+  const auto skippedToPreRoll = startSkip ? preRoll() : nullptr;
+  if (startSkip || entered || (adChanged && sequenceChanged)) {
+    auto sequence = path->adSequence();
+    if (sequence && skippedToPreRoll) sequence = skippedToPreRoll;
+    emit(SKYLVelaProgressTrackerEvent::EnterAdSequence, sequenceProperties(std::move(sequence)));
+  }
+  if (startSkip || entered || adChanged) {
+    Properties properties;
+    properties.ad = path->ad();
+    if (properties.ad && skippedToPreRoll) {
+      const auto ads = skippedToPreRoll->ads();
+      if (!ads.empty()) properties.ad = ads.front();
+    }
+    emit(SKYLVelaProgressTrackerEvent::EnterAd, properties);
+  }
+  if (path->ad()) {
+    Properties properties;
+    properties.ad = path->ad();
+    properties.adProgress = path->logicalTime();
+    emit(SKYLVelaProgressTrackerEvent::AdProgress, properties);
+    previousPath_ = path;
+    return;
+  }
+  moveOutsideAds(path);
+}
+
+void SKYLVelaProgressTracker::rewind(const Path& path, const Path& previous) {
+  if (!sequenceOf(previous) && !path->adSequence()) {
+    moveOutsideAds(path);
+    return;
+  }
+  if (!adOf(previous) && path->ad()) {
+    emit(SKYLVelaProgressTrackerEvent::EnterAdSequenceWhileRewinding, std::nullopt);
+  }
+  if (adOf(previous) && !path->ad()) {
+    emit(SKYLVelaProgressTrackerEvent::ExitAdSequenceWhileRewinding, std::nullopt);
+  }
+  if (path->ad()) {
+    previousPath_ = path;
+  } else {
+    moveOutsideAds(path);
+  }
+}
+
+void SKYLVelaProgressTracker::didResumeVideoDuringAdBreak() {
+  const auto& current = event_.get();
+  if (!current || current->type() != SKYLVelaProgressTrackerEvent::AdProgress) return;
+  Properties exit;
+  exit.skippedAd = didSkipAd_;
+  exit.ad = adOf(previousPath_);
+  emit(SKYLVelaProgressTrackerEvent::ExitAd, exit);
+  emit(SKYLVelaProgressTrackerEvent::ExitAdSequence, sequenceProperties(sequenceOf(previousPath_)));
+  previousPath_.reset();
+}
+
+void SKYLVelaProgressTracker::convertRanges(const Ranges& absolute, Observable<Ranges>& content) {
+  if (!absolute) {
+    if (content.get()) content.set(std::nullopt);
+    return;
+  }
+  if (absolute->empty()) {
+    if (!content.get() || !content.get()->empty()) content.set(std::vector<MediaTimeRange>{});
+    return;
+  }
+  std::vector<MediaTimeRange> converted;
+  converted.reserve(absolute->size());
+  for (const auto& range : *absolute) {
+    const MediaTime end = timeline_ ? timeline_->contentTimeAtAbsoluteTime(range.end())
+                                    : MediaTime::zero();
+    converted.push_back(MediaTimeRange::make(MediaTime::zero(), end));
+  }
+  content.set(std::move(converted));
+}
+
+}  // namespace skylark
