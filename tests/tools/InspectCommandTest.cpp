@@ -1,8 +1,10 @@
 #include "InspectCommand.h"
+#include "SimulateCommand.h"
 
 #include <sys/wait.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -98,6 +100,61 @@ TEST(InspectCommandTest, UsageErrorsExitWithTwo) {
   }
   const int status = std::system((tool + " inspect " + kSample + " > /dev/null").c_str());
   EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+std::vector<nlohmann::json> jsonLines(const std::string& text) {
+  std::vector<nlohmann::json> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) lines.push_back(nlohmann::json::parse(line));
+  return lines;
+}
+
+TEST(SimulateCommandTest, PrintsEventsAndTheBeaconsTheyCauseInOrder) {
+  SimulateOptions options;
+  options.source = kSample;
+  options.json = true;
+  options.until = 16;
+  options.skips = {6};
+  std::ostringstream out, err;
+  ASSERT_EQ(runSimulate(options, out, err), 0) << err.str();
+  std::vector<std::string> lines;
+  for (const auto& line : jsonLines(out.str())) {
+    if (line.value("event", "") == "AdProgress") continue;
+    lines.push_back(line.contains("event")
+                        ? line["event"].get<std::string>() + " " + line.value("adId", "")
+                        : line["beacon"].get<std::string>().substr(27));
+  }
+  const std::vector<std::string> expected = {
+      "EnterAdSequence ", "EnterAd pre-1", "imp?ad=pre-1", "break?b=pre&e=start",
+      "t?ad=pre-1&e=start", "t?ad=pre-1&e=q1", "t?ad=pre-1&e=skip", "ExitAd pre-1",
+      "EnterAd pre-2", "imp?ad=pre-2", "t?ad=pre-2&e=start"};
+  EXPECT_EQ(lines, expected);
+  const auto exit = jsonLines(out.str());
+  const auto skipped = std::find_if(exit.begin(), exit.end(), [](const auto& line) {
+    return line.value("event", "") == "ExitAd";
+  });
+  ASSERT_NE(skipped, exit.end());
+  EXPECT_TRUE((*skipped)["skipped"].get<bool>());
+  EXPECT_EQ((*skipped)["t"], 15.45);  // the skip lands 0.2 s past the ad; the next update sees it
+}
+
+TEST(SimulateCommandTest, FireSendsEveryBeacon) {
+  test::LoopbackServer sink([](httplib::Server& s) {
+    s.Get(R"(/b/.*)", [](const httplib::Request&, httplib::Response& r) { r.status = 204; });
+  });
+  std::string vmap = test::vmapDocument(test::adBreak("start", "00:00:04", "a"), 10, 6);
+  for (const std::string host : {"https://beacon.example.com/imp/", "https://beacon.example.com/break/start/",
+                                 "https://beacon.example.com/break/end/"}) {
+    vmap.replace(vmap.find(host), host.size(), sink.url("/b/") + std::to_string(host.size()) + "-");
+  }
+  const std::string path = ::testing::TempDir() + "simulate-fire.xml";
+  std::ofstream(path) << vmap;
+  SimulateOptions options;
+  options.source = path;
+  options.fire = true;
+  std::ostringstream out, err;
+  ASSERT_EQ(runSimulate(options, out, err), 0) << err.str();
+  EXPECT_EQ(sink.requests().size(), 3u) << out.str();  // impression, break start, break end
 }
 
 }  // namespace

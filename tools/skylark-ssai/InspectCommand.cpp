@@ -59,24 +59,29 @@ HTTPHeaderFields requestHeaders(const HTTPHeaderFields& given) {
   return headers;
 }
 
-int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& err) {
-  auto source = sourceFor(options.source);
+std::shared_ptr<SKYLVelaTimeline> loadTimeline(const std::string& sourceText,
+                                               const HTTPHeaderFields& headers, bool json,
+                                               std::ostream& out, std::ostream& err) {
+  auto source = sourceFor(sourceText);
   if (!source.ok()) {
-    printError(source.error(), options.json, out, err);
-    return 1;
+    printError(source.error(), json, out, err);
+    return nullptr;
   }
   auto loader = SKYLVelaTimelineLoader::initWithSource(source.value());
-  loader->setHttpHeaders(requestHeaders(options.headers));
+  loader->setHttpHeaders(requestHeaders(headers));
   std::promise<void> loaded;
   loader->load([&loaded](auto) { loaded.set_value(); });
   loaded.get_future().wait();
-
-  const auto timeline = loader->resultTimeline();
-  if (!timeline) {
+  if (!loader->resultTimeline()) {
     printError(loader->error().value_or(SKYLError("SKYLVelaErrorDomain", 4011, "No timeline.")),
-               options.json, out, err);
-    return 1;
+               json, out, err);
   }
+  return loader->resultTimeline();
+}
+
+int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& err) {
+  const auto timeline = loadTimeline(options.source, options.headers, options.json, out, err);
+  if (!timeline) return 1;
   if (options.json) {
     out << timelineJSON(*timeline).dump(2) << "\n";
   } else {

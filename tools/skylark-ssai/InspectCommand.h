@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/URLSession.h"
+#include "timeline/SKYLVelaTimeline.h"
 
 namespace skylark::tool {
 
@@ -17,6 +18,13 @@ struct InspectOptions {
 // Loads the source's timeline and prints it (or the error). Returns the
 // exit code: 0, or 1 when the document could not be loaded.
 int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& err);
+
+// Loads a file path's or URL's timeline; on failure prints the error (as
+// JSON to `out`, or as "error: DOMAIN CODE: DESCRIPTION" to `err`) and
+// gives null.
+std::shared_ptr<SKYLVelaTimeline> loadTimeline(const std::string& source,
+                                               const HTTPHeaderFields& headers, bool json,
+                                               std::ostream& out, std::ostream& err);
 
 // The headers a request carries: the default User-Agent unless the caller
 // gives one, then the caller's headers in order.

@@ -1,6 +1,8 @@
 // skylark-ssai: the library's command-line tool.
 //
 //   skylark-ssai inspect SOURCE [--header NAME:VALUE]... [--json]
+//   skylark-ssai simulate SOURCE [--step S] [--rate R] [--until T]
+//                [--seek-at AT:TO]... [--skip-at AT]... [--fire] [--json]
 //
 // Exit codes: 0 success, 1 the work failed, 2 usage error.
 #include <iostream>
@@ -8,10 +10,34 @@
 #include <CLI/CLI.hpp>
 
 #include "InspectCommand.h"
+#include "SimulateCommand.h"
 
 namespace {
 
 constexpr int kUsageError = 2;
+
+void addHeaderOption(CLI::App& command, std::vector<std::string>& headers) {
+  command
+      .add_option("--header", headers,
+                  "NAME:VALUE sent with the download (repeatable; a default User-Agent is "
+                  "sent unless one is given)")
+      ->each([](const std::string& header) {
+        if (header.find(':') == std::string::npos || header.front() == ':') {
+          throw CLI::ValidationError("--header", "expected NAME:VALUE, got " + header);
+        }
+      });
+}
+
+skylark::HTTPHeaderFields parseHeaders(const std::vector<std::string>& headers) {
+  skylark::HTTPHeaderFields fields;
+  for (const auto& header : headers) {
+    const size_t colon = header.find(':');
+    std::string value = header.substr(colon + 1);
+    value.erase(0, value.find_first_not_of(' '));
+    fields.emplace_back(header.substr(0, colon), value);
+  }
+  return fields;
+}
 
 }  // namespace
 
@@ -20,21 +46,41 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
 
   skylark::tool::InspectOptions inspect;
-  std::vector<std::string> headers;
+  std::vector<std::string> inspectHeaders;
   auto* inspectCommand =
       app.add_subcommand("inspect", "Print the ad timeline of a VMAP document");
   inspectCommand->add_option("SOURCE", inspect.source, "A file path or an http(s) URL")
       ->required();
-  inspectCommand
-      ->add_option("--header", headers,
-                   "NAME:VALUE sent with the download (repeatable; a default User-Agent is "
-                   "sent unless one is given)")
-      ->each([](const std::string& header) {
-        if (header.find(':') == std::string::npos || header.front() == ':') {
-          throw CLI::ValidationError("--header", "expected NAME:VALUE, got " + header);
+  addHeaderOption(*inspectCommand, inspectHeaders);
+  inspectCommand->add_flag("--json", inspect.json, "Print one JSON object");
+
+  skylark::tool::SimulateOptions simulate;
+  std::vector<std::string> simulateHeaders;
+  std::vector<std::string> seeks;
+  auto* simulateCommand = app.add_subcommand(
+      "simulate", "Play a document's timeline with a virtual playhead, printing events and beacons");
+  simulateCommand->add_option("SOURCE", simulate.source, "A file path or an http(s) URL")
+      ->required();
+  addHeaderOption(*simulateCommand, simulateHeaders);
+  simulateCommand->add_option("--step", simulate.step, "Seconds per update at rate 1 (0.25)")
+      ->check(CLI::PositiveNumber);
+  simulateCommand->add_option("--rate", simulate.rate, "Playback rate; negative plays backwards");
+  simulateCommand->add_option("--until", simulate.until, "Stop at this absolute time (seconds)");
+  simulateCommand
+      ->add_option("--seek-at", seeks, "AT:TO: at playhead AT, seek to TO (absolute seconds)")
+      ->each([](const std::string& seek) {
+        const size_t colon = seek.find(':');
+        try {
+          if (colon == std::string::npos) throw std::invalid_argument(seek);
+          (void)std::stod(seek.substr(0, colon));
+          (void)std::stod(seek.substr(colon + 1));
+        } catch (const std::exception&) {
+          throw CLI::ValidationError("--seek-at", "expected AT:TO in seconds, got " + seek);
         }
       });
-  inspectCommand->add_flag("--json", inspect.json, "Print one JSON object");
+  simulateCommand->add_option("--skip-at", simulate.skips, "At playhead AT, skip the ad playing");
+  simulateCommand->add_flag("--fire", simulate.fire, "Send the beacons (otherwise only report)");
+  simulateCommand->add_flag("--json", simulate.json, "Print one JSON object per line");
 
   try {
     app.parse(argc, argv);
@@ -46,13 +92,20 @@ int main(int argc, char** argv) {
   }
 
   if (inspectCommand->parsed()) {
-    for (const auto& header : headers) {
-      const size_t colon = header.find(':');
-      std::string value = header.substr(colon + 1);
-      value.erase(0, value.find_first_not_of(' '));
-      inspect.headers.emplace_back(header.substr(0, colon), value);
-    }
+    inspect.headers = parseHeaders(inspectHeaders);
     return skylark::tool::runInspect(inspect, std::cout, std::cerr);
+  }
+  if (simulateCommand->parsed()) {
+    simulate.headers = parseHeaders(simulateHeaders);
+    if (simulate.rate == 0) {
+      std::cerr << "--rate: must not be 0\n";
+      return kUsageError;
+    }
+    for (const auto& seek : seeks) {
+      const size_t colon = seek.find(':');
+      simulate.seeks.emplace_back(std::stod(seek.substr(0, colon)), std::stod(seek.substr(colon + 1)));
+    }
+    return skylark::tool::runSimulate(simulate, std::cout, std::cerr);
   }
   return kUsageError;
 }

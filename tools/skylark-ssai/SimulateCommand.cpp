@@ -1,0 +1,197 @@
+#include "SimulateCommand.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+#include <fmt/format.h>
+
+#include "InspectCommand.h"
+#include "TimelineJSON.h"
+#include "tracking/SKYLVelaAnalyticsSession.h"
+
+namespace skylark::tool {
+namespace {
+
+// Reports beacons without sending them.
+class ReportOnlyTransport final : public BeaconTransport {
+ public:
+  void send(const URL&) override {}
+};
+
+// Sends beacons and lets the tool wait for them before it exits (a URL
+// session abandons requests still in flight when it goes).
+class WaitingTransport final : public BeaconTransport {
+ public:
+  void send(const URL& url) override {
+    {
+      std::lock_guard lock(mutex_);
+      ++inFlight_;
+    }
+    session_->dataTask(URLRequest(url), [this](Result<URLSessionResponse>) {
+      std::lock_guard lock(mutex_);
+      --inFlight_;
+      done_.notify_all();
+    })->resume();
+  }
+  void waitForAll(std::chrono::seconds timeout) {
+    std::unique_lock lock(mutex_);
+    done_.wait_for(lock, timeout, [this] { return inFlight_ == 0; });
+  }
+
+ private:
+  std::shared_ptr<URLSession> session_ = URLSession::create();
+  std::mutex mutex_;
+  std::condition_variable done_;
+  int inFlight_ = 0;
+};
+
+double seconds(const MediaTime& t) { return t.seconds(); }
+
+class Simulation {
+ public:
+  Simulation(const SimulateOptions& options, std::shared_ptr<SKYLVelaTimeline> timeline,
+             std::ostream& out)
+      : options_(options), out_(out), tracker_(timeline) {
+    transport_ = options.fire ? std::static_pointer_cast<BeaconTransport>(waiting_)
+                              : std::make_shared<ReportOnlyTransport>();
+    // Printing observes first, so an event prints before the beacons it causes.
+    tracker_.event().addObserver([this](const auto& event) { printEvent(*event); }, false);
+    (void)center_.addObserver(std::string(kSKYLSSAIAnalayticsDigestNotification),
+                              [this](const Notification& n) {
+                                printBeacon(std::any_cast<URL>(n.object).absoluteString());
+                              });
+    analytics_ = std::make_unique<SKYLVelaAnalyticsSession>(
+        tracker_, std::make_shared<SKYLVelaAnalyticsDigester>(transport_, center_));
+  }
+
+  void run() {
+    const double end = tracker_.timeline()->payloadLength().seconds();
+    const double delta = options_.step * options_.rate;
+    if (delta == 0 || !std::isfinite(end)) return;
+    const bool forward = delta > 0;
+    const double limit = options_.until.value_or(forward ? end : 0);
+    tracker_.setPlaybackRate(static_cast<float>(options_.rate));
+    std::vector<bool> seekDone(options_.seeks.size()), skipDone(options_.skips.size());
+    double playhead = forward ? 0 : end;
+    for (int guard = 0; guard < 10'000'000; ++guard) {
+      moveTo(playhead);
+      for (size_t i = 0; i < options_.skips.size(); ++i) {
+        if (!skipDone[i] && reached(playhead, options_.skips[i], forward)) {
+          skipDone[i] = true;
+          playhead = skip(playhead, end);
+        }
+      }
+      for (size_t i = 0; i < options_.seeks.size(); ++i) {
+        if (!seekDone[i] && reached(playhead, options_.seeks[i].first, forward)) {
+          seekDone[i] = true;
+          playhead = seek(options_.seeks[i].second);
+        }
+      }
+      const double next = playhead + delta;
+      if (forward ? next > limit + 1e-9 : next < limit - 1e-9) break;
+      playhead = next;
+    }
+    if (options_.fire) waiting_->waitForAll(std::chrono::seconds(10));
+  }
+
+ private:
+  static bool reached(double playhead, double at, bool forward) {
+    return forward ? playhead >= at - 1e-9 : playhead <= at + 1e-9;
+  }
+
+  void moveTo(double t) {
+    now_ = t;
+    tracker_.setAbsoluteTime(MediaTime::makeWithSeconds(t, 600));
+  }
+
+  // A player seek: the tracker is suspended during the jump, then placed at
+  // the new time without announcing the transition.
+  double seek(double to) {
+    tracker_.setSuspendProgress(true);
+    moveTo(to);
+    tracker_.setSuspendProgress(false);
+    now_ = to;
+    tracker_.forceAbsoluteTime(MediaTime::makeWithSeconds(to, 600));
+    return to;
+  }
+
+  // The skip handler: report the skip, then seek just past the ad.
+  double skip(double playhead, double end) {
+    const auto& ad = analytics_->adAnalaytics();
+    if (!ad || !ad->ad()) return playhead;
+    ad->trackAdSkip();
+    const double target = seconds(ad->ad()->endTime()) + 0.2;
+    tracker_.setSuspendProgress(true);
+    const double landing = target < end ? target : end;
+    if (target < end) tracker_.setDidSkipAd(true);
+    moveTo(landing);
+    tracker_.setSuspendProgress(false);
+    return landing;
+  }
+
+  void printEvent(const SKYLVelaProgressTrackerEvent& event) {
+    const auto& properties = event.properties();
+    const auto ad = properties ? properties->ad : nullptr;
+    const auto sequence = properties ? properties->adSequence : nullptr;
+    if (options_.json) {
+      Json line{{"t", now_}, {"content", timeJSON(tracker_.contentTime().get())},
+                {"event", std::string(event.trackerType())}};
+      if (ad) line["adId"] = ad->adId();
+      if (sequence) line["sequenceBegin"] = timeJSON(sequence->beginTime());
+      if (event.type() == SKYLVelaProgressTrackerEvent::AdProgress && properties->adProgress) {
+        line["progress"] = timeJSON(*properties->adProgress);
+      }
+      if (event.type() == SKYLVelaProgressTrackerEvent::ExitAd) {
+        line["skipped"] = properties && properties->skippedAd.value_or(false);
+      }
+      out_ << line.dump() << "\n";
+      return;
+    }
+    std::string detail;
+    if (ad) detail += " ad=" + ad->adId();
+    if (sequence) detail += fmt::format(" break@{:.3f}", seconds(sequence->beginTime()));
+    if (event.type() == SKYLVelaProgressTrackerEvent::AdProgress && properties->adProgress) {
+      detail += fmt::format(" progress={:.3f}", seconds(*properties->adProgress));
+    }
+    if (event.type() == SKYLVelaProgressTrackerEvent::ExitAd && properties &&
+        properties->skippedAd.value_or(false)) {
+      detail += " skipped";
+    }
+    out_ << fmt::format("{:>9.3f}  content {:>9.3f}  {}{}\n", now_,
+                        seconds(tracker_.contentTime().get()), event.trackerType(), detail);
+  }
+
+  void printBeacon(const std::string& url) {
+    if (options_.json) {
+      out_ << Json{{"t", now_}, {"content", timeJSON(tracker_.contentTime().get())}, {"beacon", url}}
+                  .dump()
+           << "\n";
+      return;
+    }
+    out_ << fmt::format("{:>9.3f}  content {:>9.3f}  beacon {}{}\n", now_,
+                        seconds(tracker_.contentTime().get()), url,
+                        options_.fire ? "" : " (not sent)");
+  }
+
+  const SimulateOptions& options_;
+  std::ostream& out_;
+  NotificationCenter center_;
+  std::shared_ptr<WaitingTransport> waiting_ = std::make_shared<WaitingTransport>();
+  std::shared_ptr<BeaconTransport> transport_;
+  SKYLVelaProgressTracker tracker_;
+  std::unique_ptr<SKYLVelaAnalyticsSession> analytics_;
+  double now_ = 0;
+};
+
+}  // namespace
+
+int runSimulate(const SimulateOptions& options, std::ostream& out, std::ostream& err) {
+  auto timeline = loadTimeline(options.source, options.headers, options.json, out, err);
+  if (!timeline) return 1;
+  Simulation(options, timeline, out).run();
+  return 0;
+}
+
+}  // namespace skylark::tool

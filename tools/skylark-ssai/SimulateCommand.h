@@ -1,0 +1,31 @@
+#pragma once
+
+#include <optional>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/URLSession.h"
+
+namespace skylark::tool {
+
+struct SimulateOptions {
+  std::string source;  // a file path or an http(s) URL
+  HTTPHeaderFields headers;
+  double step = 0.25;  // seconds of playback per update, at rate 1
+  double rate = 1.0;   // negative plays backwards, from the end
+  std::optional<double> until;
+  std::vector<std::pair<double, double>> seeks;  // at playhead AT, jump to TO
+  std::vector<double> skips;                     // at playhead AT, skip the ad playing
+  bool fire = false;                             // really send the beacons
+  bool json = false;
+};
+
+// Plays the source's timeline with a virtual playhead through the progress
+// tracker and the analytics sessions, printing every tracker event and every
+// beacon in the order they happen. Returns the exit code (1 when the
+// document could not be loaded).
+int runSimulate(const SimulateOptions& options, std::ostream& out, std::ostream& err);
+
+}  // namespace skylark::tool
