@@ -48,6 +48,7 @@ TEST(URLSessionTest, SendsMethodBodyAndAddedHeaders) {
   EXPECT_EQ(result->data, "got:{\"k\":1}");
   EXPECT_EQ(result->response.statusCode, 200);
   EXPECT_EQ(result->response.valueForHTTPHeaderField("x-reply"), "yes");
+  ASSERT_TRUE(server.waitForRequests(1, 5s));
   const auto recorded = server.requests().at(0);
   EXPECT_EQ(recorded.method, "POST");
   EXPECT_EQ(recorded.path, "/echo?a=1");

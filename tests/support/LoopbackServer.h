@@ -24,7 +24,8 @@ namespace skylark::test {
 //   /bytes/N         N bytes of 'x'
 //   /redirect?to=U   302 to U
 //   /redirects/N     a chain of N redirects ending in "end"
-// Every request is recorded.
+// Every request is recorded once its response is written, so a client can
+// hear back before the record exists: wait for it (waitForRequests).
 class LoopbackServer {
  public:
   struct Request {

@@ -65,6 +65,7 @@ TEST(SKYLVelaDocumentTest, RetrievesWithHeadersAndAnnouncesTheRawResponse) {
   ASSERT_TRUE(document->timeline());
   EXPECT_EQ(document->vmapExtensionsNamespace(), "sk");
 
+  ASSERT_TRUE(server.waitForRequests(1, 5s));
   const auto request = server.requests().at(0);
   EXPECT_EQ(request.header("User-Agent"), "ios-vela-ux/7.2.18.42 (test)");
   EXPECT_EQ(request.header("X-Extra"), "a,b");
@@ -178,6 +179,7 @@ TEST(SKYLVelaTimelineLoaderTest, LoadsFromEachKindOfSource) {
   EXPECT_TRUE(live->resultTimeline()->isLiveSSAI());
   EXPECT_TRUE(live->resultTimeline()->payloadLength().isPositiveInfinity());
   EXPECT_TRUE(live->resultTimeline()->adSequences()->empty());
+  EXPECT_TRUE(server.waitForRequests(1, 5s));
   EXPECT_EQ(server.requests().size(), 1u);  // nothing was downloaded for the live source
 
   const auto none = load(SKYLSource::initWithURL(std::nullopt, "HLS", {}));

@@ -83,6 +83,7 @@ TEST(InspectCommandTest, DownloadsWithTheDefaultUserAgentAndGivenHeaders) {
   ASSERT_EQ(runInspect({server.url("/vmap.xml"), {{"X-Token", "t1"}}, false}, out, err), 0)
       << err.str();
   EXPECT_NE(out.str().find("Breaks    1"), std::string::npos) << out.str();
+  ASSERT_TRUE(server.waitForRequests(1, std::chrono::seconds(5)));
   const auto request = server.requests().at(0);
   EXPECT_EQ(request.header("User-Agent").rfind("ios-vela-ux/7.2.18.42 (", 0), 0u);
   EXPECT_EQ(request.header("X-Token"), "t1");
@@ -154,6 +155,7 @@ TEST(SimulateCommandTest, FireSendsEveryBeacon) {
   options.fire = true;
   std::ostringstream out, err;
   ASSERT_EQ(runSimulate(options, out, err), 0) << err.str();
+  EXPECT_TRUE(sink.waitForRequests(3, std::chrono::seconds(5)));
   EXPECT_EQ(sink.requests().size(), 3u) << out.str();  // impression, break start, break end
 }
 
