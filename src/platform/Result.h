@@ -10,11 +10,12 @@ namespace skylark {
 
 // A value or the error that prevented it: the one result shape of every
 // fallible operation (the library throws nothing across its interface).
-template <typename T>
+// The error is the platform's SKYLError unless a subsystem has its own.
+template <typename T, typename E = SKYLError>
 class [[nodiscard]] Result {
  public:
   Result(T value) : state_(std::in_place_index<0>, std::move(value)) {}  // NOLINT: implicit
-  Result(SKYLError error) : state_(std::in_place_index<1>, std::move(error)) {}  // NOLINT
+  Result(E error) : state_(std::in_place_index<1>, std::move(error)) {}  // NOLINT
 
   bool ok() const { return state_.index() == 0; }
   explicit operator bool() const { return ok(); }
@@ -31,7 +32,7 @@ class [[nodiscard]] Result {
     assert(ok());
     return std::get<0>(std::move(state_));
   }
-  const SKYLError& error() const {
+  const E& error() const {
     assert(!ok());
     return std::get<1>(state_);
   }
@@ -42,12 +43,12 @@ class [[nodiscard]] Result {
   const T& operator*() const& { return value(); }
 
  private:
-  std::variant<T, SKYLError> state_;
+  std::variant<T, E> state_;
 };
 
 // The result of an operation that yields nothing but may fail.
 template <>
-class [[nodiscard]] Result<void> {
+class [[nodiscard]] Result<void, SKYLError> {
  public:
   Result() = default;
   Result(SKYLError error) : error_(std::move(error)), failed_(true) {}  // NOLINT: implicit
