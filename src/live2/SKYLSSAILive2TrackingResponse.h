@@ -51,6 +51,7 @@ struct SKYLSSAILive2TrackingEvent {
   SKYLSSAILive2TrackingType trackingType() const {
     return SKYLSSAILive2TrackingTypeFromEventType(eventType);
   }
+  bool operator==(const SKYLSSAILive2TrackingEvent&) const = default;
 };
 
 struct SKYLSSAILive2CompanionAd {
@@ -60,6 +61,7 @@ struct SKYLSSAILive2CompanionAd {
   std::optional<std::string> staticResource;
   std::optional<std::string> creativeType;
   std::optional<std::string> companionClickThrough;
+  bool operator==(const SKYLSSAILive2CompanionAd&) const = default;
 };
 
 struct SKYLSSAILive2AdVerification {
@@ -74,6 +76,7 @@ struct SKYLSSAILive2AdVerification {
   // "javaScriptResources".
   std::vector<Resource> resources;
   std::string verificationParameters;
+  bool operator==(const SKYLSSAILive2AdVerification&) const = default;
 };
 
 struct SKYLSSAILive2Ad {
@@ -92,6 +95,7 @@ struct SKYLSSAILive2Ad {
 
   // The beacons of every event of that type, in document order.
   std::vector<std::string> beaconUrls(SKYLSSAILive2TrackingType type) const;
+  bool operator==(const SKYLSSAILive2Ad&) const = default;
 };
 
 struct SKYLSSAILive2Avail {
