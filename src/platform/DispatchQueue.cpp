@@ -146,6 +146,7 @@ std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label) {
 }  // namespace Dispatch
 
 struct RepeatingTimer::State : std::enable_shared_from_this<State> {
+  std::shared_ptr<DispatchQueue> keepAlive;
   DispatchQueue& queue;
   std::chrono::steady_clock::duration interval;
   DispatchQueue::Work work;
@@ -173,6 +174,13 @@ RepeatingTimer::RepeatingTimer(DispatchQueue& queue, std::chrono::steady_clock::
   } else {
     state_->schedule();
   }
+}
+
+RepeatingTimer::RepeatingTimer(std::shared_ptr<DispatchQueue> queue,
+                               std::chrono::steady_clock::duration interval, bool fireImmediately,
+                               DispatchQueue::Work work)
+    : RepeatingTimer(*queue, interval, fireImmediately, std::move(work)) {
+  state_->keepAlive = std::move(queue);
 }
 
 RepeatingTimer::~RepeatingTimer() { cancel(); }

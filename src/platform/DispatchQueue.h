@@ -49,10 +49,13 @@ std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label);
 
 // Calls the work on a queue every interval until cancelled or destroyed.
 // Cancelling from any thread (the timer's own work included) stops further
-// calls; a call already running finishes.
+// calls; a call already running finishes. The timer keeps a shared queue
+// alive while it may still post to it; a plain reference must outlive it.
 class RepeatingTimer {
  public:
   RepeatingTimer(DispatchQueue& queue, std::chrono::steady_clock::duration interval,
+                 bool fireImmediately, DispatchQueue::Work work);
+  RepeatingTimer(std::shared_ptr<DispatchQueue> queue, std::chrono::steady_clock::duration interval,
                  bool fireImmediately, DispatchQueue::Work work);
   ~RepeatingTimer();
   RepeatingTimer(const RepeatingTimer&) = delete;

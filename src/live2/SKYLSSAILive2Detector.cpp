@@ -1,0 +1,70 @@
+#include "live2/SKYLSSAILive2Detector.h"
+
+#include <algorithm>
+#include <cctype>
+#include <mutex>
+
+namespace skylark {
+namespace {
+
+std::mutex& hostsMutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+std::pair<std::string, std::string>& hosts() {
+  static std::pair<std::string, std::string> pair{kSKYLSSAILive2ProductionHost,
+                                                  kSKYLSSAILive2QAHost};
+  return pair;
+}
+
+std::string lowercase(std::string s) {
+  std::transform(s.begin(), s.end(), s.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return s;
+}
+
+}  // namespace
+
+void SKYLSSAILive2Detector::setEndpointHosts(std::string production, std::string qa) {
+  std::lock_guard lock(hostsMutex());
+  hosts() = {lowercase(std::move(production)), lowercase(std::move(qa))};
+}
+
+std::pair<std::string, std::string> SKYLSSAILive2Detector::endpointHosts() {
+  std::lock_guard lock(hostsMutex());
+  return hosts();
+}
+
+bool SKYLSSAILive2Detector::matchesHostname(const std::optional<URL>& url) {
+  if (!url) return false;
+  const std::string host = lowercase(url->host());
+  if (host.empty()) return false;
+  const auto [production, qa] = endpointHosts();
+  return host == production || host == qa;
+}
+
+bool SKYLSSAILive2Detector::isJWTShaped(const std::optional<std::string>& token) {
+  if (!token || token->rfind("eyJ", 0) != 0) return false;
+  return std::count(token->begin(), token->end(), '.') == 2;
+}
+
+bool SKYLSSAILive2Detector::isLegacyVela(const std::optional<URL>& url) {
+  return url && url->absoluteString().find("_ssaiM") != std::string::npos;
+}
+
+bool SKYLSSAILive2Detector::isLive2(const std::optional<URL>& sourceURL,
+                                    const std::optional<std::string>& playbackToken,
+                                    SKYLSSAILive2DetectionRule rule) {
+  switch (rule) {
+    case SKYLSSAILive2DetectionRule::hostnameOnly:
+      return matchesHostname(sourceURL);
+    case SKYLSSAILive2DetectionRule::tokenOnly:
+      return isJWTShaped(playbackToken);
+    case SKYLSSAILive2DetectionRule::hostnameOrToken:
+      return matchesHostname(sourceURL) || isJWTShaped(playbackToken);
+  }
+  return false;
+}
+
+}  // namespace skylark

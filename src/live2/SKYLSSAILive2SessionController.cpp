@@ -1,0 +1,134 @@
+#include "live2/SKYLSSAILive2SessionController.h"
+
+namespace skylark {
+
+std::shared_ptr<SKYLSSAILive2SessionController> SKYLSSAILive2SessionController::create(
+    URL sourceURL, Dependencies dependencies) {
+  if (!dependencies.sessionClient) {
+    dependencies.sessionClient = std::make_shared<SKYLSSAILive2SessionClient>();
+  }
+  if (!dependencies.scheduler) {
+    dependencies.scheduler = std::make_unique<SKYLSSAILive2TimerScheduler>();
+  }
+  if (!dependencies.makeTrackingClient) {
+    dependencies.makeTrackingClient = [](const URL& tracking) {
+      return SKYLSSAILive2TrackingClient::create(tracking,
+                                                 SKYLSSAILive2SessionClient::sharedSession());
+    };
+  }
+  return std::shared_ptr<SKYLSSAILive2SessionController>(
+      new SKYLSSAILive2SessionController(std::move(sourceURL), std::move(dependencies)));
+}
+
+std::shared_ptr<SKYLSSAILive2SessionController> SKYLSSAILive2SessionController::create(
+    URL sourceURL) {
+  return create(std::move(sourceURL), Dependencies{});
+}
+
+SKYLSSAILive2SessionController::SKYLSSAILive2SessionController(URL sourceURL,
+                                                               Dependencies dependencies)
+    : sourceURL_(std::move(sourceURL)), dependencies_(std::move(dependencies)) {}
+
+SKYLSSAILive2SessionController::~SKYLSSAILive2SessionController() {
+  dependencies_.scheduler->cancel();
+}
+
+void SKYLSSAILive2SessionController::setDelegate(
+    std::weak_ptr<SKYLSSAILive2ControllerDelegate> delegate) {
+  std::lock_guard lock(lock_);
+  delegate_ = std::move(delegate);
+}
+
+std::shared_ptr<SKYLSSAILive2ControllerDelegate> SKYLSSAILive2SessionController::delegate() const {
+  std::lock_guard lock(lock_);
+  return delegate_.lock();
+}
+
+std::optional<URL> SKYLSSAILive2SessionController::manifestURL() const {
+  std::lock_guard lock(lock_);
+  return manifestURL_;
+}
+
+std::optional<URL> SKYLSSAILive2SessionController::trackingURL() const {
+  std::lock_guard lock(lock_);
+  return trackingURL_;
+}
+
+void SKYLSSAILive2SessionController::start(const std::map<std::string, std::string>& adsParams) {
+  std::weak_ptr<SKYLSSAILive2SessionController> weak = shared_from_this();
+  dependencies_.sessionClient->start(sourceURL_, adsParams, [weak](auto result) {
+    const auto self = weak.lock();
+    if (!self) return;
+    if (!result.ok()) {
+      if (auto delegate = self->delegate()) delegate->live2ControllerDidFail(result.error().toError());
+      return;
+    }
+    self->didResolve(result.value());
+  });
+}
+
+void SKYLSSAILive2SessionController::resume(const SKYLSSAILive2SessionURLs& urls) {
+  didResolve(urls);
+}
+
+void SKYLSSAILive2SessionController::didResolve(const SKYLSSAILive2SessionURLs& urls) {
+  {
+    std::lock_guard lock(lock_);
+    if (stopped_) return;
+    manifestURL_ = urls.manifest;
+    trackingURL_ = urls.tracking;
+    trackingClient_ = dependencies_.makeTrackingClient(urls.tracking);
+  }
+  if (auto delegate = this->delegate()) delegate->live2ControllerDidResolveManifest(urls.manifest);
+  std::weak_ptr<SKYLSSAILive2SessionController> weak = shared_from_this();
+  dependencies_.scheduler->schedule(dependencies_.pollInterval, [weak] {
+    if (const auto self = weak.lock()) self->tick();
+  });
+}
+
+void SKYLSSAILive2SessionController::tick() {
+  std::shared_ptr<SKYLSSAILive2TrackingClient> client;
+  {
+    std::lock_guard lock(lock_);
+    if (stopped_ || !trackingClient_) return;
+    client = trackingClient_;
+  }
+  std::weak_ptr<SKYLSSAILive2SessionController> weak = shared_from_this();
+  client->fetch([weak](SKYLSSAILive2TrackingClient::Outcome outcome) {
+    if (const auto self = weak.lock()) self->didPoll(std::move(outcome));
+  });
+}
+
+void SKYLSSAILive2SessionController::didPoll(SKYLSSAILive2TrackingClient::Outcome outcome) {
+  {
+    std::lock_guard lock(lock_);
+    if (stopped_) return;
+  }
+  if (std::holds_alternative<SKYLSSAILive2PollSkip>(outcome)) return;
+  const auto delegate = this->delegate();
+  if (const auto* error = std::get_if<SKYLSSAILive2Error>(&outcome)) {
+    if (delegate) delegate->live2ControllerDidFail(error->toError());
+    return;
+  }
+  const bool changed = timeline_->merge(std::get<SKYLSSAILive2TrackingResponse>(outcome));
+  bool overlay = false;
+  {
+    std::lock_guard lock(lock_);
+    if (!overlayConfigurationDispatched_ && !timeline_->availOrder().empty()) {
+      overlayConfigurationDispatched_ = true;
+      overlay = true;
+    }
+  }
+  if (delegate && overlay) delegate->live2ControllerDidReceiveOverlayConfiguration();
+  if (delegate && changed) delegate->live2ControllerDidUpdateTimeline();
+}
+
+void SKYLSSAILive2SessionController::stop() {
+  {
+    std::lock_guard lock(lock_);
+    stopped_ = true;
+  }
+  dependencies_.scheduler->cancel();
+}
+
+}  // namespace skylark

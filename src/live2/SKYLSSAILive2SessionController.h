@@ -1,0 +1,86 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "live2/SKYLSSAILive2Scheduler.h"
+#include "live2/SKYLSSAILive2SessionClient.h"
+#include "live2/SKYLSSAILive2Timeline.h"
+#include "live2/SKYLSSAILive2TrackingClient.h"
+
+namespace skylark {
+
+// What the controller tells its owner (the live coordinator). Calls come
+// from the URL session's thread or the poll queue, never under a lock; the
+// delegate moves work to the main queue itself.
+class SKYLSSAILive2ControllerDelegate {
+ public:
+  virtual ~SKYLSSAILive2ControllerDelegate() = default;
+  virtual void live2ControllerDidResolveManifest(const URL& manifest) = 0;
+  virtual void live2ControllerDidUpdateTimeline() = 0;
+  virtual void live2ControllerDidReceiveOverlayConfiguration() = 0;
+  virtual void live2ControllerDidFail(const SKYLError& error) = 0;
+};
+
+// Owns one live session: opens it (or resumes known URLs), then polls the
+// tracking URL every pollInterval seconds into the live timeline until
+// stopped. Safe from any thread.
+//
+//   created --start--> starting --URLs known--> polling --stop--> stopped
+//      \------------------resume-------------------^
+//   A failed start leaves the controller idle; only stop remains useful.
+class SKYLSSAILive2SessionController
+    : public std::enable_shared_from_this<SKYLSSAILive2SessionController> {
+ public:
+  using MakeTrackingClient =
+      std::function<std::shared_ptr<SKYLSSAILive2TrackingClient>(const URL& tracking)>;
+
+  struct Dependencies {
+    std::shared_ptr<SKYLSSAILive2SessionClient> sessionClient;
+    std::unique_ptr<SKYLSSAILive2Scheduler> scheduler;
+    double pollInterval = 5.0;
+    MakeTrackingClient makeTrackingClient;
+  };
+
+  // Missing dependencies take the defaults: the shared session client, the
+  // poll-queue timer, and tracking clients on the shared URL session.
+  static std::shared_ptr<SKYLSSAILive2SessionController> create(URL sourceURL,
+                                                                Dependencies dependencies);
+  static std::shared_ptr<SKYLSSAILive2SessionController> create(URL sourceURL);
+  ~SKYLSSAILive2SessionController();
+
+  void setDelegate(std::weak_ptr<SKYLSSAILive2ControllerDelegate> delegate);
+  void start(const std::map<std::string, std::string>& adsParams);
+  void resume(const SKYLSSAILive2SessionURLs& urls);
+  void stop();
+
+  const std::shared_ptr<SKYLSSAILive2Timeline>& timeline() const { return timeline_; }
+  std::optional<URL> manifestURL() const;
+  std::optional<URL> trackingURL() const;
+
+ private:
+  SKYLSSAILive2SessionController(URL sourceURL, Dependencies dependencies);
+  std::shared_ptr<SKYLSSAILive2ControllerDelegate> delegate() const;
+  void didResolve(const SKYLSSAILive2SessionURLs& urls);
+  void tick();
+  void didPoll(SKYLSSAILive2TrackingClient::Outcome outcome);
+
+  const URL sourceURL_;
+  Dependencies dependencies_;
+  const std::shared_ptr<SKYLSSAILive2Timeline> timeline_ =
+      std::make_shared<SKYLSSAILive2Timeline>();
+
+  mutable std::mutex lock_;
+  std::weak_ptr<SKYLSSAILive2ControllerDelegate> delegate_;     // guarded by lock_
+  std::shared_ptr<SKYLSSAILive2TrackingClient> trackingClient_;  // guarded by lock_
+  bool stopped_ = false;                                         // guarded by lock_
+  bool overlayConfigurationDispatched_ = false;                  // guarded by lock_
+  std::optional<URL> manifestURL_;                               // guarded by lock_
+  std::optional<URL> trackingURL_;                               // guarded by lock_
+};
+
+}  // namespace skylark
