@@ -191,6 +191,19 @@ TEST(SKYLSSAILive2SessionControllerTest, PollsWithTheTokenAndResetsItAfterFiveFa
   EXPECT_EQ(controller->timeline()->entries().size(), 1u);
 }
 
+TEST(SKYLSSAILive2SessionControllerTest, ABrokenAnswerFailsOnePollAndPollingGoesOn) {
+  MockLiveService service;
+  service.scriptTracking({{200, "not json", 0}, {200, "", 0}, {200, kAvail, 0}});
+  auto delegate = std::make_shared<RecordingDelegate>();
+  auto controller = controllerFor(service);
+  controller->setDelegate(delegate);
+  controller->start({});
+  ASSERT_TRUE(delegate->waitFor([&] { return delegate->count("updated") == 1; }, 5s));
+  controller->stop();
+  EXPECT_EQ(delegate->count("failed 3 Failed to parse tracking response"), 1u);
+  EXPECT_EQ(delegate->count("failed 5 Tracking API returned an empty response"), 1u);
+}
+
 TEST(SKYLSSAILive2SessionControllerTest, StopDuringThePostDropsTheAnswer) {
   MockLiveService service;
   service.setSessionAnswer({200, MockLiveService::relativeSessionBody(), 300});
