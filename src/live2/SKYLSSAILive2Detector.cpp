@@ -1,5 +1,7 @@
 #include "live2/SKYLSSAILive2Detector.h"
 
+#include "platform/ASCIICase.h"
+
 #include <algorithm>
 #include <cctype>
 #include <mutex>
@@ -18,17 +20,11 @@ std::pair<std::string, std::string>& hosts() {
   return pair;
 }
 
-std::string lowercase(std::string s) {
-  std::transform(s.begin(), s.end(), s.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return s;
-}
-
 }  // namespace
 
 void SKYLSSAILive2Detector::setEndpointHosts(std::string production, std::string qa) {
   std::lock_guard lock(hostsMutex());
-  hosts() = {lowercase(std::move(production)), lowercase(std::move(qa))};
+  hosts() = {lowercaseASCII(std::move(production)), lowercaseASCII(std::move(qa))};
 }
 
 std::pair<std::string, std::string> SKYLSSAILive2Detector::endpointHosts() {
@@ -38,7 +34,7 @@ std::pair<std::string, std::string> SKYLSSAILive2Detector::endpointHosts() {
 
 bool SKYLSSAILive2Detector::matchesHostname(const std::optional<URL>& url) {
   if (!url) return false;
-  const std::string host = lowercase(url->host());
+  const std::string host = lowercaseASCII(url->host());
   if (host.empty()) return false;
   const auto [production, qa] = endpointHosts();
   return host == production || host == qa;

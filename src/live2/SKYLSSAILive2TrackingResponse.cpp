@@ -4,6 +4,7 @@
 #include <cctype>
 
 #include "live2/JSONFields.h"
+#include "platform/ASCIICase.h"
 #include "live2/SKYLSSAILive2Time.h"
 
 namespace skylark {
@@ -114,9 +115,7 @@ SKYLSSAILive2Avail decodeAvail(const Json& o) {
 }  // namespace
 
 SKYLSSAILive2TrackingType SKYLSSAILive2TrackingTypeFromEventType(std::string_view eventType) {
-  std::string lower(eventType);
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  const std::string lower = lowercaseASCII(eventType);
   using T = SKYLSSAILive2TrackingType;
   if (lower == "impression") return T::impression;
   if (lower == "start") return T::start;

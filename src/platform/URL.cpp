@@ -1,5 +1,7 @@
 #include "platform/URL.h"
 
+#include "platform/ASCIICase.h"
+
 #include <algorithm>
 #include <cctype>
 #include <functional>
@@ -40,12 +42,6 @@ std::string part(const CurlURL& handle, CURLUPart which) {
   if (curl_url_get(handle.get(), which, &raw, 0) != CURLUE_OK || raw == nullptr) return {};
   std::unique_ptr<char, CurlStringDeleter> owned(raw);
   return std::string(raw);
-}
-
-std::string lowercase(std::string s) {
-  std::transform(s.begin(), s.end(), s.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return s;
 }
 
 // True when text starts with "scheme:" (RFC 3986 scheme characters).
@@ -89,7 +85,7 @@ std::optional<URL> URL::parse(std::string_view text) {
     if (curl_url_set(handle.get(), CURLUPART_URL, owned.c_str(), kParseFlags) != CURLUE_OK) {
       return std::nullopt;
     }
-    return URL(owned, lowercase(owned.substr(0, owned.find(':'))));
+    return URL(owned, lowercaseASCII(owned.substr(0, owned.find(':'))));
   }
   // A relative reference: well-formed when it resolves against a neutral base.
   if (curl_url_set(handle.get(), CURLUPART_URL, "http://relative.invalid/", 0) != CURLUE_OK ||

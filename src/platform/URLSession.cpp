@@ -1,5 +1,7 @@
 #include "platform/URLSession.h"
 
+#include "platform/ASCIICase.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cctype>
@@ -12,16 +14,9 @@
 namespace skylark {
 namespace {
 
-bool equalsIgnoringCase(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-           return std::tolower(static_cast<unsigned char>(x)) ==
-                  std::tolower(static_cast<unsigned char>(y));
-         });
-}
-
 std::optional<std::string> findHeader(const HTTPHeaderFields& fields, std::string_view name) {
   for (const auto& [key, value] : fields) {
-    if (equalsIgnoringCase(key, name)) return value;
+    if (equalsIgnoringASCIICase(key, name)) return value;
   }
   return std::nullopt;
 }
@@ -44,7 +39,7 @@ std::string_view trimmedLine(std::string_view line) {
 
 void URLRequest::addValue(std::string_view value, std::string_view forHTTPHeaderField) {
   for (auto& [key, existing] : headers) {
-    if (equalsIgnoringCase(key, forHTTPHeaderField)) {
+    if (equalsIgnoringASCIICase(key, forHTTPHeaderField)) {
       existing.append(",").append(value);
       return;
     }

@@ -7,6 +7,7 @@
 #include "host/SKYLHostLog.h"
 #include "measurement/SKYLAdVerification.h"
 #include "measurement/SKYLViewableImpressionCollection.h"
+#include "platform/ASCIICase.h"
 #include "platform/NumberParser.h"
 #include "platform/StringFormat.h"
 #include "timeline/SKYLAdBuilderDictionaryFromXMLElement.h"
@@ -96,17 +97,6 @@ bool boolValue(std::string_view s) {
   return c == 'Y' || c == 'y' || c == 'T' || c == 't' || (c >= '1' && c <= '9');
 }
 
-bool equalsIgnoringCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    if (std::tolower(static_cast<unsigned char>(a[i])) !=
-        std::tolower(static_cast<unsigned char>(b[i]))) {
-      return false;
-    }
-  }
-  return true;
-}
-
 std::string mark(double seconds) {
   if (!std::isfinite(seconds)) return "0";
   const double truncated = std::trunc(seconds);
@@ -159,7 +149,7 @@ void addLinearTracking(SKYLVelaTrackingEventsCollectionBuilder& builder, const E
     const std::string event = tracking.valueForAttribute("event").value_or("");
     auto url = urlOf(tracking);
     const auto offset = tracking.valueForAttribute("offset");
-    if (offset && !equalsIgnoringCase(event, "creativeView")) {
+    if (offset && !equalsIgnoringASCIICase(event, "creativeView")) {
       builder.addTrackingEventNamed(event, *offset, std::move(url));
     } else if (const auto found = marks.find(event); found != marks.end()) {
       builder.addTrackingEventNamed(event, found->second, std::move(url));

@@ -6,6 +6,7 @@
 #include <libxml/xpath.h>
 #include <libxml/xpathInternals.h>
 
+#include "platform/ASCIICase.h"
 #include "xml/QuietLibxmlErrors.h"
 #include "xml/SKYLVelaXMLDocument.h"
 #include "xml/SKYLVelaXPathEnumerator.h"
@@ -22,17 +23,6 @@ const xmlChar* xml(const char* s) { return reinterpret_cast<const xmlChar*>(s); 
 bool hasElementFields(XMLNodePtr node) { return node->type == XML_ELEMENT_NODE; }
 bool hasNamespaceField(XMLNodePtr node) {
   return node->type == XML_ELEMENT_NODE || node->type == XML_ATTRIBUTE_NODE;
-}
-
-bool equalsIgnoringCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    if (std::tolower(static_cast<unsigned char>(a[i])) !=
-        std::tolower(static_cast<unsigned char>(b[i]))) {
-      return false;
-    }
-  }
-  return true;
 }
 
 // Takes a libxml2-allocated string, returning its text (empty for none).
@@ -53,10 +43,10 @@ std::optional<std::string> adoptOptional(xmlChar* owned) {
 bool SKYLVelaXMLNodeMatchesTagInNamespace(XMLNodePtr node, std::optional<std::string_view> tag,
                                           std::optional<std::string_view> inNamespace) {
   if (!node) return false;
-  if (tag && !(node->name && equalsIgnoringCase(text(node->name), *tag))) return false;
+  if (tag && !(node->name && equalsIgnoringASCIICase(text(node->name), *tag))) return false;
   if (!inNamespace) return true;
   if (!hasNamespaceField(node) || !node->ns || !node->ns->prefix) return false;
-  return equalsIgnoringCase(text(node->ns->prefix), *inNamespace);
+  return equalsIgnoringASCIICase(text(node->ns->prefix), *inNamespace);
 }
 
 SKYLVelaXMLElement::SKYLVelaXMLElement(std::shared_ptr<SKYLVelaXMLDocument> document,

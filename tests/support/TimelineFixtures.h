@@ -19,19 +19,19 @@ struct BreakSpec {
 };
 
 // A break of back-to-back ads named "<break>-<ad>", standing at `logical`.
-inline std::shared_ptr<SKYLVelaAdSequence> makeBreak(const BreakSpec& spec, double logical,
+inline std::shared_ptr<SKYLVelaAdSequence> makeBreak(const BreakSpec& plan, double logical,
                                                      size_t breakNumber) {
   SKYLVelaAdSequence::Ads ads;
-  double at = spec.begin;
-  for (size_t i = 0; i < spec.durations.size(); ++i) {
+  double at = plan.begin;
+  for (size_t i = 0; i < plan.durations.size(); ++i) {
     SKYLVelaAdBuilder builder;
     builder.adId = std::to_string(breakNumber) + "-" + std::to_string(i);
     builder.adTitle = "Ad " + *builder.adId;
     builder.beginTime = seconds(at);
-    builder.duration = seconds(spec.durations[i]);
+    builder.duration = seconds(plan.durations[i]);
     builder.logicalOffset = seconds(logical);
     ads.push_back(builder.buildAd());
-    at += spec.durations[i];
+    at += plan.durations[i];
   }
   return std::make_shared<SKYLVelaAdSequence>(std::move(ads));
 }

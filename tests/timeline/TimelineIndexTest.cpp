@@ -22,10 +22,10 @@ std::vector<BreakSpec> randomLayout(std::mt19937& rng, double& payload) {
   std::vector<BreakSpec> breaks;
   double at = coin(rng) ? 0 : gapTenths(rng) / 10.0;
   for (int b = breakCount(rng); b > 0; --b) {
-    BreakSpec spec{at, {}};
-    for (int a = adCount(rng); a > 0; --a) spec.durations.push_back(adTenths(rng) / 10.0);
-    for (double d : spec.durations) at += d;
-    breaks.push_back(spec);
+    BreakSpec plan{at, {}};
+    for (int a = adCount(rng); a > 0; --a) plan.durations.push_back(adTenths(rng) / 10.0);
+    for (double d : plan.durations) at += d;
+    breaks.push_back(plan);
     at += coin(rng) ? 0 : gapTenths(rng) / 10.0;
   }
   payload = at + (coin(rng) ? 0 : gapTenths(rng) / 10.0);

@@ -10,6 +10,7 @@
 #include "TimelineTable.h"
 #include "entry/SKYLVUXSessionProviderOptions.h"
 #include "host/SKYLSource.h"
+#include "platform/ASCIICase.h"
 #include "timeline/SKYLVelaTimelineLoader.h"
 
 namespace skylark::tool {
@@ -40,19 +41,12 @@ void printError(const SKYLError& error, bool json, std::ostream& out, std::ostre
   }
 }
 
-bool sameName(const std::string& a, const std::string& b) {
-  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-           return std::tolower(static_cast<unsigned char>(x)) ==
-                  std::tolower(static_cast<unsigned char>(y));
-         });
-}
-
 }  // namespace
 
 HTTPHeaderFields requestHeaders(const HTTPHeaderFields& given) {
   HTTPHeaderFields headers;
   const bool hasUserAgent = std::any_of(given.begin(), given.end(), [](const auto& header) {
-    return sameName(header.first, "User-Agent");
+    return equalsIgnoringASCIICase(header.first, "User-Agent");
   });
   if (!hasUserAgent) headers = SKYLVUXSessionProviderOptions().httpHeaders();
   headers.insert(headers.end(), given.begin(), given.end());
