@@ -1,0 +1,283 @@
+#include "live2/SKYLSSAILive2Coordinator.h"
+
+#include <cmath>
+
+#include "live2/SKYLSSAILive2Detector.h"
+#include "live2/SKYLSSAILive2OMID.h"
+#include "platform/DispatchQueue.h"
+
+namespace skylark {
+namespace {
+
+using Type = SKYLSSAILive2TrackingType;
+
+// The types due at a share of the ad, in the order they fire.
+constexpr Type kProgressTypes[] = {Type::impression,    Type::start,    Type::creativeView,
+                                   Type::firstQuartile, Type::midpoint, Type::thirdQuartile,
+                                   Type::complete};
+
+double secondsBetween(SystemTime from, SystemTime to) {
+  return std::chrono::duration<double>(to - from).count();
+}
+
+SystemTime plusSeconds(SystemTime t, double seconds) {
+  return t + std::chrono::milliseconds(static_cast<int64_t>(std::llround(seconds * 1000)));
+}
+
+std::string key(const std::string& adId, Type type) {
+  return adId + "|" + std::to_string(static_cast<int64_t>(type));
+}
+
+SKYLSSAILive2AdInfo adInfo(const SKYLSSAILive2TimelineEntry& entry) {
+  SKYLSSAILive2AdInfo info;
+  info.adId = entry.adId;
+  info.beginTime = entry.startTimeInSeconds;
+  info.duration = entry.durationInSeconds;
+  info.isSlate = entry.isSlate;
+  if (!entry.ad) return info;
+  const auto& ad = *entry.ad;
+  info.title = ad.adTitle;
+  info.clickthroughURLs = ad.beaconUrls(Type::clickThrough);
+  info.clickTrackingURLs = ad.beaconUrls(Type::clickTracking);
+  for (const auto& event : ad.trackingEvents) {
+    info.trackingURLs.insert(info.trackingURLs.end(), event.beaconUrls.begin(),
+                             event.beaconUrls.end());
+  }
+  for (const auto& companion : ad.companionAds) {
+    SKYLSSAILive2CompanionInfo c;
+    c.identifier = companion.id.value_or("");
+    c.width = companion.width.value_or(0);
+    c.height = companion.height.value_or(0);
+    if (companion.staticResource) c.staticResource = URL::parse(*companion.staticResource);
+    c.creativeType = companion.creativeType.value_or("");
+    if (companion.companionClickThrough) c.clickThrough = URL::parse(*companion.companionClickThrough);
+    info.companions.push_back(std::move(c));
+  }
+  return info;
+}
+
+bool presentable(const SKYLSSAILive2TimelineEntry& entry) { return !entry.isSlate && entry.ad; }
+
+}  // namespace
+
+std::shared_ptr<SKYLSSAILive2Coordinator> SKYLSSAILive2Coordinator::create(URL sourceURL) {
+  return create(std::move(sourceURL), {},
+                SKYLSSAILive2URLSessionBeaconTransport::create(URLSession::create()));
+}
+
+std::shared_ptr<SKYLSSAILive2Coordinator> SKYLSSAILive2Coordinator::create(
+    URL sourceURL, SKYLSSAILive2SessionController::Dependencies dependencies,
+    std::shared_ptr<SKYLSSAILive2BeaconTransport> transport) {
+  auto controller =
+      SKYLSSAILive2SessionController::create(std::move(sourceURL), std::move(dependencies));
+  std::shared_ptr<SKYLSSAILive2Coordinator> coordinator(
+      new SKYLSSAILive2Coordinator(controller, std::move(transport)));
+  controller->setDelegate(coordinator);
+  return coordinator;
+}
+
+SKYLSSAILive2Coordinator::SKYLSSAILive2Coordinator(
+    std::shared_ptr<SKYLSSAILive2SessionController> controller,
+    std::shared_ptr<SKYLSSAILive2BeaconTransport> transport)
+    : controller_(std::move(controller)), transport_(transport), beaconFirer_(std::move(transport)) {}
+
+bool SKYLSSAILive2Coordinator::isLive2(const std::optional<URL>& sourceURL,
+                                       const std::optional<std::string>& playbackToken) {
+  return SKYLSSAILive2Detector::isLive2(sourceURL, playbackToken);
+}
+
+void SKYLSSAILive2Coordinator::start(const std::map<std::string, std::string>& adsParams,
+                                     Completion completion) {
+  {
+    std::lock_guard lock(mutex_);
+    onResolved_ = std::move(completion);
+  }
+  controller_->start(adsParams);
+}
+
+void SKYLSSAILive2Coordinator::resume(URL manifestURL, URL trackingURL, Completion completion) {
+  setManifestURL(manifestURL);
+  controller_->resume({manifestURL, std::move(trackingURL)});
+  if (completion) {
+    Dispatch::main().async([completion, manifestURL] { completion(manifestURL, std::nullopt); });
+  }
+}
+
+void SKYLSSAILive2Coordinator::stop() {
+  controller_->stop();
+  if (auto transport = std::dynamic_pointer_cast<SKYLSSAILive2URLSessionBeaconTransport>(transport_)) {
+    transport->stop();
+  }
+}
+
+std::optional<URL> SKYLSSAILive2Coordinator::manifestURL() const {
+  std::lock_guard lock(mutex_);
+  return manifestURL_;
+}
+
+void SKYLSSAILive2Coordinator::setManifestURL(std::optional<URL> url) {
+  std::lock_guard lock(mutex_);
+  manifestURL_ = std::move(url);
+}
+
+void SKYLSSAILive2Coordinator::live2ControllerDidResolveManifest(const URL& manifest) {
+  Completion completion;
+  {
+    std::lock_guard lock(mutex_);
+    manifestURL_ = manifest;
+    completion = onResolved_;
+  }
+  if (completion) completion(manifest, std::nullopt);
+}
+
+void SKYLSSAILive2Coordinator::live2ControllerDidFail(const SKYLError& error) {
+  Completion completion;
+  {
+    std::lock_guard lock(mutex_);
+    completion = onResolved_;
+  }
+  if (completion) completion(std::nullopt, error);
+}
+
+std::optional<SKYLSSAILive2AdInfo> SKYLSSAILive2Coordinator::presentableAdInfo(SystemTime at) const {
+  const auto entry = controller_->timeline()->entry(at);
+  if (!entry) return std::nullopt;
+  return adInfo(*entry);
+}
+
+void SKYLSSAILive2Coordinator::fireProgress(const SKYLSSAILive2TimelineEntry& entry,
+                                            double elapsed) {
+  for (const Type type : kProgressTypes) {
+    const double due = *SKYLSSAILive2TrackingTypeProgressFraction(type) * entry.durationInSeconds;
+    if (due > elapsed) continue;
+    beaconFirer_.fireOnce(key(entry.adId, type), entry.ad->beaconUrls(type));
+  }
+}
+
+void SKYLSSAILive2Coordinator::update(SystemTime forPlayheadDate) {
+  const auto& timeline = controller_->timeline();
+  timeline->prune(forPlayheadDate);
+  const auto entry = timeline->entry(forPlayheadDate);
+
+  // The entry at a date excludes its end, so an ad's last beacons are
+  // fired when the playhead is first seen at or past that end.
+  std::optional<SKYLSSAILive2TimelineEntry> finished;
+  {
+    std::lock_guard lock(mutex_);
+    if (playing_ && playing_->programDate &&
+        forPlayheadDate >= plusSeconds(*playing_->programDate, playing_->durationInSeconds) &&
+        (!entry || entry->adId != playing_->adId)) {
+      finished = playing_;
+    }
+    const bool backBeforeIt = playing_ && playing_->programDate &&
+                              forPlayheadDate < *playing_->programDate;
+    if (entry || finished || backBeforeIt) playing_ = entry;
+  }
+  if (finished) fireProgress(*finished, finished->durationInSeconds);
+  if (!entry || !entry->ad || !entry->programDate) return;
+  fireProgress(*entry, secondsBetween(*entry->programDate, forPlayheadDate));
+}
+
+std::vector<SKYLSSAILive2AdInfo> SKYLSSAILive2Coordinator::ads(const std::string& forAvailId) const {
+  std::vector<SKYLSSAILive2AdInfo> infos;
+  for (const auto& entry : controller_->timeline()->entries()) {
+    if (entry.availId == forAvailId && presentable(entry)) infos.push_back(adInfo(entry));
+  }
+  return infos;
+}
+
+int64_t SKYLSSAILive2Coordinator::presentableAdCount(const std::string& forAvailId) const {
+  int64_t count = 0;
+  for (const auto& entry : controller_->timeline()->entries()) {
+    if (entry.availId == forAvailId && presentable(entry)) ++count;
+  }
+  return count;
+}
+
+std::optional<std::string> SKYLSSAILive2Coordinator::availId(SystemTime at) const {
+  const auto entry = controller_->timeline()->entry(at);
+  if (!entry) return std::nullopt;
+  return entry->availId;
+}
+
+std::optional<SKYLSSAILive2AdCountdown> SKYLSSAILive2Coordinator::countdown(SystemTime at) const {
+  const auto entry = controller_->timeline()->entry(at);
+  if (!entry || !entry->programDate) return std::nullopt;
+  SKYLSSAILive2AdCountdown countdown;
+  countdown.remainingInCurrentAd =
+      entry->durationInSeconds - secondsBetween(*entry->programDate, at);
+  countdown.remainingInBreak = countdown.remainingInCurrentAd;
+  bool after = false;
+  for (const auto& other : controller_->timeline()->entries()) {
+    if (other.availId != entry->availId || !presentable(other)) continue;
+    ++countdown.adCount;
+    if (after) countdown.remainingInBreak += other.durationInSeconds;
+    if (other.adId == entry->adId && !after) {
+      countdown.adIndex = countdown.adCount;
+      after = true;
+    }
+  }
+  return countdown;
+}
+
+std::optional<SystemTime> SKYLSSAILive2Coordinator::seekTargetDate(SystemTime from,
+                                                                   SystemTime to) const {
+  if (!(to > from)) return std::nullopt;
+  // Each avail's span runs from its first dated ad to the end of its last.
+  struct Span {
+    std::string availId;
+    SystemTime start;
+    SystemTime end;
+    SystemTime firstAd;
+  };
+  std::vector<Span> spans;
+  const auto entries = controller_->timeline()->entries();
+  for (const auto& id : controller_->timeline()->availOrder()) {
+    std::optional<Span> span;
+    for (const auto& entry : entries) {
+      if (entry.availId != id || !presentable(entry) || !entry.programDate) continue;
+      const SystemTime end = plusSeconds(*entry.programDate, entry.durationInSeconds);
+      if (!span) {
+        span = Span{id, *entry.programDate, end, *entry.programDate};
+      } else {
+        span->start = std::min(span->start, *entry.programDate);
+        span->end = std::max(span->end, end);
+      }
+    }
+    if (span) spans.push_back(*span);
+  }
+  std::optional<SystemTime> target;
+  for (const auto& span : spans) {
+    if (span.start >= from && span.end <= to) target = span.firstAd;
+  }
+  return target;
+}
+
+std::vector<SKYLSSAILive2VerificationInfo> SKYLSSAILive2Coordinator::verifications(
+    const std::string& forAdId) const {
+  return SKYLSSAILive2OMID::verifications(forAdId, timelineHandle());
+}
+
+std::optional<SKYLSSAILive2TimelineEntry> SKYLSSAILive2Coordinator::firstEntry(
+    const std::string& adId) const {
+  for (const auto& entry : controller_->timeline()->entries()) {
+    if (entry.adId == adId) return entry.ad ? std::optional(entry) : std::nullopt;
+  }
+  return std::nullopt;
+}
+
+void SKYLSSAILive2Coordinator::fireAdPaused(const std::string& forAdId) {
+  if (const auto entry = firstEntry(forAdId)) beaconFirer_.fire(entry->ad->beaconUrls(Type::pause));
+}
+
+void SKYLSSAILive2Coordinator::fireAdResumed(const std::string& forAdId) {
+  if (const auto entry = firstEntry(forAdId)) beaconFirer_.fire(entry->ad->beaconUrls(Type::resume));
+}
+
+void SKYLSSAILive2Coordinator::fireClickTracking(const std::string& forAdId) {
+  if (const auto entry = firstEntry(forAdId)) {
+    beaconFirer_.fireOnce(forAdId + "|click", entry->ad->beaconUrls(Type::clickTracking));
+  }
+}
+
+}  // namespace skylark

@@ -1,0 +1,90 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "live2/SKYLSSAILive2AdInfo.h"
+#include "live2/SKYLSSAILive2Beacons.h"
+#include "live2/SKYLSSAILive2SessionController.h"
+
+namespace skylark {
+
+// The newer live path as the playback session sees it: opens (or resumes)
+// the live session, turns the live timeline into ad information keyed by
+// program date-time, fires the tracking beacons as the playhead moves and
+// on pause, resume and click, and redirects seeks that would jump over
+// whole ad breaks. Safe from any thread; the session calls from the main
+// thread, the controller from network and poll queues.
+class SKYLSSAILive2Coordinator final
+    : public SKYLSSAILive2ControllerDelegate,
+      public std::enable_shared_from_this<SKYLSSAILive2Coordinator> {
+ public:
+  using Completion =
+      std::function<void(std::optional<URL> manifestURL, std::optional<SKYLError> error)>;
+
+  static std::shared_ptr<SKYLSSAILive2Coordinator> create(URL sourceURL);
+  // With the controller's dependencies and a beacon transport of the
+  // caller's (tests, tools).
+  static std::shared_ptr<SKYLSSAILive2Coordinator> create(
+      URL sourceURL, SKYLSSAILive2SessionController::Dependencies dependencies,
+      std::shared_ptr<SKYLSSAILive2BeaconTransport> transport);
+
+  static bool isLive2(const std::optional<URL>& sourceURL,
+                      const std::optional<std::string>& playbackToken);
+
+  void start(const std::map<std::string, std::string>& adsParams, Completion completion);
+  // An earlier session's URLs: no POST; the completion runs on the main queue.
+  void resume(URL manifestURL, URL trackingURL, Completion completion);
+  void stop();
+
+  std::optional<URL> manifestURL() const;
+  void setManifestURL(std::optional<URL> url);
+  std::optional<URL> trackingURL() const { return controller_->trackingURL(); }
+  SKYLSSAILive2TimelineHandle timelineHandle() const { return {controller_->timeline()}; }
+
+  std::optional<SKYLSSAILive2AdInfo> presentableAdInfo(SystemTime at) const;
+  // Fires the beacons due at the date: each progress type of the ad playing
+  // once its share of the ad has elapsed, and every type still unfired of
+  // an ad the playhead has just passed the end of. Each (ad, type) once.
+  void update(SystemTime forPlayheadDate);
+  std::vector<SKYLSSAILive2AdInfo> ads(const std::string& forAvailId) const;
+  int64_t presentableAdCount(const std::string& forAvailId) const;
+  std::optional<std::string> availId(SystemTime at) const;
+  std::optional<SKYLSSAILive2AdCountdown> countdown(SystemTime at) const;
+  // Where a forward seek should land instead: the first ad of the last
+  // break it would jump over entirely; nothing to seek as asked.
+  std::optional<SystemTime> seekTargetDate(SystemTime from, SystemTime to) const;
+  std::vector<SKYLSSAILive2VerificationInfo> verifications(const std::string& forAdId) const;
+
+  void fireAdPaused(const std::string& forAdId);
+  void fireAdResumed(const std::string& forAdId);
+  // Only the first click on an ad is reported.
+  void fireClickTracking(const std::string& forAdId);
+
+  void live2ControllerDidResolveManifest(const URL& manifest) override;
+  void live2ControllerDidUpdateTimeline() override {}
+  void live2ControllerDidReceiveOverlayConfiguration() override {}
+  void live2ControllerDidFail(const SKYLError& error) override;
+
+ private:
+  SKYLSSAILive2Coordinator(std::shared_ptr<SKYLSSAILive2SessionController> controller,
+                           std::shared_ptr<SKYLSSAILive2BeaconTransport> transport);
+  std::optional<SKYLSSAILive2TimelineEntry> firstEntry(const std::string& adId) const;
+  void fireProgress(const SKYLSSAILive2TimelineEntry& entry, double elapsed);
+
+  const std::shared_ptr<SKYLSSAILive2SessionController> controller_;
+  const std::shared_ptr<SKYLSSAILive2BeaconTransport> transport_;
+  SKYLSSAILive2BeaconFirer beaconFirer_;
+
+  mutable std::mutex mutex_;
+  std::optional<URL> manifestURL_;                      // guarded by mutex_
+  Completion onResolved_;                               // guarded by mutex_
+  std::optional<SKYLSSAILive2TimelineEntry> playing_;  // guarded by mutex_
+};
+
+}  // namespace skylark

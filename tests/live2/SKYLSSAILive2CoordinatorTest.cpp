@@ -1,0 +1,239 @@
+#include "live2/SKYLSSAILive2Coordinator.h"
+
+#include <thread>
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+#include <httplib.h>
+
+#include "host/SKYLHostLog.h"
+#include "live2/SKYLSSAILive2Time.h"
+#include "live2/SKYLSSAILive2Timeline.h"
+#include "support/LogCapture.h"
+#include "support/MockLiveService.h"
+
+namespace skylark {
+namespace {
+
+using namespace std::chrono_literals;
+using test::LoopbackServer;
+using test::MockLiveService;
+
+SystemTime at(const std::string& time) {
+  return *SKYLSSAILive2ParseProgramDateTime("2024-05-01T" + time + "Z");
+}
+
+// A beacon sink: /b/NAME answers 204; /gone/NAME 404; /busy/NAME 503.
+std::unique_ptr<LoopbackServer> beaconSink() {
+  return std::make_unique<LoopbackServer>([](httplib::Server& s) {
+    s.Get(R"(/b/.*)", [](const httplib::Request&, httplib::Response& r) { r.status = 204; });
+    s.Get(R"(/gone/.*)", [](const httplib::Request&, httplib::Response& r) { r.status = 404; });
+    s.Get(R"(/busy/.*)", [](const httplib::Request&, httplib::Response& r) { r.status = 503; });
+  });
+}
+
+// An ad whose events of each type point at the sink: /b/ADID-TYPE.
+std::string adJSON(const LoopbackServer& sink, const std::string& id, double start,
+                   double duration, const std::string& date) {
+  std::string events;
+  for (const char* type : {"impression", "start", "creativeView", "firstQuartile", "midpoint",
+                           "thirdQuartile", "complete", "pause", "resume", "clickTracking"}) {
+    if (!events.empty()) events += ",";
+    events += fmt::format(R"({{"eventType": "{}", "beaconUrls": ["{}"]}})", type,
+                          sink.url("/b/" + id + "-" + type));
+  }
+  return fmt::format(
+      R"({{"adId": "{}", "adTitle": "Ad {}", "startTimeInSeconds": {}, "durationInSeconds": {},
+          "adProgramDateTime": "2024-05-01T{}Z", "trackingEvents": [{}],
+          "adVerifications": [{{"vendor": "v", "javaScriptResource": "https://v.example.com/{}.js",
+                                "verificationParameters": "p"}}],
+          "companionAds": [{{"id": "c", "width": 300, "height": 250,
+                             "staticResource": "https://img.example.com/c.png"}}]}})",
+      id, id, start, duration, date, events, id);
+}
+
+class CoordinatorTest : public ::testing::Test {
+ protected:
+  // Avail a1: ads x [10:00:00, +30 s) and y [10:00:30, +30 s).
+  // Avail a2 (from 10:01:00, 60 s): ads p, q and r of 10 s with a 30 s slate after them.
+  // Avail a3: ad z [10:03:00, +30 s).
+  void SetUp() override {
+    sink_ = beaconSink();
+    const auto& s = *sink_;
+    const std::string answer = fmt::format(
+        R"({{"avails": [
+          {{"availId": "a1", "startTimeInSeconds": 0, "durationInSeconds": 60,
+            "ads": [{}, {}]}},
+          {{"availId": "a2", "startTimeInSeconds": 60, "durationInSeconds": 60,
+            "ads": [{}, {}, {}]}},
+          {{"availId": "a3", "startTimeInSeconds": 180, "durationInSeconds": 30, "ads": [{}]}}]}})",
+        adJSON(s, "x", 0, 30, "10:00:00"), adJSON(s, "y", 30, 30, "10:00:30"),
+        adJSON(s, "p", 60, 10, "10:01:00"), adJSON(s, "q", 70, 10, "10:01:10"),
+        adJSON(s, "r", 80, 10, "10:01:20"), adJSON(s, "z", 180, 30, "10:03:00"));
+    service_.scriptTracking({{200, answer, 0}});
+    SKYLSSAILive2SessionController::Dependencies dependencies;
+    dependencies.pollInterval = 60;  // one poll is all these tests need
+    coordinator_ = SKYLSSAILive2Coordinator::create(
+        *URL::parse(service_.sessionURL()), std::move(dependencies),
+        SKYLSSAILive2URLSessionBeaconTransport::create(URLSession::create()));
+    const std::string base = service_.sessionURL().substr(0, service_.sessionURL().find("/v1"));
+    coordinator_->resume(*URL::parse(base + "/live/m.m3u8"), *URL::parse(base + "/live/tracking"),
+                         nullptr);
+    const auto deadline = std::chrono::steady_clock::now() + 5s;
+    while (coordinator_->timelineHandle().timeline->entries().empty() &&
+           std::chrono::steady_clock::now() < deadline) {
+      std::this_thread::sleep_for(5ms);
+    }
+    ASSERT_FALSE(coordinator_->timelineHandle().timeline->entries().empty());
+  }
+  void TearDown() override { coordinator_->stop(); }
+
+  // How many times the sink received each beacon, once `count` arrived.
+  std::map<std::string, int> received(size_t count) {
+    EXPECT_TRUE(sink_->waitForRequests(count, 5s));
+    std::this_thread::sleep_for(50ms);  // and nothing more
+    std::map<std::string, int> counts;
+    for (const auto& request : sink_->requests()) ++counts[request.path.substr(3)];
+    return counts;
+  }
+
+  MockLiveService service_;
+  std::unique_ptr<LoopbackServer> sink_;
+  std::shared_ptr<SKYLSSAILive2Coordinator> coordinator_;
+};
+
+using Counts = std::map<std::string, int>;
+
+TEST_F(CoordinatorTest, JumpingIntoTheLastSecondThenPastTheEndFiresEachBeaconOnce) {
+  coordinator_->update(at("09:59:59"));
+  coordinator_->update(at("10:00:29.500"));
+  coordinator_->update(at("10:00:29.500"));
+  EXPECT_EQ(received(6), (Counts{{"x-impression", 1}, {"x-start", 1}, {"x-creativeView", 1},
+                                 {"x-firstQuartile", 1}, {"x-midpoint", 1}, {"x-thirdQuartile", 1}}));
+  // Directly into the next ad: x completes, y starts.
+  coordinator_->update(at("10:00:30.250"));
+  const auto counts = received(10);
+  EXPECT_EQ(counts.at("x-complete"), 1);
+  EXPECT_EQ(counts.at("y-impression"), 1);
+  EXPECT_EQ(counts.count("y-firstQuartile"), 0u);
+}
+
+TEST_F(CoordinatorTest, AnAdFollowedByContentCompletesWhenThePlayheadLeavesIt) {
+  coordinator_->update(at("10:03:29"));
+  coordinator_->update(at("10:03:31"));  // past z, nothing plays
+  coordinator_->update(at("10:03:32"));
+  const auto counts = received(7);
+  EXPECT_EQ(counts.at("z-complete"), 1);
+  EXPECT_EQ(counts.size(), 7u);
+}
+
+TEST_F(CoordinatorTest, ClicksOncePausesEveryTime) {
+  coordinator_->fireClickTracking("x");
+  coordinator_->fireClickTracking("x");
+  coordinator_->fireAdPaused("x");
+  coordinator_->fireAdPaused("x");
+  coordinator_->fireAdResumed("x");
+  coordinator_->fireClickTracking("missing");
+  EXPECT_EQ(received(4), (Counts{{"x-clickTracking", 1}, {"x-pause", 2}, {"x-resume", 1}}));
+}
+
+TEST_F(CoordinatorTest, AdInformationCountsAndCountdowns) {
+  EXPECT_EQ(coordinator_->presentableAdCount("a2"), 3);  // the slate is no ad
+  const auto info = coordinator_->presentableAdInfo(at("10:00:10"));
+  ASSERT_TRUE(info);
+  EXPECT_EQ(info->adId, "x");
+  EXPECT_EQ(info->title, "Ad x");
+  EXPECT_EQ(info->endTime(), 30);
+  ASSERT_EQ(info->companions.size(), 1u);
+  EXPECT_EQ(info->companions[0].staticResource->absoluteString(), "https://img.example.com/c.png");
+  EXPECT_EQ(info->clickTrackingURLs.size(), 1u);
+  EXPECT_FALSE(coordinator_->presentableAdInfo(at("10:01:35")));  // the slate
+  EXPECT_EQ(coordinator_->availId(at("10:01:15")), "a2");
+  EXPECT_EQ(coordinator_->ads("a2").size(), 3u);
+
+  struct Case {
+    const char* time;
+    double inAd, inBreak;
+    int64_t index;
+  };
+  const Case cases[] = {{"10:01:00", 10, 30, 1}, {"10:01:12", 8, 18, 2}, {"10:01:29", 1, 1, 3}};
+  for (const auto& c : cases) {
+    const auto countdown = coordinator_->countdown(at(c.time));
+    ASSERT_TRUE(countdown) << c.time;
+    EXPECT_DOUBLE_EQ(countdown->remainingInCurrentAd, c.inAd) << c.time;
+    EXPECT_DOUBLE_EQ(countdown->remainingInBreak, c.inBreak) << c.time;
+    EXPECT_EQ(countdown->adIndex, c.index) << c.time;
+    EXPECT_EQ(countdown->adCount, 3) << c.time;
+  }
+  const auto verifications = coordinator_->verifications("x");
+  ASSERT_EQ(verifications.size(), 1u);
+  EXPECT_EQ(verifications[0].resource.absoluteString(), "https://v.example.com/x.js");
+  EXPECT_EQ(verifications[0].verificationParameters, "p");
+}
+
+TEST_F(CoordinatorTest, SeeksOverWholeBreaksLandAtTheLastOne) {
+  // Breaks: a2 10:01:00-10:01:30 and a3 10:03:00-10:03:30 (a1 lies before 10:00:40).
+  EXPECT_EQ(coordinator_->seekTargetDate(at("10:00:40"), at("10:05:00")), at("10:03:00"));
+  EXPECT_EQ(coordinator_->seekTargetDate(at("10:00:40"), at("10:03:10")), at("10:01:00"));
+  EXPECT_FALSE(coordinator_->seekTargetDate(at("10:00:40"), at("10:00:50")));
+  EXPECT_FALSE(coordinator_->seekTargetDate(at("10:05:00"), at("10:00:40")));
+}
+
+TEST_F(CoordinatorTest, ConcurrentUpdatesFireEachBeaconOnce) {
+  std::vector<std::thread> players;
+  for (int p = 0; p < 2; ++p) {
+    players.emplace_back([this] {
+      for (int ms = 0; ms <= 31000; ms += 250) {
+        coordinator_->update(at("10:00:00") + std::chrono::milliseconds(ms));
+      }
+    });
+  }
+  for (auto& player : players) player.join();
+  for (const auto& [name, count] : received(10)) EXPECT_EQ(count, 1) << name;
+}
+
+TEST(SKYLSSAILive2BeaconTransportTest, DropsPermanentFailuresAndRetriesThreeTimes) {
+  auto sink = beaconSink();
+  test::LogCapture log;
+  std::atomic<int> scheduled{0};
+  auto transport = SKYLSSAILive2URLSessionBeaconTransport::create(
+      URLSession::create(), 5.0, {1.0, 2.0, 4.0}, [&](double delay, std::function<void()> work) {
+        ++scheduled;
+        Dispatch::global().asyncAfter(std::chrono::milliseconds(static_cast<int>(delay * 10)),
+                                      std::move(work));
+      });
+  transport->send(*URL::parse(sink->url("/gone/x")));
+  transport->send(*URL::parse(sink->url("/busy/y")));
+  ASSERT_TRUE(sink->waitForRequests(5, 5s));  // 404 once, 503 four times
+  const auto deadline = std::chrono::steady_clock::now() + 5s;
+  auto dropped = [&] {
+    int lines = 0;
+    for (const auto& m : log.messages()) lines += m.find("Meridian Live beacon") != std::string::npos;
+    return lines;
+  };
+  while (dropped() < 2 && std::chrono::steady_clock::now() < deadline) std::this_thread::sleep_for(5ms);
+  const auto messages = log.messages();
+  EXPECT_NE(std::find(messages.begin(), messages.end(),
+                      "SkylarkSSAI: Meridian Live beacon " + sink->url("/gone/x") +
+                          ". dropped, HTTP 404"),
+            messages.end());
+  EXPECT_NE(std::find(messages.begin(), messages.end(),
+                      "SkylarkSSAI: Meridian Live beacon " + sink->url("/busy/y") +
+                          ". dropped after 3 retries, last failure HTTP 503"),
+            messages.end());
+  EXPECT_EQ(scheduled.load(), 3);
+}
+
+TEST(SKYLSSAILive2BeaconTransportTest, StoppingWithRetriesPendingSendsNothingMore) {
+  auto sink = beaconSink();
+  auto transport = SKYLSSAILive2URLSessionBeaconTransport::create(
+      URLSession::create(), 5.0, {0.05, 0.05, 0.05});
+  transport->send(*URL::parse(sink->url("/busy/z")));
+  ASSERT_TRUE(sink->waitForRequests(1, 5s));
+  transport->stop();
+  std::this_thread::sleep_for(300ms);
+  EXPECT_EQ(sink->requests().size(), 1u);
+}
+
+}  // namespace
+}  // namespace skylark
