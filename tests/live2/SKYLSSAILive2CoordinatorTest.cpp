@@ -52,7 +52,7 @@ std::string adJSON(const LoopbackServer& sink, const std::string& id, double sta
       id, id, start, duration, date, events, id);
 }
 
-class CoordinatorTest : public ::testing::Test {
+class SKYLSSAILive2CoordinatorTest : public ::testing::Test {
  protected:
   // Avail a1: ads x [10:00:00, +30 s) and y [10:00:30, +30 s).
   // Avail a2 (from 10:01:00, 60 s): ads p, q and r of 10 s with a 30 s slate after them.
@@ -104,7 +104,7 @@ class CoordinatorTest : public ::testing::Test {
 
 using Counts = std::map<std::string, int>;
 
-TEST_F(CoordinatorTest, JumpingIntoTheLastSecondThenPastTheEndFiresEachBeaconOnce) {
+TEST_F(SKYLSSAILive2CoordinatorTest, JumpingIntoTheLastSecondThenPastTheEndFiresEachBeaconOnce) {
   coordinator_->update(at("09:59:59"));
   coordinator_->update(at("10:00:29.500"));
   coordinator_->update(at("10:00:29.500"));
@@ -118,7 +118,7 @@ TEST_F(CoordinatorTest, JumpingIntoTheLastSecondThenPastTheEndFiresEachBeaconOnc
   EXPECT_EQ(counts.count("y-firstQuartile"), 0u);
 }
 
-TEST_F(CoordinatorTest, AnAdFollowedByContentCompletesWhenThePlayheadLeavesIt) {
+TEST_F(SKYLSSAILive2CoordinatorTest, AnAdFollowedByContentCompletesWhenThePlayheadLeavesIt) {
   coordinator_->update(at("10:03:29"));
   coordinator_->update(at("10:03:31"));  // past z, nothing plays
   coordinator_->update(at("10:03:32"));
@@ -127,7 +127,7 @@ TEST_F(CoordinatorTest, AnAdFollowedByContentCompletesWhenThePlayheadLeavesIt) {
   EXPECT_EQ(counts.size(), 7u);
 }
 
-TEST_F(CoordinatorTest, ClicksOncePausesEveryTime) {
+TEST_F(SKYLSSAILive2CoordinatorTest, ClicksOncePausesEveryTime) {
   coordinator_->fireClickTracking("x");
   coordinator_->fireClickTracking("x");
   coordinator_->fireAdPaused("x");
@@ -137,7 +137,7 @@ TEST_F(CoordinatorTest, ClicksOncePausesEveryTime) {
   EXPECT_EQ(received(4), (Counts{{"x-clickTracking", 1}, {"x-pause", 2}, {"x-resume", 1}}));
 }
 
-TEST_F(CoordinatorTest, AdInformationCountsAndCountdowns) {
+TEST_F(SKYLSSAILive2CoordinatorTest, AdInformationCountsAndCountdowns) {
   EXPECT_EQ(coordinator_->presentableAdCount("a2"), 3);  // the slate is no ad
   const auto info = coordinator_->presentableAdInfo(at("10:00:10"));
   ASSERT_TRUE(info);
@@ -171,7 +171,7 @@ TEST_F(CoordinatorTest, AdInformationCountsAndCountdowns) {
   EXPECT_EQ(verifications[0].verificationParameters, "p");
 }
 
-TEST_F(CoordinatorTest, SeeksOverWholeBreaksLandAtTheLastOne) {
+TEST_F(SKYLSSAILive2CoordinatorTest, SeeksOverWholeBreaksLandAtTheLastOne) {
   // Breaks: a2 10:01:00-10:01:30 and a3 10:03:00-10:03:30 (a1 lies before 10:00:40).
   EXPECT_EQ(coordinator_->seekTargetDate(at("10:00:40"), at("10:05:00")), at("10:03:00"));
   EXPECT_EQ(coordinator_->seekTargetDate(at("10:00:40"), at("10:03:10")), at("10:01:00"));
@@ -179,7 +179,7 @@ TEST_F(CoordinatorTest, SeeksOverWholeBreaksLandAtTheLastOne) {
   EXPECT_FALSE(coordinator_->seekTargetDate(at("10:05:00"), at("10:00:40")));
 }
 
-TEST_F(CoordinatorTest, ConcurrentUpdatesFireEachBeaconOnce) {
+TEST_F(SKYLSSAILive2CoordinatorTest, ConcurrentUpdatesFireEachBeaconOnce) {
   std::vector<std::thread> players;
   for (int p = 0; p < 2; ++p) {
     players.emplace_back([this] {

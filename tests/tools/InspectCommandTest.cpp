@@ -1,5 +1,7 @@
 #include "InspectCommand.h"
+#include "LiveCommand.h"
 #include "SimulateCommand.h"
+#include "support/MockLiveService.h"
 
 #include <sys/wait.h>
 
@@ -157,6 +159,52 @@ TEST(SimulateCommandTest, FireSendsEveryBeacon) {
   ASSERT_EQ(runSimulate(options, out, err), 0) << err.str();
   EXPECT_TRUE(sink.waitForRequests(3, std::chrono::seconds(5)));
   EXPECT_EQ(sink.requests().size(), 3u) << out.str();  // impression, break start, break end
+}
+
+TEST(LiveCommandTest, OpensTheSessionAndFollowsAnAdAtThePlayhead) {
+  test::MockLiveService service;
+  const auto now = std::chrono::system_clock::now();
+  const auto adStart = std::chrono::system_clock::to_time_t(now - std::chrono::seconds(12));
+  char date[32];
+  std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%SZ", std::gmtime(&adStart));
+  service.scriptTracking({{200,
+                           std::string(R"({"avails": [{"availId": "a1", "durationInSeconds": 30,
+                             "ads": [{"adId": "x", "adTitle": "Ferries", "durationInSeconds": 30,
+                                      "adProgramDateTime": ")") + date + R"(",
+                                      "trackingEvents": [{"eventType": "impression",
+                                        "beaconUrls": ["https://beacon.example.com/x-imp"]}]}]}]})",
+                           0}});
+  LiveOptions options;
+  options.sourceURL = service.sessionURL();
+  options.duration = 1.2;
+  options.json = true;
+  std::atomic<bool> interrupted{false};
+  std::ostringstream out, err;
+  ASSERT_EQ(runLive(options, interrupted, out, err), 0) << err.str();
+  std::vector<std::string> seen;
+  for (const auto& line : jsonLines(out.str())) {
+    if (line.contains("session")) seen.push_back("session");
+    if (line.contains("avail")) seen.push_back("avail " + line["avail"].get<std::string>());
+    if (line.value("event", "") == "EnterAd") seen.push_back("enter " + line["adId"].get<std::string>());
+    if (line.contains("beacon")) seen.push_back(line["beacon"].get<std::string>());
+  }
+  const std::vector<std::string> expected = {"session", "avail a1", "enter x",
+                                             "https://beacon.example.com/x-imp"};
+  EXPECT_EQ(seen, expected) << out.str();
+}
+
+TEST(LiveCommandTest, ASessionThatCannotOpenSaysWhy) {
+  test::MockLiveService service;
+  service.setSessionAnswer({503, "busy", 0});
+  LiveOptions options;
+  options.sourceURL = service.sessionURL();
+  options.duration = 1;
+  std::atomic<bool> interrupted{false};
+  std::ostringstream out, err;
+  EXPECT_EQ(runLive(options, interrupted, out, err), 1);
+  EXPECT_NE(out.str().find("error: SKYLSSAILive2ErrorDomain 4: Session init failed with HTTP 503"),
+            std::string::npos)
+      << out.str();
 }
 
 }  // namespace

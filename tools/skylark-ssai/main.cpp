@@ -3,18 +3,26 @@
 //   skylark-ssai inspect SOURCE [--header NAME:VALUE]... [--json]
 //   skylark-ssai simulate SOURCE [--step S] [--rate R] [--until T]
 //                [--seek-at AT:TO]... [--skip-at AT]... [--fire] [--json]
+//   skylark-ssai live SOURCE_URL [--token T] [--ads-param K=V]... [--playhead-delay S]
+//                [--duration S] [--fire] [--json]
 //
 // Exit codes: 0 success, 1 the work failed, 2 usage error.
+#include <atomic>
+#include <csignal>
 #include <iostream>
 
 #include <CLI/CLI.hpp>
 
 #include "InspectCommand.h"
+#include "LiveCommand.h"
 #include "SimulateCommand.h"
 
 namespace {
 
 constexpr int kUsageError = 2;
+
+std::atomic<bool> gInterrupted{false};
+void interrupt(int) { gInterrupted = true; }
 
 void addHeaderOption(CLI::App& command, std::vector<std::string>& headers) {
   command
@@ -82,6 +90,26 @@ int main(int argc, char** argv) {
   simulateCommand->add_flag("--fire", simulate.fire, "Send the beacons (otherwise only report)");
   simulateCommand->add_flag("--json", simulate.json, "Print one JSON object per line");
 
+  skylark::tool::LiveOptions live;
+  std::vector<std::string> adsParams;
+  auto* liveCommand = app.add_subcommand(
+      "live", "Follow a Meridian Live stream: session, tracking poll, ads and beacons");
+  liveCommand->add_option("SOURCE_URL", live.sourceURL, "The live source URL")->required();
+  liveCommand->add_option("--token", live.token, "The playback token");
+  liveCommand->add_option("--ads-param", adsParams, "K=V ad parameter of the session (repeatable)")
+      ->each([](const std::string& param) {
+        if (param.find('=') == std::string::npos || param.front() == '=') {
+          throw CLI::ValidationError("--ads-param", "expected K=V, got " + param);
+        }
+      });
+  liveCommand->add_option("--playhead-delay", live.playheadDelay,
+                          "Seconds the playhead stays behind now (10)")
+      ->check(CLI::NonNegativeNumber);
+  liveCommand->add_option("--duration", live.duration, "Seconds to follow the stream (60)")
+      ->check(CLI::NonNegativeNumber);
+  liveCommand->add_flag("--fire", live.fire, "Send the beacons (otherwise only report)");
+  liveCommand->add_flag("--json", live.json, "Print one JSON object per line");
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& e) {
@@ -106,6 +134,14 @@ int main(int argc, char** argv) {
       simulate.seeks.emplace_back(std::stod(seek.substr(0, colon)), std::stod(seek.substr(colon + 1)));
     }
     return skylark::tool::runSimulate(simulate, std::cout, std::cerr);
+  }
+  if (liveCommand->parsed()) {
+    for (const auto& param : adsParams) {
+      const size_t equals = param.find('=');
+      live.adsParams[param.substr(0, equals)] = param.substr(equals + 1);
+    }
+    std::signal(SIGINT, interrupt);
+    return skylark::tool::runLive(live, gInterrupted, std::cout, std::cerr);
   }
   return kUsageError;
 }

@@ -1,0 +1,158 @@
+#include "LiveCommand.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <set>
+#include <thread>
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include "TimelineJSON.h"
+#include "live2/SKYLSSAILive2Coordinator.h"
+#include "live2/SKYLSSAILive2Detector.h"
+#include "live2/SKYLSSAILive2Timeline.h"
+
+namespace skylark::tool {
+namespace {
+
+using Clock = std::chrono::system_clock;
+
+std::string isoTime(SystemTime t) {
+  return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(Clock::to_time_t(t)),
+                     t.time_since_epoch().count() % 1000);
+}
+
+// Prints one line per happening, as text or JSON, from any thread.
+class Printer {
+ public:
+  Printer(std::ostream& out, bool json) : out_(out), json_(json) {}
+  void print(const Json& fields, const std::string& text) {
+    std::lock_guard lock(mutex_);
+    out_ << (json_ ? fields.dump() : text) << "\n" << std::flush;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::ostream& out_;
+  bool json_;
+};
+
+// Reports each beacon, then hands it on (or not, without --fire).
+class ReportingTransport final : public SKYLSSAILive2BeaconTransport {
+ public:
+  ReportingTransport(Printer& printer, std::shared_ptr<SKYLSSAILive2BeaconTransport> inner)
+      : printer_(printer), inner_(std::move(inner)) {}
+  void send(const URL& url) override {
+    printer_.print({{"t", isoTime(SystemTime(std::chrono::duration_cast<std::chrono::milliseconds>(
+                              Clock::now().time_since_epoch())))},
+                    {"beacon", url.absoluteString()}},
+                   "beacon " + url.absoluteString() + (inner_ ? "" : " (not sent)"));
+    if (inner_) inner_->send(url);
+  }
+
+ private:
+  Printer& printer_;
+  std::shared_ptr<SKYLSSAILive2BeaconTransport> inner_;
+};
+
+}  // namespace
+
+int runLive(const LiveOptions& options, const std::atomic<bool>& interrupted, std::ostream& out,
+            std::ostream& err) {
+  const auto source = URL::parse(options.sourceURL);
+  if (!source || !source->isHTTPOrHTTPS()) {
+    err << "error: NSURLErrorDomain -1002: Not an http(s) URL: " << options.sourceURL << "\n";
+    return 1;
+  }
+  Printer printer(out, options.json);
+  const bool detected = SKYLSSAILive2Detector::isLive2(source, options.token);
+  printer.print({{"detected", detected}},
+                detected ? "Meridian Live source" : "not recognised as a Meridian Live source; "
+                                                    "opening a session anyway");
+
+  auto inner = options.fire ? std::static_pointer_cast<SKYLSSAILive2BeaconTransport>(
+                                  SKYLSSAILive2URLSessionBeaconTransport::create(URLSession::create()))
+                            : nullptr;
+  auto coordinator = SKYLSSAILive2Coordinator::create(
+      *source, {}, std::make_shared<ReportingTransport>(printer, inner));
+
+  std::mutex mutex;
+  std::condition_variable settled;
+  std::optional<bool> opened;
+  coordinator->start(options.adsParams, [&](auto manifest, auto error) {
+    bool first = false;
+    {
+      std::lock_guard lock(mutex);
+      first = !opened.has_value();
+      if (first) opened = manifest.has_value();
+    }
+    if (manifest && first) {
+      printer.print({{"session", "opened"}, {"manifest", manifest->absoluteString()}},
+                    "session opened; manifest " + manifest->absoluteString());
+    } else if (error) {
+      printer.print(errorJSON(*error), "error: " + error->domain + " " + std::to_string(error->code) +
+                                           ": " + error->localizedDescription);
+    }
+    settled.notify_all();
+  });
+  {
+    std::unique_lock lock(mutex);
+    settled.wait_for(lock, std::chrono::seconds(15), [&] { return opened.has_value(); });
+    if (!opened.value_or(false)) {
+      coordinator->stop();
+      if (!opened) err << "error: the session did not open within 15 s\n";
+      return 1;
+    }
+  }
+
+  const auto delay = std::chrono::milliseconds(static_cast<int64_t>(options.playheadDelay * 1000));
+  const auto end = Clock::now() + std::chrono::milliseconds(static_cast<int64_t>(options.duration * 1000));
+  std::set<std::string> knownAvails;
+  std::optional<std::string> playing;
+  while (!interrupted && Clock::now() < end) {
+    const SystemTime playhead = std::chrono::time_point_cast<std::chrono::milliseconds>(Clock::now() - delay);
+    const auto timeline = coordinator->timelineHandle().timeline;
+    for (const auto& id : timeline->availOrder()) {
+      if (!knownAvails.insert(id).second) continue;
+      const auto span = timeline->availSpan(id);
+      const auto count = coordinator->presentableAdCount(id);
+      printer.print({{"avail", id}, {"start", span ? span->start : 0.0},
+                     {"duration", span ? span->end - span->start : 0.0}, {"ads", count}},
+                    fmt::format("avail {} at {:.3f} s for {:.3f} s, {} ads", id,
+                                span ? span->start : 0.0, span ? span->end - span->start : 0.0, count));
+    }
+    const auto info = coordinator->presentableAdInfo(playhead);
+    const std::optional<std::string> now = info ? std::optional(info->adId) : std::nullopt;
+    if (now != playing) {
+      if (playing) {
+        printer.print({{"t", isoTime(playhead)}, {"event", "ExitAd"}, {"adId", *playing}},
+                      isoTime(playhead) + "  exit ad " + *playing);
+      }
+      if (info) {
+        const auto countdown = coordinator->countdown(playhead);
+        Json fields{{"t", isoTime(playhead)}, {"event", "EnterAd"}, {"adId", info->adId},
+                    {"title", info->title}};
+        std::string text = isoTime(playhead) + "  enter ad " + info->adId + " \"" + info->title + "\"";
+        if (countdown) {
+          fields["adIndex"] = countdown->adIndex;
+          fields["adCount"] = countdown->adCount;
+          fields["remainingInAd"] = countdown->remainingInCurrentAd;
+          fields["remainingInBreak"] = countdown->remainingInBreak;
+          text += fmt::format(" ({} of {}, {:.1f} s left, {:.1f} s in the break)", countdown->adIndex,
+                              countdown->adCount, countdown->remainingInCurrentAd,
+                              countdown->remainingInBreak);
+        }
+        printer.print(fields, text);
+      }
+      playing = now;
+    }
+    coordinator->update(playhead);
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  }
+  coordinator->stop();
+  return 0;
+}
+
+}  // namespace skylark::tool
