@@ -80,19 +80,20 @@ std::optional<URL> URL::parse(std::string_view text) {
   if (text.empty() || !hasOnlyURLCharacters(text)) return std::nullopt;
   CurlURL handle(curl_url());
   if (!handle) return std::nullopt;
-  const std::string owned(text);
+  std::string owned(text);
   if (hasScheme(text)) {
     if (curl_url_set(handle.get(), CURLUPART_URL, owned.c_str(), kParseFlags) != CURLUE_OK) {
       return std::nullopt;
     }
-    return URL(owned, lowercaseASCII(owned.substr(0, owned.find(':'))));
+    std::string scheme = lowercaseASCII(std::string_view(owned).substr(0, owned.find(':')));
+    return URL(std::move(owned), std::move(scheme));
   }
   // A relative reference: well-formed when it resolves against a neutral base.
   if (curl_url_set(handle.get(), CURLUPART_URL, "http://relative.invalid/", 0) != CURLUE_OK ||
       curl_url_set(handle.get(), CURLUPART_URL, owned.c_str(), kParseFlags) != CURLUE_OK) {
     return std::nullopt;
   }
-  return URL(owned, {});
+  return URL(std::move(owned), {});
 }
 
 std::optional<URL> URL::resolve(std::string_view reference, const URL& base) {
