@@ -105,6 +105,10 @@ void SKYLSSAILive2Coordinator::resume(URL manifestURL, URL trackingURL, Completi
 
 void SKYLSSAILive2Coordinator::stop() {
   controller_->stop();
+  {
+    std::lock_guard lock(mutex_);
+    onResolved_ = nullptr;  // the caller hears nothing after stop
+  }
   if (auto transport = std::dynamic_pointer_cast<SKYLSSAILive2URLSessionBeaconTransport>(transport_)) {
     transport->stop();
   }

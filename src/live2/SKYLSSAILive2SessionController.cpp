@@ -59,6 +59,10 @@ void SKYLSSAILive2SessionController::start(const std::map<std::string, std::stri
   dependencies_.sessionClient->start(sourceURL_, adsParams, [weak](auto result) {
     const auto self = weak.lock();
     if (!self) return;
+    {
+      std::lock_guard lock(self->lock_);
+      if (self->stopped_) return;  // an answer after stop is dropped, failures too
+    }
     if (!result.ok()) {
       if (auto delegate = self->delegate()) delegate->live2ControllerDidFail(result.error().toError());
       return;

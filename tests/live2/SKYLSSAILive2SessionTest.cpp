@@ -218,6 +218,18 @@ TEST(SKYLSSAILive2SessionControllerTest, StopDuringThePostDropsTheAnswer) {
   EXPECT_FALSE(controller->manifestURL());
 }
 
+TEST(SKYLSSAILive2SessionControllerTest, StopDuringAFailingPostReportsNothing) {
+  MockLiveService service;
+  service.setSessionAnswer({503, "busy", 300});
+  auto delegate = std::make_shared<RecordingDelegate>();
+  auto controller = controllerFor(service);
+  controller->setDelegate(delegate);
+  controller->start({});
+  controller->stop();
+  std::this_thread::sleep_for(600ms);  // past the answer
+  EXPECT_TRUE(delegate->calls().empty());
+}
+
 TEST(SKYLSSAILive2SessionControllerTest, AnEmptyTimelineNeverAnnouncesTheOverlay) {
   MockLiveService service;
   service.scriptTracking({{200, R"({"avails": []})", 0}});

@@ -42,10 +42,11 @@ class Printer {
 // Reports each beacon, then hands it on (or not, without --fire).
 class ReportingTransport final : public SKYLSSAILive2BeaconTransport {
  public:
-  ReportingTransport(Printer& printer, std::shared_ptr<SKYLSSAILive2BeaconTransport> inner)
-      : printer_(printer), inner_(std::move(inner)) {}
+  ReportingTransport(std::shared_ptr<Printer> printer,
+                     std::shared_ptr<SKYLSSAILive2BeaconTransport> inner)
+      : printer_(std::move(printer)), inner_(std::move(inner)) {}
   void send(const URL& url) override {
-    printer_.print({{"t", isoTime(SystemTime(std::chrono::duration_cast<std::chrono::milliseconds>(
+    printer_->print({{"t", isoTime(SystemTime(std::chrono::duration_cast<std::chrono::milliseconds>(
                               Clock::now().time_since_epoch())))},
                     {"beacon", url.absoluteString()}},
                    "beacon " + url.absoluteString() + (inner_ ? "" : " (not sent)"));
@@ -53,7 +54,7 @@ class ReportingTransport final : public SKYLSSAILive2BeaconTransport {
   }
 
  private:
-  Printer& printer_;
+  std::shared_ptr<Printer> printer_;
   std::shared_ptr<SKYLSSAILive2BeaconTransport> inner_;
 };
 
@@ -66,9 +67,10 @@ int runLive(const LiveOptions& options, const std::atomic<bool>& interrupted, st
     err << "error: NSURLErrorDomain -1002: Not an http(s) URL: " << options.sourceURL << "\n";
     return 1;
   }
-  Printer printer(out, options.json);
+  // Shared with callbacks that may still run while the command returns.
+  const auto printer = std::make_shared<Printer>(out, options.json);
   const bool detected = SKYLSSAILive2Detector::isLive2(source, options.token);
-  printer.print({{"detected", detected}},
+  printer->print({{"detected", detected}},
                 detected ? "Meridian Live source" : "not recognised as a Meridian Live source; "
                                                     "opening a session anyway");
 
@@ -78,31 +80,37 @@ int runLive(const LiveOptions& options, const std::atomic<bool>& interrupted, st
   auto coordinator = SKYLSSAILive2Coordinator::create(
       *source, {}, std::make_shared<ReportingTransport>(printer, inner));
 
-  std::mutex mutex;
-  std::condition_variable settled;
-  std::optional<bool> opened;
-  coordinator->start(options.adsParams, [&](auto manifest, auto error) {
+  struct Opening {
+    std::mutex mutex;
+    std::condition_variable settled;
+    std::optional<bool> opened;
+  };
+  const auto opening = std::make_shared<Opening>();
+  coordinator->start(options.adsParams, [opening, printer](auto manifest, auto error) {
     bool first = false;
     {
-      std::lock_guard lock(mutex);
-      first = !opened.has_value();
-      if (first) opened = manifest.has_value();
+      std::lock_guard lock(opening->mutex);
+      first = !opening->opened.has_value();
+      if (first) opening->opened = manifest.has_value();
     }
     if (manifest && first) {
-      printer.print({{"session", "opened"}, {"manifest", manifest->absoluteString()}},
+      printer->print({{"session", "opened"}, {"manifest", manifest->absoluteString()}},
                     "session opened; manifest " + manifest->absoluteString());
     } else if (error) {
-      printer.print(errorJSON(*error), "error: " + error->domain + " " + std::to_string(error->code) +
+      printer->print(errorJSON(*error), "error: " + error->domain + " " + std::to_string(error->code) +
                                            ": " + error->localizedDescription);
     }
-    settled.notify_all();
+    opening->settled.notify_all();
   });
   {
-    std::unique_lock lock(mutex);
-    settled.wait_for(lock, std::chrono::seconds(15), [&] { return opened.has_value(); });
-    if (!opened.value_or(false)) {
+    std::unique_lock lock(opening->mutex);
+    opening->settled.wait_for(lock, std::chrono::seconds(15),
+                              [&] { return opening->opened.has_value(); });
+    if (!opening->opened.value_or(false)) {
+      const bool answered = opening->opened.has_value();
+      lock.unlock();
       coordinator->stop();
-      if (!opened) err << "error: the session did not open within 15 s\n";
+      if (!answered) err << "error: the session did not open within 15 s\n";
       return 1;
     }
   }
@@ -118,7 +126,7 @@ int runLive(const LiveOptions& options, const std::atomic<bool>& interrupted, st
       if (!knownAvails.insert(id).second) continue;
       const auto span = timeline->availSpan(id);
       const auto count = coordinator->presentableAdCount(id);
-      printer.print({{"avail", id}, {"start", span ? span->start : 0.0},
+      printer->print({{"avail", id}, {"start", span ? span->start : 0.0},
                      {"duration", span ? span->end - span->start : 0.0}, {"ads", count}},
                     fmt::format("avail {} at {:.3f} s for {:.3f} s, {} ads", id,
                                 span ? span->start : 0.0, span ? span->end - span->start : 0.0, count));
@@ -127,7 +135,7 @@ int runLive(const LiveOptions& options, const std::atomic<bool>& interrupted, st
     const std::optional<std::string> now = info ? std::optional(info->adId) : std::nullopt;
     if (now != playing) {
       if (playing) {
-        printer.print({{"t", isoTime(playhead)}, {"event", "ExitAd"}, {"adId", *playing}},
+        printer->print({{"t", isoTime(playhead)}, {"event", "ExitAd"}, {"adId", *playing}},
                       isoTime(playhead) + "  exit ad " + *playing);
       }
       if (info) {
@@ -144,7 +152,7 @@ int runLive(const LiveOptions& options, const std::atomic<bool>& interrupted, st
                               countdown->adCount, countdown->remainingInCurrentAd,
                               countdown->remainingInBreak);
         }
-        printer.print(fields, text);
+        printer->print(fields, text);
       }
       playing = now;
     }
