@@ -29,8 +29,10 @@ struct SKYLVelaAdBuilder {
   SKYLVelaAd::Verifications adVerifications;
   std::shared_ptr<const SKYLViewableImpressionCollection> viewableImpression;
 
-  // The ad index is always -1 here; a live parser sets the real one.
-  std::shared_ptr<SKYLVelaAd> buildAd() const;
+  // The ad index is always -1 here; a live parser sets the real one. The
+  // rvalue form moves the fields into the ad instead of copying them.
+  std::shared_ptr<SKYLVelaAd> buildAd() const&;
+  std::shared_ptr<SKYLVelaAd> buildAd() &&;
 };
 
 }  // namespace skylark

@@ -40,9 +40,10 @@ std::optional<SKYLVelaTimeline::Sequences> SKYLVelaAdSequencesBuilder::buildAdSe
   }
 
   SKYLVelaTimeline::Sequences sequences;
-  for (const auto& [offset, builders] : structure_) {
+  // Building once, the builders give their fields up to the ads.
+  for (auto& [offset, builders] : structure_) {
     SKYLVelaAdSequence::Ads ads;
-    for (const auto& builder : builders) ads.push_back(builder.buildAd());
+    for (auto& builder : builders) ads.push_back(std::move(builder).buildAd());
     sequences.push_back(std::make_shared<SKYLVelaAdSequence>(std::move(ads)));
   }
   return sequences;

@@ -19,16 +19,24 @@ void SKYLVelaTrackingEventsCollectionBuilder::addTrackingEventNamed(std::string 
 }
 
 std::shared_ptr<const SKYLVelaTrackingEventsCollection>
-SKYLVelaTrackingEventsCollectionBuilder::buildTrackingEventsCollection() const {
+SKYLVelaTrackingEventsCollectionBuilder::buildTrackingEventsCollection() const& {
+  SKYLVelaTrackingEventsCollectionBuilder copy = *this;
+  return std::move(copy).buildTrackingEventsCollection();
+}
+
+std::shared_ptr<const SKYLVelaTrackingEventsCollection>
+SKYLVelaTrackingEventsCollectionBuilder::buildTrackingEventsCollection() && {
   SKYLVelaTrackingEventsCollection::EventsByName byName;
   std::vector<SKYLVelaTrackingEvent> ordered;
-  for (const auto& event : trackingEvents) {
-    byName[event.name()].push_back(event);
+  for (auto& event : trackingEvents) {
     if (event.offset().isValid() && event.name() != kSKYLVelaTrackingEventsNameComplete &&
         event.name() != kSKYLVelaTrackingEventsNameBreakEnd) {
       ordered.push_back(event);
     }
+    auto& list = byName[event.name()];
+    list.push_back(std::move(event));
   }
+  trackingEvents.clear();
   std::stable_sort(ordered.begin(), ordered.end(), [](const auto& a, const auto& b) {
     return SKYLVelaTrackingEvent::compareByOffset(a, b) < 0;
   });

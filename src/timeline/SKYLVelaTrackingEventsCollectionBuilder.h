@@ -22,7 +22,9 @@ class SKYLVelaTrackingEventsCollectionBuilder {
 
   // Every event by name; the ones with a valid offset, except "complete" and
   // "breakEnd", also in offset order.
-  std::shared_ptr<const SKYLVelaTrackingEventsCollection> buildTrackingEventsCollection() const;
+  // The rvalue form moves the events instead of copying them.
+  std::shared_ptr<const SKYLVelaTrackingEventsCollection> buildTrackingEventsCollection() const&;
+  std::shared_ptr<const SKYLVelaTrackingEventsCollection> buildTrackingEventsCollection() &&;
 
   std::vector<SKYLVelaTrackingEvent> trackingEvents;
 };

@@ -122,7 +122,7 @@ std::shared_ptr<const SKYLVelaTrackingEventsCollection> trackingByEventName(
                                     urlOf(tracking));
     }
   }
-  return builder.buildTrackingEventsCollection();
+  return std::move(builder).buildTrackingEventsCollection();
 }
 
 void addBreakTracking(SKYLVelaTrackingEventsCollectionBuilder& builder,
@@ -273,7 +273,7 @@ Result<SKYLVelaAdBuilder> SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError
   SKYLVelaTrackingEventsCollectionBuilder tracking;
   addBreakTracking(tracking, breakTrackingEvents, marks.at(kSKYLVelaTrackingEventsNameComplete));
   addLinearTracking(tracking, *linear, marks);
-  builder.trackingEventsCollection = tracking.buildTrackingEventsCollection();
+  builder.trackingEventsCollection = std::move(tracking).buildTrackingEventsCollection();
 
   if (const auto clicks = linear->firstChildWithTag("VideoClicks")) {
     builder.clickThroughURL = urlOf(clicks->firstChildWithTag("ClickThrough"));
