@@ -48,9 +48,12 @@ void postAfter(const Executor& executor, const DispatchQueue* queue,
   });
 }
 
+// The pool, and the queues on it, live as long as the process: work still
+// running on another thread at exit (a network completion releasing the
+// last owner of a serial queue, say) must never find them destroyed.
 asio::thread_pool& sharedPool() {
-  static asio::thread_pool pool(std::max(2u, std::thread::hardware_concurrency()));
-  return pool;
+  static auto* pool = new asio::thread_pool(std::max(2u, std::thread::hardware_concurrency()));
+  return *pool;
 }
 
 class GlobalQueue final : public DispatchQueue {
@@ -130,13 +133,13 @@ class IOContextMainQueue final : public MainQueue {
 namespace Dispatch {
 
 MainQueue& main() {
-  static IOContextMainQueue queue;
-  return queue;
+  static auto* queue = new IOContextMainQueue;
+  return *queue;
 }
 
 DispatchQueue& global() {
-  static GlobalQueue queue;
-  return queue;
+  static auto* queue = new GlobalQueue;
+  return *queue;
 }
 
 std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label) {

@@ -7,14 +7,15 @@
 namespace skylark {
 namespace {
 
+// Process-lifetime: threads may still log while the process exits.
 std::mutex& sinkMutex() {
-  static std::mutex mutex;
-  return mutex;
+  static auto* mutex = new std::mutex;
+  return *mutex;
 }
 
 std::shared_ptr<const LogSink>& currentSink() {
-  static std::shared_ptr<const LogSink> sink;
-  return sink;
+  static auto* sink = new std::shared_ptr<const LogSink>;
+  return *sink;
 }
 
 void writeToStandardError(const LogRecord& record) {
