@@ -46,8 +46,27 @@ SKYLSSAILive2URLSessionBeaconTransport::Outcome SKYLSSAILive2URLSessionBeaconTra
   return {Kind::permanent, reason};
 }
 
+namespace {
+
+void logDropped(const URL& url, const std::string& why) {
+  SKYLHostLog(3, "SkylarkSSAI: Meridian Live beacon %@. %@", url, "dropped, " + why);
+}
+
+}  // namespace
+
+void SKYLSSAILive2URLSessionBeaconTransport::send(const URL& url) {
+  if (!url.isHTTPOrHTTPS()) {
+    logDropped(url, "not an http(s) URL");  // retrying cannot help
+    return;
+  }
+  attempt(url, 0);
+}
+
 void SKYLSSAILive2URLSessionBeaconTransport::attempt(const URL& url, size_t attemptNumber) {
-  if (stopped_) return;
+  if (stopped_) {
+    logDropped(url, "the transport was stopped");
+    return;
+  }
   URLRequest request(url);
   request.timeoutInterval = std::chrono::milliseconds(static_cast<int64_t>(timeout_ * 1000));
   std::weak_ptr<SKYLSSAILive2URLSessionBeaconTransport> weak = shared_from_this();
@@ -62,17 +81,20 @@ void SKYLSSAILive2URLSessionBeaconTransport::finished(const URL& url, size_t att
     case Kind::delivered:
       return;
     case Kind::permanent:
-      SKYLHostLog(3, "SkylarkSSAI: Meridian Live beacon %@. %@", url, "dropped, " + outcome.reason);
+      logDropped(url, outcome.reason);
       return;
     case Kind::retryable:
-      if (attemptNumber < retryDelays_.size() && !stopped_) {
+      if (attemptNumber < retryDelays_.size()) {
         std::weak_ptr<SKYLSSAILive2URLSessionBeaconTransport> weak = shared_from_this();
-        schedule_(retryDelays_[attemptNumber], [weak, url, attemptNumber] {
-          if (const auto self = weak.lock()) self->attempt(url, attemptNumber + 1);
+        schedule_(retryDelays_[attemptNumber], [weak, url, attemptNumber, reason = outcome.reason] {
+          if (const auto self = weak.lock()) {
+            self->attempt(url, attemptNumber + 1);
+          } else {
+            logDropped(url, "its session ended before the retry, last failure " + reason);
+          }
         });
         return;
       }
-      if (stopped_) return;
       SKYLHostLog(3, "SkylarkSSAI: Meridian Live beacon %@. %@", url,
                   "dropped after " + std::to_string(retryDelays_.size()) +
                       " retries, last failure " + outcome.reason);

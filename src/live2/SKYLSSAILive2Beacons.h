@@ -23,7 +23,9 @@ class SKYLSSAILive2BeaconTransport {
 // 1, 2 and 4 s for what may pass (transport errors, 408, 429, 5xx); other
 // answers are dropped at once. Drops are logged; delivery is not reported.
 // A pending retry holds the transport weakly: once the transport is gone
-// (or stopped), nothing more is sent.
+// (or stopped), nothing more is sent and the drop is logged. A request
+// already handed to the URL session finishes whatever becomes of the
+// transport: the session, shared by the process, outlives it.
 class SKYLSSAILive2URLSessionBeaconTransport final
     : public SKYLSSAILive2BeaconTransport,
       public std::enable_shared_from_this<SKYLSSAILive2URLSessionBeaconTransport> {
@@ -40,8 +42,9 @@ class SKYLSSAILive2URLSessionBeaconTransport final
       std::shared_ptr<URLSession> session, double timeout = 5.0,
       std::vector<double> retryDelays = {1.0, 2.0, 4.0}, Schedule schedule = nullptr);
 
-  void send(const URL& url) override { attempt(url, 0); }
-  // No further sends or retries.
+  // A URL that is not http(s) is dropped at once, with its log line.
+  void send(const URL& url) override;
+  // No further sends or retries; each one left is dropped with its log line.
   void stop();
 
   static Outcome classify(const Result<URLSessionResponse>& result);

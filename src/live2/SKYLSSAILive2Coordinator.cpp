@@ -4,6 +4,8 @@
 
 #include "live2/SKYLSSAILive2Detector.h"
 #include "live2/SKYLSSAILive2OMID.h"
+#include "host/SKYLHostLog.h"
+#include "live2/SKYLSSAILive2SessionClient.h"
 #include "platform/DispatchQueue.h"
 
 namespace skylark {
@@ -61,8 +63,11 @@ bool presentable(const SKYLSSAILive2TimelineEntry& entry) { return !entry.isSlat
 }  // namespace
 
 std::shared_ptr<SKYLSSAILive2Coordinator> SKYLSSAILive2Coordinator::create(URL sourceURL) {
+  // The process's one session: beacons already handed to it finish even
+  // when this coordinator is gone.
   return create(std::move(sourceURL), {},
-                SKYLSSAILive2URLSessionBeaconTransport::create(URLSession::create()));
+                SKYLSSAILive2URLSessionBeaconTransport::create(
+                    SKYLSSAILive2SessionClient::sharedSession()));
 }
 
 std::shared_ptr<SKYLSSAILive2Coordinator> SKYLSSAILive2Coordinator::create(
@@ -79,7 +84,7 @@ std::shared_ptr<SKYLSSAILive2Coordinator> SKYLSSAILive2Coordinator::create(
 SKYLSSAILive2Coordinator::SKYLSSAILive2Coordinator(
     std::shared_ptr<SKYLSSAILive2SessionController> controller,
     std::shared_ptr<SKYLSSAILive2BeaconTransport> transport)
-    : controller_(std::move(controller)), transport_(transport), beaconFirer_(std::move(transport)) {}
+    : controller_(std::move(controller)), beaconFirer_(std::move(transport)) {}
 
 bool SKYLSSAILive2Coordinator::isLive2(const std::optional<URL>& sourceURL,
                                        const std::optional<std::string>& playbackToken) {
@@ -95,6 +100,24 @@ void SKYLSSAILive2Coordinator::start(const std::map<std::string, std::string>& a
   controller_->start(adsParams);
 }
 
+void SKYLSSAILive2Coordinator::settle(std::optional<URL> manifest, std::optional<SKYLError> error) {
+  Completion completion;
+  {
+    std::lock_guard lock(mutex_);
+    if (manifest) manifestURL_ = manifest;
+    completion = std::move(onResolved_);
+    onResolved_ = nullptr;
+  }
+  if (!completion) {
+    // Resolved already: later failures belong to the poll, which resets
+    // itself after repeated failures; the stream keeps playing.
+    if (error) SKYLHostLog(3, "SkylarkSSAI: Meridian Live tracking failed: %@", error->description());
+    return;
+  }
+  Dispatch::main().async([completion = std::move(completion), manifest = std::move(manifest),
+                          error = std::move(error)] { completion(manifest, error); });
+}
+
 void SKYLSSAILive2Coordinator::resume(URL manifestURL, URL trackingURL, Completion completion) {
   setManifestURL(manifestURL);
   controller_->resume({manifestURL, std::move(trackingURL)});
@@ -105,13 +128,10 @@ void SKYLSSAILive2Coordinator::resume(URL manifestURL, URL trackingURL, Completi
 
 void SKYLSSAILive2Coordinator::stop() {
   controller_->stop();
-  {
-    std::lock_guard lock(mutex_);
-    onResolved_ = nullptr;  // the caller hears nothing after stop
-  }
-  if (auto transport = std::dynamic_pointer_cast<SKYLSSAILive2URLSessionBeaconTransport>(transport_)) {
-    transport->stop();
-  }
+  std::lock_guard lock(mutex_);
+  onResolved_ = nullptr;  // the caller hears nothing after stop
+  // The transport goes on: explicit calls and playhead updates still fire,
+  // and beacons in flight or waiting to retry finish or are dropped.
 }
 
 std::optional<URL> SKYLSSAILive2Coordinator::manifestURL() const {
@@ -125,22 +145,11 @@ void SKYLSSAILive2Coordinator::setManifestURL(std::optional<URL> url) {
 }
 
 void SKYLSSAILive2Coordinator::live2ControllerDidResolveManifest(const URL& manifest) {
-  Completion completion;
-  {
-    std::lock_guard lock(mutex_);
-    manifestURL_ = manifest;
-    completion = onResolved_;
-  }
-  if (completion) completion(manifest, std::nullopt);
+  settle(manifest, std::nullopt);
 }
 
 void SKYLSSAILive2Coordinator::live2ControllerDidFail(const SKYLError& error) {
-  Completion completion;
-  {
-    std::lock_guard lock(mutex_);
-    completion = onResolved_;
-  }
-  if (completion) completion(std::nullopt, error);
+  settle(std::nullopt, error);
 }
 
 std::optional<SKYLSSAILive2AdInfo> SKYLSSAILive2Coordinator::presentableAdInfo(SystemTime at) const {

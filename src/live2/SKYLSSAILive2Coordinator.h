@@ -37,9 +37,15 @@ class SKYLSSAILive2Coordinator final
   static bool isLive2(const std::optional<URL>& sourceURL,
                       const std::optional<std::string>& playbackToken);
 
+  // The completion runs once, on the main queue: with the manifest URL, or
+  // with the error that kept the session from opening. Failures after that
+  // are the poll's (logged; it resets itself) and never reach it.
   void start(const std::map<std::string, std::string>& adsParams, Completion completion);
   // An earlier session's URLs: no POST; the completion runs on the main queue.
   void resume(URL manifestURL, URL trackingURL, Completion completion);
+  // Stops polling and cancels a session request in flight; the completion
+  // is not called afterwards. Explicit beacon calls and playhead updates
+  // keep working on the last timeline.
   void stop();
 
   std::optional<URL> manifestURL() const;
@@ -75,10 +81,11 @@ class SKYLSSAILive2Coordinator final
   SKYLSSAILive2Coordinator(std::shared_ptr<SKYLSSAILive2SessionController> controller,
                            std::shared_ptr<SKYLSSAILive2BeaconTransport> transport);
   std::optional<SKYLSSAILive2TimelineEntry> firstEntry(const std::string& adId) const;
+  // Hands the start's outcome to its completion once; later failures are logged.
+  void settle(std::optional<URL> manifest, std::optional<SKYLError> error);
   void fireProgress(const SKYLSSAILive2TimelineEntry& entry, double elapsed);
 
   const std::shared_ptr<SKYLSSAILive2SessionController> controller_;
-  const std::shared_ptr<SKYLSSAILive2BeaconTransport> transport_;
   SKYLSSAILive2BeaconFirer beaconFirer_;
 
   mutable std::mutex mutex_;

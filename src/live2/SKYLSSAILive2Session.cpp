@@ -6,13 +6,18 @@ namespace skylark {
 
 using live2_json::Json;
 
-std::string SKYLSSAILive2SessionRequest::encode() const {
+Result<std::string, SKYLSSAILive2Error> SKYLSSAILive2SessionRequest::encode() const {
   Json adsParamsJSON = Json::object();
   for (const auto& [key, value] : adsParams) adsParamsJSON[key] = value;
   const Json body = {{"adsParams", adsParamsJSON},
                      {"adSignaling", {{"enabled", true}}},
                      {"reportingMode", "server"}};
-  return body.dump();
+  try {
+    return body.dump();
+  } catch (const Json::exception&) {
+    return SKYLSSAILive2Error(SKYLSSAILive2ErrorCode::PARSE_ERROR,
+                              "Failed to build the session init body");
+  }
 }
 
 Result<SKYLSSAILive2SessionInfo, SKYLSSAILive2Error> SKYLSSAILive2SessionInfo::decode(
@@ -38,7 +43,8 @@ Result<SKYLSSAILive2SessionURLs, SKYLSSAILive2Error> SKYLSSAILive2SessionURLs::r
   }
   auto manifest = URL::resolve(info.manifestUrl, endpoint);
   auto tracking = URL::resolve(info.trackingUrl, endpoint);
-  if (!manifest || !tracking || manifest->isRelative() || tracking->isRelative()) {
+  // A player must never be told to open a local file or another protocol.
+  if (!manifest || !tracking || !manifest->isHTTPOrHTTPS() || !tracking->isHTTPOrHTTPS()) {
     return SKYLSSAILive2Error(SKYLSSAILive2ErrorCode::PARSE_ERROR,
                               "Failed to resolve session response URLs");
   }

@@ -15,7 +15,9 @@ namespace skylark {
 struct SKYLSSAILive2SessionRequest {
   std::map<std::string, std::string> adsParams;
 
-  std::string encode() const;
+  // PARSE_ERROR "Failed to build the session init body" when a parameter
+  // is not valid UTF-8 (JSON cannot carry it).
+  Result<std::string, SKYLSSAILive2Error> encode() const;
 };
 
 // The session-init answer as received.

@@ -19,7 +19,12 @@ std::shared_ptr<URLSessionDataTask> SKYLSSAILive2SessionClient::start(
   request.timeoutInterval = std::chrono::milliseconds(static_cast<int64_t>(timeout_ * 1000));
   request.addValue("application/json", "Content-Type");
   request.addValue("application/json", "Accept");
-  request.httpBody = SKYLSSAILive2SessionRequest{adsParams}.encode();
+  auto body = SKYLSSAILive2SessionRequest{adsParams}.encode();
+  if (!body.ok()) {
+    completion(std::move(body.error()));  // nothing is sent
+    return nullptr;
+  }
+  request.httpBody = std::move(body.value());
 
   auto task = session_->dataTask(std::move(request), [url, completion = std::move(completion)](
                                                          Result<URLSessionResponse> result) {

@@ -56,7 +56,7 @@ std::optional<URL> SKYLSSAILive2SessionController::trackingURL() const {
 
 void SKYLSSAILive2SessionController::start(const std::map<std::string, std::string>& adsParams) {
   std::weak_ptr<SKYLSSAILive2SessionController> weak = shared_from_this();
-  dependencies_.sessionClient->start(sourceURL_, adsParams, [weak](auto result) {
+  auto task = dependencies_.sessionClient->start(sourceURL_, adsParams, [weak](auto result) {
     const auto self = weak.lock();
     if (!self) return;
     {
@@ -69,6 +69,8 @@ void SKYLSSAILive2SessionController::start(const std::map<std::string, std::stri
     }
     self->didResolve(result.value());
   });
+  std::lock_guard lock(lock_);
+  startTask_ = std::move(task);
 }
 
 void SKYLSSAILive2SessionController::resume(const SKYLSSAILive2SessionURLs& urls) {
@@ -128,11 +130,14 @@ void SKYLSSAILive2SessionController::didPoll(SKYLSSAILive2TrackingClient::Outcom
 }
 
 void SKYLSSAILive2SessionController::stop() {
+  std::shared_ptr<URLSessionDataTask> startTask;
   {
     std::lock_guard lock(lock_);
     stopped_ = true;
+    startTask = std::move(startTask_);
   }
   dependencies_.scheduler->cancel();
+  if (startTask) startTask->cancel();  // its completion finds the controller stopped
 }
 
 }  // namespace skylark

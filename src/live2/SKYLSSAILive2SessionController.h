@@ -56,6 +56,7 @@ class SKYLSSAILive2SessionController
   void setDelegate(std::weak_ptr<SKYLSSAILive2ControllerDelegate> delegate);
   void start(const std::map<std::string, std::string>& adsParams);
   void resume(const SKYLSSAILive2SessionURLs& urls);
+  // Stops polling and cancels the session request if it is still in flight.
   void stop();
 
   const std::shared_ptr<SKYLSSAILive2Timeline>& timeline() const { return timeline_; }
@@ -77,6 +78,7 @@ class SKYLSSAILive2SessionController
   mutable std::mutex lock_;
   std::weak_ptr<SKYLSSAILive2ControllerDelegate> delegate_;     // guarded by lock_
   std::shared_ptr<SKYLSSAILive2TrackingClient> trackingClient_;  // guarded by lock_
+  std::shared_ptr<URLSessionDataTask> startTask_;                // guarded by lock_
   bool stopped_ = false;                                         // guarded by lock_
   bool overlayConfigurationDispatched_ = false;                  // guarded by lock_
   std::optional<URL> manifestURL_;                               // guarded by lock_

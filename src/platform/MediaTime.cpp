@@ -139,14 +139,21 @@ MediaTime multiplyByFloat64(const MediaTime& t, double multiplier) {
     if (multiplier == 0) return MediaTime::indefinite();
     return infinityWithSign(t.isNegativeInfinity() != (multiplier < 0));
   }
-  const long double product = static_cast<long double>(t.value) * multiplier;
+  constexpr int32_t kMinProductTimescale = 65536;
+  int32_t timescale = t.timescale;
+  long double value = static_cast<long double>(t.value);
+  while (timescale < kMinProductTimescale) {
+    timescale *= 2;
+    value *= 2;
+  }
+  const long double product = value * multiplier;
   if (std::isinf(product) || std::fabs(product) >= 9.2e18L) {
     return infinityWithSign((t.value < 0) != (multiplier < 0));
   }
   const long double rounded = std::round(product);
   const uint32_t roundedFlag =
       (rounded != product ? MediaTime::kHasBeenRounded : 0) | (t.flags & MediaTime::kHasBeenRounded);
-  return {static_cast<int64_t>(rounded), t.timescale, MediaTime::kValid | roundedFlag, t.epoch};
+  return {static_cast<int64_t>(rounded), timescale, MediaTime::kValid | roundedFlag, t.epoch};
 }
 
 }  // namespace skylark

@@ -79,6 +79,9 @@ inline std::strong_ordering operator<=>(const MediaTime& a, const MediaTime& b) 
 // different epochs cannot be combined and give invalid.
 MediaTime operator+(const MediaTime& a, const MediaTime& b);
 MediaTime operator-(const MediaTime& a, const MediaTime& b);
+// The product keeps t's timescale, doubled until it is at least 65536 (the
+// value doubled alike), then rounded to nearest: 18018/600 x 0.33 is
+// 761080/76800.
 MediaTime multiplyByFloat64(const MediaTime& t, double multiplier);
 
 }  // namespace skylark

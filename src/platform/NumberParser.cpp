@@ -1,5 +1,6 @@
 #include "platform/NumberParser.h"
 
+#include <cmath>
 #include <string>
 
 #include <unicode/unum.h>
@@ -55,7 +56,7 @@ const NumberParser& NumberParser::percentEnUS() {
 }
 
 std::optional<double> NumberParser::parse(std::string_view text) const {
-  if (!impl_->format || text.empty()) return std::nullopt;
+  if (!impl_->format || text.empty() || text.size() > kMaxLength) return std::nullopt;
   const auto utf16 = toUTF16(text);
   if (!utf16) return std::nullopt;
   const auto length = static_cast<int32_t>(utf16->size());
@@ -64,7 +65,7 @@ std::optional<double> NumberParser::parse(std::string_view text) const {
   const double value = unum_parseDouble(impl_->format.get(),
                                         reinterpret_cast<const UChar*>(utf16->data()), length,
                                         &position, &status);
-  if (U_FAILURE(status) || position != length) return std::nullopt;
+  if (U_FAILURE(status) || position != length || !std::isfinite(value)) return std::nullopt;
   return value;
 }
 

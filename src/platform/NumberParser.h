@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -7,7 +8,8 @@
 namespace skylark {
 
 // A locale-fixed number reader over ICU. A string counts only when all of it
-// parses: "12abc", "" and "." give nothing. Each shared parser is created
+// parses: "12abc", "" and "." give nothing; nor do "NaN", infinities, or
+// text longer than kMaxLength (no real number in an ad document is). Each shared parser is created
 // once and may then be read from any thread.
 class NumberParser {
  public:
@@ -17,6 +19,8 @@ class NumberParser {
   static const NumberParser& decimalStyleEnUS();
   // "en_US" percent: "25%" reads 0.25.
   static const NumberParser& percentEnUS();
+
+  static constexpr size_t kMaxLength = 64;
 
   std::optional<double> parse(std::string_view text) const;
 

@@ -96,6 +96,39 @@ std::optional<URL> URL::parse(std::string_view text) {
   return URL(std::move(owned), {});
 }
 
+namespace {
+
+bool isHexDigit(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+bool isKeptInURL(char c) {
+  if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')) return true;
+  return std::string_view("-._~:/?#[]@!$&'()*+,;=").find(c) != std::string_view::npos;
+}
+
+}  // namespace
+
+std::optional<URL> URL::parseEncodingInvalidCharacters(std::string_view text) {
+  static constexpr char kHex[] = "0123456789ABCDEF";
+  std::string encoded;
+  encoded.reserve(text.size());
+  for (size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    const bool escape =
+        c == '%' && i + 2 < text.size() && isHexDigit(text[i + 1]) && isHexDigit(text[i + 2]);
+    if (isKeptInURL(c) || escape) {
+      encoded += c;
+    } else {
+      const auto byte = static_cast<unsigned char>(c);
+      encoded += '%';
+      encoded += kHex[byte >> 4];
+      encoded += kHex[byte & 0xf];
+    }
+  }
+  return parse(encoded);
+}
+
 std::optional<URL> URL::resolve(std::string_view reference, const URL& base) {
   if (!hasOnlyURLCharacters(reference)) return std::nullopt;
   if (hasScheme(reference)) return parse(reference);

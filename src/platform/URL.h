@@ -23,6 +23,12 @@ class URL {
   // Nothing for text that is not a URL: empty, white space, control or
   // non-ASCII characters, any of <>"{}|\^` or a malformed authority.
   static std::optional<URL> parse(std::string_view text);
+  // As parse, after percent-encoding (RFC 3986) every byte that may not
+  // stand in a URL: unreserved and reserved characters and well-formed
+  // "%XX" escapes are kept, anything else (spaces, quotes, braces, new
+  // lines, non-ASCII bytes) becomes %XX. For texts built from parts that a
+  // URL cannot carry as they are, such as verification parameters.
+  static std::optional<URL> parseEncodingInvalidCharacters(std::string_view text);
   // The reference resolved against base (RFC 3986), or nothing when either
   // is unusable. An absolute reference resolves to itself.
   static std::optional<URL> resolve(std::string_view reference, const URL& base);

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include <curl/curl.h>
+#include <fmt/format.h>
 
 namespace skylark {
 namespace {
@@ -236,17 +237,33 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
     finish(task, std::move(response));
   }
 
+  // The redirect target's scheme when curl refused to follow a redirect.
+  static std::optional<std::string> refusedRedirectScheme(const TaskState& task) {
+    long redirects = 0;
+    curl_easy_getinfo(task.easy, CURLINFO_REDIRECT_COUNT, &redirects);
+    char* effective = nullptr;
+    curl_easy_getinfo(task.easy, CURLINFO_EFFECTIVE_URL, &effective);
+    const auto url = effective ? URL::parse(effective) : std::nullopt;
+    if (redirects == 0 || !url || url->isHTTPOrHTTPS()) return std::nullopt;
+    return url->scheme();
+  }
+
   static SKYLError errorFor(const TaskState& task, CURLcode code) {
     const std::string detail = task.errorBuffer[0] ? task.errorBuffer : curl_easy_strerror(code);
     switch (code) {
       case CURLE_OPERATION_TIMEDOUT:
-        return urlError(kURLErrorTimedOut, "The request timed out. " + detail);
+        return urlError(kURLErrorTimedOut,
+                        fmt::format("timed out after {:g} s",
+                                    task.request.timeoutInterval.count() / 1000.0));
       case CURLE_COULDNT_CONNECT:
         return urlError(kURLErrorCannotConnectToHost, "Could not connect to the server. " + detail);
       case CURLE_COULDNT_RESOLVE_HOST:
         return urlError(kURLErrorCannotFindHost, "A server with the specified hostname could not "
                                                  "be found. " + detail);
       case CURLE_UNSUPPORTED_PROTOCOL:
+        if (const auto scheme = refusedRedirectScheme(task)) {
+          return urlError(kURLErrorUnsupportedURL, "HTTP redirect to " + *scheme + ":// refused");
+        }
         return urlError(kURLErrorUnsupportedURL, "unsupported URL. " + detail);
       case CURLE_TOO_MANY_REDIRECTS:
         return urlError(kURLErrorHTTPTooManyRedirects, "too many HTTP redirects. " + detail);

@@ -37,7 +37,6 @@ MediaTime SKYLVelaAdSequence::endTime() const {
 
 MediaTime SKYLVelaAdSequence::duration() const {
   std::lock_guard lock(adsLock_);
-  if (ads_.empty()) return MediaTime::invalid();
   MediaTime total = MediaTime::zero();
   for (const auto& ad : ads_) total = total + ad->duration();
   return total;

@@ -29,7 +29,8 @@ class SKYLVelaAdSequence {
   void setAds(Ads ads);
 
   // First ad's begin, last ad's end, sum of the durations, first ad's
-  // logical offset. With no ads: the all-zero (invalid) time.
+  // logical offset. With no ads: the all-zero (invalid) time, except the
+  // duration, which is zero.
   MediaTime beginTime() const;
   MediaTime endTime() const;
   MediaTime duration() const;

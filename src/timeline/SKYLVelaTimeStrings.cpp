@@ -13,6 +13,14 @@ namespace {
 
 constexpr int32_t kTimescale = 600;
 constexpr std::string_view kDurationCharacters = "0123456789.:+";
+// No time string of an ad document comes near this; longer ones are refused
+// before any parsing, and logged cut to this length.
+constexpr size_t kMaxTimeStringLength = 64;
+
+std::string loggable(std::string_view s) {
+  if (s.size() <= kMaxTimeStringLength) return std::string(s);
+  return std::string(s.substr(0, kMaxTimeStringLength)) + "...";
+}
 
 // How the rejecting character set prints in the log line: the set object
 // itself, not the list of allowed characters.
@@ -74,7 +82,12 @@ MediaTime SKYLVelaDurationFromString(const std::optional<std::string_view>& stri
     SKYLVelaLog(
         "Could not parse duration `%@` (must contain only characters from the character set "
         "`%@`).",
-        s, DurationRejectSet{});
+        loggable(s), DurationRejectSet{});
+    return MediaTime::invalid();
+  }
+  if (s.size() > kMaxTimeStringLength) {
+    SKYLVelaLog("Could not parse duration `%@` (missing hours, minutes, or seconds).",
+                loggable(s));
     return MediaTime::invalid();
   }
   s = s.substr(0, s.find('+'));
@@ -98,6 +111,7 @@ MediaTime SKYLVelaDurationFromString(const std::optional<std::string_view>& stri
 }
 
 MediaTime SKYLVelaAdBreakTimeOffsetFromString(std::string_view string) {
+  if (string.size() > kMaxTimeStringLength) return SKYLVelaDurationFromString(string);
   std::string lower(string);
   std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) {
     return static_cast<char>(c < 0x80 ? std::tolower(c) : c);
@@ -116,7 +130,7 @@ MediaTime SKYLVelaSkipOffsetFromStringWithDuration(std::string_view string,
   if (offset.isValid()) return offset;
   SKYLVelaLog("Could not parse offset `%@` (must contain only characters from the character set "
               "`%%`).",
-              string);
+              loggable(string));
   return MediaTime::invalid();
 }
 

@@ -118,8 +118,10 @@ std::shared_ptr<const SKYLVelaTrackingEventsCollection> trackingByEventName(
   SKYLVelaTrackingEventsCollectionBuilder builder;
   if (trackingEvents) {
     for (const auto& tracking : trackingEvents->childrenWithTag("Tracking")) {
-      builder.addTrackingEventNamed(tracking.valueForAttribute("event").value_or(""),
-                                    urlOf(tracking));
+      // A Tracking without an event names nothing to fire it on.
+      if (auto event = tracking.valueForAttribute("event")) {
+        builder.addTrackingEventNamed(std::move(*event), urlOf(tracking));
+      }
     }
   }
   return std::move(builder).buildTrackingEventsCollection();
@@ -129,7 +131,9 @@ void addBreakTracking(SKYLVelaTrackingEventsCollectionBuilder& builder,
                       const OptionalElement& breakTracking, const std::string& completeMark) {
   if (!breakTracking) return;
   for (const auto& tracking : breakTracking->childrenWithTag("Tracking")) {
-    const std::string event = tracking.valueForAttribute("event").value_or("");
+    const auto eventAttribute = tracking.valueForAttribute("event");
+    if (!eventAttribute) continue;
+    const std::string& event = *eventAttribute;
     auto url = urlOf(tracking);
     if (event == kSKYLVelaTrackingEventsNameBreakStart) {
       builder.addTrackingEventNamed(event, "0", std::move(url));
@@ -146,7 +150,9 @@ void addLinearTracking(SKYLVelaTrackingEventsCollectionBuilder& builder, const E
   const auto trackingEvents = linear.firstChildWithTag("TrackingEvents");
   if (!trackingEvents) return;
   for (const auto& tracking : trackingEvents->childrenWithTag("Tracking")) {
-    const std::string event = tracking.valueForAttribute("event").value_or("");
+    const auto eventAttribute = tracking.valueForAttribute("event");
+    if (!eventAttribute) continue;
+    const std::string& event = *eventAttribute;
     auto url = urlOf(tracking);
     const auto offset = tracking.valueForAttribute("offset");
     if (offset && !equalsIgnoringASCIICase(event, "creativeView")) {
@@ -180,10 +186,9 @@ SKYLVelaAd::Verifications verificationsOf(const Element& inLine) {
     // Before VAST 4.1 verifications travelled in an extension.
     if (const auto extensions = inLine.firstChildWithTag("Extensions")) {
       for (const auto& extension : extensions->childrenWithTag("Extension")) {
-        if (extension.valueForAttribute("type") == "AdVerifications") {
-          container = extension.firstChildWithTag("AdVerifications");
-          break;
-        }
+        if (extension.valueForAttribute("type") != "AdVerifications") continue;
+        container = extension.firstChildWithTag("AdVerifications");
+        if (container) break;
       }
     }
   }

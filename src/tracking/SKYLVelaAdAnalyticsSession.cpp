@@ -1,5 +1,6 @@
 #include "tracking/SKYLVelaAdAnalyticsSession.h"
 
+#include "host/SKYLHostLog.h"
 #include "measurement/SKYLAdVerification.h"
 #include "measurement/SKYLViewableImpressionCollection.h"
 
@@ -28,8 +29,14 @@ void SKYLVelaAdAnalyticsSession::trackCreativeView() { fireNamed("creativeView")
 void SKYLVelaAdAnalyticsSession::trackAdVerifications() {
   if (!ad_) return;
   for (const auto& verification : ad_->adVerifications()) {
-    if (const auto request = verification->requestURLString()) {
-      digester_->digestEvent(URL::parse(*request));
+    const auto request = verification->requestURLString();
+    if (!request) continue;
+    // Parameters are usually JSON: their braces, quotes and spaces travel
+    // percent-encoded.
+    if (auto url = URL::parseEncodingInvalidCharacters(*request)) {
+      digester_->digestEvent(std::move(url));
+    } else {
+      SKYLHostLog(1, "SkylarkSSAI: verification request `%@` is not a URL; not sent", *request);
     }
   }
 }

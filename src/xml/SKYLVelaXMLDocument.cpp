@@ -7,6 +7,7 @@
 #include <libxml/parser.h>
 #include <libxml/xpath.h>
 
+#include "xml/DocumentLimits.h"
 #include "xml/SKYLVelaXMLError.h"
 
 namespace skylark {
@@ -26,6 +27,11 @@ Result<std::shared_ptr<SKYLVelaXMLDocument>> parse(std::string_view data, bool h
     return SKYLError(std::string(kSKYLVelaXMLErrorDomain), XML_ERR_NO_MEMORY)
         .withFailureReason("Document too large");
   }
+  if (!startTagsWithinAttributeLimit(data, kMaxAttributesPerElement)) {
+    return SKYLError(std::string(kSKYLVelaXMLErrorDomain), XML_ERR_ATTRIBUTE_REDEFINED)
+        .withFailureReason("An element has more than " +
+                           std::to_string(kMaxAttributesPerElement) + " attributes");
+  }
   const auto size = static_cast<int>(data.size());
   xmlResetLastError();
   XMLDocPtr tree = html ? htmlReadMemory(data.data(), size, "", nullptr, kParseOptions)
@@ -36,6 +42,15 @@ Result<std::shared_ptr<SKYLVelaXMLDocument>> parse(std::string_view data, bool h
     }
     return SKYLError(std::string(kSKYLVelaXMLErrorDomain), XML_ERR_DOCUMENT_EMPTY)
         .withFailureReason("Document is empty");
+  }
+  // Entities stay unexpanded in the tree; refuse a document whose reading
+  // would expand them far beyond its own size.
+  const size_t budget = entityExpansionBudget(data.size());
+  if (entityExpansionBytes(tree, budget) > budget) {
+    xmlFreeDoc(tree);
+    return SKYLError(std::string(kSKYLVelaXMLErrorDomain), XML_ERR_ENTITY_LOOP)
+        .withFailureReason("Entity references expand to more than " + std::to_string(budget) +
+                           " bytes");
   }
   return SKYLVelaXMLDocument::initWithDocument(tree);
 }

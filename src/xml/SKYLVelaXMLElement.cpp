@@ -79,8 +79,11 @@ const std::map<std::string, std::string>& SKYLVelaXMLElement::attributes() const
     attributes_.emplace();
     if (hasElementFields(node_)) {
       for (xmlAttrPtr attribute = node_->properties; attribute; attribute = attribute->next) {
-        const std::string name = text(attribute->name);
-        (*attributes_)[name] = valueForAttribute(name).value_or("");
+        // Read from the attribute node itself: looking each name up again
+        // would be quadratic in the number of attributes. The first of
+        // duplicate names wins, as in a lookup by name.
+        attributes_->emplace(text(attribute->name),
+                             adopt(xmlNodeListGetString(node_->doc, attribute->children, 1)));
       }
     }
   }

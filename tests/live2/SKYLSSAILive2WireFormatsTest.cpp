@@ -154,7 +154,8 @@ TEST(SKYLSSAILive2TrackingResponseTest, CorpusDocumentsDecodeOrFailCleanly) {
 }
 
 TEST(SKYLSSAILive2SessionTest, RequestBodyAndURLResolution) {
-  const auto body = nlohmann::json::parse(SKYLSSAILive2SessionRequest{{{"k", "v"}}}.encode());
+  const auto body =
+      nlohmann::json::parse(SKYLSSAILive2SessionRequest{{{"k", "v"}}}.encode().value());
   EXPECT_EQ(body, nlohmann::json::parse(
                       R"({"adsParams": {"k": "v"}, "adSignaling": {"enabled": true},
                           "reportingMode": "server"})"));
@@ -170,9 +171,22 @@ TEST(SKYLSSAILive2SessionTest, RequestBodyAndURLResolution) {
   ASSERT_FALSE(missing.ok());
   EXPECT_EQ(missing.error().code, SKYLSSAILive2ErrorCode::INVALID_SESSION);
   EXPECT_EQ(missing.error().message, "Session response missing manifestUrl or trackingUrl");
-  const auto broken = SKYLSSAILive2SessionURLs::resolve({"a b", "t"}, endpoint);
-  ASSERT_FALSE(broken.ok());
-  EXPECT_EQ(broken.error().code, SKYLSSAILive2ErrorCode::PARSE_ERROR);
+  const std::pair<std::string, std::string> unusable[] = {
+      {"a b", "t"},
+      {"file:///etc/passwd", "t"},
+      {"m.m3u8", "gopher://live.example.com/t"},
+  };
+  for (const auto& [manifestUrl, trackingUrl] : unusable) {
+    const auto broken = SKYLSSAILive2SessionURLs::resolve({manifestUrl, trackingUrl}, endpoint);
+    ASSERT_FALSE(broken.ok()) << manifestUrl;
+    EXPECT_EQ(broken.error().code, SKYLSSAILive2ErrorCode::PARSE_ERROR);
+    EXPECT_EQ(broken.error().message, "Failed to resolve session response URLs");
+  }
+
+  const auto invalidUTF8 = SKYLSSAILive2SessionRequest{{{"k", "\xff\xfe"}}}.encode();
+  ASSERT_FALSE(invalidUTF8.ok());
+  EXPECT_EQ(invalidUTF8.error().code, SKYLSSAILive2ErrorCode::PARSE_ERROR);
+  EXPECT_EQ(invalidUTF8.error().message, "Failed to build the session init body");
 
   EXPECT_FALSE(SKYLSSAILive2SessionInfo::decode("{\"manifestUrl\": 1}").ok());
   EXPECT_EQ(SKYLSSAILive2SessionInfo::decode("{\"trackingUrl\": \"t\"}")->trackingUrl, "t");

@@ -112,15 +112,21 @@ TEST(MediaTimeTest, Add_TimescaleBeyondMaximumIsRounded) {
 }
 
 TEST(MediaTimeTest, MultiplyByFloat64) {
+  // The timescale doubles to at least 65536 before rounding: 33 % of
+  // 00:00:30.030 is 761080/76800, not 9.91 s.
+  const MediaTime third = multiplyByFloat64(t(18018, 600), 0.33);
+  EXPECT_EQ(third.value, 761080);
+  EXPECT_EQ(third.timescale, 76800);
   EXPECT_EQ(multiplyByFloat64(t(12000, 600), 0.25), t(3000, 600));
-  EXPECT_EQ(multiplyByFloat64(t(12000, 600), 0.25).timescale, 600);
+  EXPECT_EQ(multiplyByFloat64(t(5, 100000), 3).timescale, 100000);
   EXPECT_FALSE(multiplyByFloat64(MediaTime::invalid(), 2).isValid());
   EXPECT_FALSE(multiplyByFloat64(t(1, 1), std::nan("")).isValid());
   EXPECT_TRUE(multiplyByFloat64(MediaTime::positiveInfinity(), -1).isNegativeInfinity());
   EXPECT_TRUE(multiplyByFloat64(MediaTime::positiveInfinity(), 0).isIndefinite());
   EXPECT_TRUE(multiplyByFloat64(t(kMax / 2, 1), 4).isPositiveInfinity());
   EXPECT_TRUE(multiplyByFloat64(t(1, 1), -1e300).isNegativeInfinity());
-  EXPECT_TRUE(multiplyByFloat64(t(1, 3), 0.5).hasBeenRounded());
+  EXPECT_TRUE(multiplyByFloat64(t(1, 65537), 0.5).hasBeenRounded());
+  EXPECT_FALSE(multiplyByFloat64(t(1, 3), 0.5).hasBeenRounded());
 }
 
 TEST(MediaTimeTest, SecondsAndDescription) {

@@ -20,6 +20,9 @@ TEST(NumberParserTest, DecimalAcceptsOnlyWholeNumbers) {
       {"12abc", std::nullopt}, {"1,000", std::nullopt}, {"5%", std::nullopt},
       {std::string("5\0", 2), std::nullopt},
       {"\xff\xfe", std::nullopt},
+      {"NaN", std::nullopt},   {"\xe2\x88\x9e", std::nullopt}, {"-\xe2\x88\x9e", std::nullopt},
+      {"1e400", std::nullopt}, {std::string(63, '0') + "7", 7},
+      {std::string(65, '1'), std::nullopt}, {std::string(9'000'000, '1'), std::nullopt},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(NumberParser::decimalEnUS().parse(c.text), c.expected) << c.text;
@@ -34,6 +37,7 @@ TEST(NumberParserTest, PercentReadsAFraction) {
   const Case cases[] = {
       {"25%", 0.25}, {"100%", 1.0}, {"12.5%", 0.125},
       {"00:00:05", std::nullopt}, {"abc", std::nullopt}, {"", std::nullopt},
+      {"NaN%", std::nullopt}, {std::string(9'000'000, '1') + "%", std::nullopt},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(NumberParser::percentEnUS().parse(c.text), c.expected) << c.text;

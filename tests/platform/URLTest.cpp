@@ -66,5 +66,25 @@ TEST(URLTest, RelativeReferencesResolveAgainstABase) {
   EXPECT_FALSE(URL::resolve("img.jpg", *URL::parse("img.jpg")));
 }
 
+TEST(URLTest, EncodingInvalidCharactersKeepsEscapesAndReservedCharacters) {
+  struct Case {
+    std::string text;
+    std::optional<std::string> expected;
+  };
+  const Case cases[] = {
+      {"https://v.example.com/v.js?{\"a\": [1, 2]}\n",
+       "https://v.example.com/v.js?%7B%22a%22:%20[1,%202]%7D%0A"},
+      {"https://v.example.com/p?x=%41%2&y=100%", "https://v.example.com/p?x=%41%252&y=100%25"},
+      {"https://v.example.com/caf\xc3\xa9?q=a|b", "https://v.example.com/caf%C3%A9?q=a%7Cb"},
+      {"https://v.example.com/keep-._~:/?#[]@!$&'()*+,;=", "https://v.example.com/keep-._~:/?#[]@!$&'()*+,;="},
+      {"", std::nullopt},
+      {"http://[bad", std::nullopt},
+  };
+  for (const auto& c : cases) {
+    const auto url = URL::parseEncodingInvalidCharacters(c.text);
+    EXPECT_EQ(url ? std::optional(url->absoluteString()) : std::nullopt, c.expected) << c.text;
+  }
+}
+
 }  // namespace
 }  // namespace skylark

@@ -30,10 +30,10 @@ TEST(SKYLVelaAdSequenceTest, DerivedTimes) {
   EXPECT_EQ(sequence.logicalOffset(), seconds(50));
 
   const SKYLVelaAdSequence empty(SKYLVelaAdSequence::Ads{});
-  for (const MediaTime& t :
-       {empty.beginTime(), empty.endTime(), empty.duration(), empty.logicalOffset()}) {
+  for (const MediaTime& t : {empty.beginTime(), empty.endTime(), empty.logicalOffset()}) {
     EXPECT_FALSE(t.isValid());
   }
+  EXPECT_EQ(empty.duration(), MediaTime::zero());  // nothing to play lasts no time
   EXPECT_TRUE(sequence.liveSsaiClientOptionsShowAdRemainingTime());
   EXPECT_EQ(sequence.liveSsaiTimingDataAdIndex(), 0);
 }

@@ -1,5 +1,6 @@
 #include "timeline/SKYLVelaVMAPParser.h"
 
+#include <chrono>
 #include <filesystem>
 
 #include <gtest/gtest.h>
@@ -281,6 +282,78 @@ TEST(SKYLVelaVMAPParserTest, ABreakWithoutVASTAdTakesNoTime) {
   const auto breaks = *timeline->adSequences();
   ASSERT_EQ(breaks.size(), 1u);
   EXPECT_EQ(breaks[0]->beginTime(), seconds(60));
+}
+
+TEST(SKYLVelaVMAPParserTest, TrackingWithoutEventSkipOffsetRuleAndVerificationFallback) {
+  const std::string linear = R"(
+        <TrackingEvents>
+          <Tracking>https://t.example.com/nameless</Tracking>
+          <Tracking event="start">https://t.example.com/start</Tracking>
+        </TrackingEvents>)";
+  const std::string inLine = R"(
+      <Extensions>
+        <Extension type="AdVerifications"><Note>empty</Note></Extension>
+        <Extension type="AdVerifications"><AdVerifications>
+          <Verification vendor="second"><JavaScriptResource>https://v.example.com/2.js</JavaScriptResource></Verification>
+        </AdVerifications></Extension>
+      </Extensions>)";
+  std::string breakText = adBreak("start", "00:00:30.030", "a", linear, inLine);
+  breakText.replace(breakText.find("<Linear>"), 8, "<Linear skipoffset=\"33%\">");
+  breakText.replace(breakText.find("<vmap:Tracking event=\"breakStart\">"), 34, "<vmap:Tracking>");
+  const auto timeline = parse(vmapDocument(breakText));
+  ASSERT_TRUE(timeline);
+  const auto ad = (*timeline->adSequences())[0]->ads()[0];
+  EXPECT_EQ(ad->skipOffset().value, 761080);
+  EXPECT_EQ(ad->skipOffset().timescale, 76800);
+  const auto& byName = ad->trackingEventsCollection()->eventsByName();
+  EXPECT_EQ(byName.count(""), 0u);
+  EXPECT_EQ(byName.count("breakStart"), 0u);
+  EXPECT_EQ(names(ad->trackingEventsCollection()->URLsForTrackingEventsAtOrAfter(seconds(0),
+                                                                                seconds(1))),
+            std::vector<std::string>{"https://t.example.com/start"});
+  ASSERT_EQ(ad->adVerifications().size(), 1u);
+  EXPECT_EQ(ad->adVerifications()[0]->vendor(), "second");
+}
+
+TEST(SKYLVelaVMAPParserTest, HostileSizesEndQuickly) {
+  struct Case {
+    std::string name;
+    std::string text;
+    bool parses;
+  };
+  std::string attributes;
+  for (int i = 0; i < 200000; ++i) attributes += " a" + std::to_string(i) + "=\"1\"";
+  std::string manyAttributes = adBreak("start", "00:00:10");
+  manyAttributes.replace(manyAttributes.find("<Linear>"), 8, "<Linear" + attributes + ">");
+  std::string longSkip = adBreak("start", "00:00:10");
+  longSkip.replace(longSkip.find("<Linear>"), 8,
+                   "<Linear skipoffset=\"" + std::string(9'000'000, '1') + "%\">");
+  std::string longPayload = vmapDocument(adBreak("start", "00:00:10"));
+  longPayload.insert(longPayload.find("payloadlength=\"") + 15, std::string(9'000'000, '1'));
+  std::string entities = vmapDocument(adBreak("start", "00:00:10", "&a;"));
+  entities.replace(entities.find("<vmap:VMAP"), 0,
+                   "<!DOCTYPE vmap:VMAP [<!ENTITY a \"" + std::string(4000, 'x') + "\">]>");
+  std::string manyReferences;
+  for (int i = 0; i < 50000; ++i) manyReferences += "&a;";
+  entities.replace(entities.find("Title &a;"), 9, manyReferences);
+  const Case cases[] = {
+      {"9 MB time offset", vmapDocument(adBreak(std::string(9'000'000, '0'), "00:00:10")), false},
+      {"9 MB skip offset", vmapDocument(longSkip), true},
+      {"9 MB payload length", longPayload, true},
+      {"200,000 attributes", vmapDocument(manyAttributes), false},
+      {"50,000 entity references", entities, false},
+  };
+  SKYLVelaLogConfigure(0);
+  for (const auto& c : cases) {
+    const auto start = std::chrono::steady_clock::now();
+    const auto result = SKYLVelaParseTimelineFromDataWithError(nullptr, c.text);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << c.name;
+    EXPECT_EQ(result.ok(), c.parses) << c.name;
+    if (!result.ok()) {
+      EXPECT_EQ(result.error().code, 4011) << c.name;
+    }
+  }
+  SKYLVelaLogConfigure(1);
 }
 
 TEST(SKYLVelaVMAPParserTest, EveryCorpusDocumentParsesOrFailsClearly) {

@@ -74,6 +74,35 @@ TEST(InspectCommandTest, FailuresPrintTheErrorAndExitWithOne) {
   EXPECT_EQ(json["error"]["code"], 4010);
 }
 
+TEST(InspectCommandTest, ErrorsNameTheirCause) {
+  test::LoopbackServer server([](httplib::Server& s) {
+    s.Get("/page", [](const httplib::Request&, httplib::Response& response) {
+      response.set_content("<html><body>Not an ad</body></html>", "text/html");
+    });
+  });
+  struct Case {
+    std::string source;
+    int exit;
+    std::string stderrHas;
+  };
+  const Case cases[] = {
+      {server.url("/redirect?to=file:///etc/passwd"), 1,
+       "error: SKYLVelaErrorDomain 4010: The VMAP document could not be downloaded. (HTTP "
+       "redirect to file:// refused)\n"},
+      {"/dev/zero", 1, "is larger than 16 MiB, the most an ad document may be."},
+      {server.url("/page"), 0, "warning: not a VMAP document"},
+  };
+  for (const auto& c : cases) {
+    std::ostringstream out, err;
+    EXPECT_EQ(runInspect({c.source, {}, false}, out, err), c.exit) << c.source;
+    EXPECT_NE(err.str().find(c.stderrHas), std::string::npos) << err.str();
+    EXPECT_EQ(out.str().find("(null)"), std::string::npos) << out.str();
+  }
+  SKYLError timedOut("SKYLVelaErrorDomain", 4010, "The VMAP document could not be downloaded.");
+  timedOut.withUnderlyingError(SKYLError("NSURLErrorDomain", -1001, "timed out after 60 s"));
+  EXPECT_EQ(errorText(timedOut), "The VMAP document could not be downloaded. (timed out after 60 s)");
+}
+
 TEST(InspectCommandTest, DownloadsWithTheDefaultUserAgentAndGivenHeaders) {
   const std::string vmap = test::vmapDocument(test::adBreak("start", "00:00:15"));
   test::LoopbackServer server([&](httplib::Server& s) {

@@ -33,7 +33,9 @@ class AnalyticsTest : public ::testing::Test {
                                  "</TrackingEvents>";
     const std::string verifications =
         "<AdVerifications><Verification vendor=\"v\"><JavaScriptResource apiFramework=\"omid\">" +
-        b("verify.js") + "</JavaScriptResource></Verification></AdVerifications>";
+        b("verify.js") +
+        "</JavaScriptResource><VerificationParameters><![CDATA[{\"k\": \"v w\"}\n]]>"
+        "</VerificationParameters></Verification></AdVerifications>";
     std::string text = test::vmapDocument(
         test::adBreak("00:00:10", "00:00:30", "ad", tracking, verifications), 130, 100);
     for (const auto& [from, to] : std::vector<std::pair<std::string, std::string>>{
@@ -86,7 +88,10 @@ TEST_F(AnalyticsTest, PlayingAnAdFromItsStartFiresEachBeaconAtItsUpdate) {
   play(9.5, 40.25);
   // The quartile marks are whole seconds (7, 15, 22); an offset fires on
   // the first update past it, since each update covers [previous, now).
-  const Fired expected = {"impression@10.00", "verify.js@10.00", "view@10.00",
+  // Open-measurement parameters are JSON: they go out percent-encoded.
+  const Fired expected = {"impression@10.00",
+                          "verify.js?%7B%22k%22:%20%22v%20w%22%7D%0A@10.00",
+                          "view@10.00",
                           "breakStart@10.25", "start@10.25",     "q1@17.25",
                           "mid@25.25",        "q3@32.25",        "complete@40.00",
                           "breakEnd@40.00"};

@@ -4,7 +4,6 @@
 #include <cctype>
 #include <fstream>
 #include <future>
-#include <sstream>
 
 #include "TimelineJSON.h"
 #include "TimelineTable.h"
@@ -12,6 +11,7 @@
 #include "host/SKYLSource.h"
 #include "platform/ASCIICase.h"
 #include "timeline/SKYLVelaTimelineLoader.h"
+#include "xml/SKYLVelaXMLDocument.h"
 
 namespace skylark::tool {
 namespace {
@@ -28,14 +28,30 @@ Result<std::shared_ptr<SKYLSource>> sourceFor(const std::string& source) {
   if (!file) {
     return SKYLError("NSCocoaErrorDomain", 260, "The file " + source + " could not be read.");
   }
-  std::stringstream bytes;
-  bytes << file.rdbuf();
-  return SKYLSource::initWithVMAPXMLData(bytes.str(), {});
+  // Files get the same cap as downloads: /dev/zero is a file too.
+  const size_t limit = URLSession::Configuration().maximumBodyBytes;
+  std::string bytes(limit + 1, '\0');
+  file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  bytes.resize(static_cast<size_t>(file.gcount()));
+  if (bytes.size() > limit) {
+    return SKYLError("NSCocoaErrorDomain", 260,
+                     "The file " + source + " is larger than " + std::to_string(limit >> 20) +
+                         " MiB, the most an ad document may be.");
+  }
+  return SKYLSource::initWithVMAPXMLData(std::move(bytes), {});
+}
+
+bool hasVMAPRoot(const std::shared_ptr<const std::string>& bytes) {
+  if (!bytes) return true;  // live and placeholder timelines have no document
+  auto document = SKYLVelaXMLDocument::XMLDocumentWithData(*bytes);
+  if (!document.ok()) return false;
+  const auto root = document.value()->rootElement();
+  return root && root->tag() == "VMAP";
 }
 
 void printError(const SKYLError& error, bool json, std::ostream& out, std::ostream& err) {
   if (json) {
-    out << errorJSON(error).dump(2) << "\n";
+    out << jsonText(errorJSON(error), 2) << "\n";
   } else {
     err << "error: " << error.domain << " " << error.code << ": " << errorText(error) << "\n";
   }
@@ -66,18 +82,22 @@ std::shared_ptr<SKYLVelaTimeline> loadTimeline(const std::string& sourceText,
   std::promise<void> loaded;
   loader->load([&loaded](auto) { loaded.set_value(); });
   loaded.get_future().wait();
-  if (!loader->resultTimeline()) {
+  const auto timeline = loader->resultTimeline();
+  if (!timeline) {
     printError(loader->error().value_or(SKYLError("SKYLVelaErrorDomain", 4011, "No timeline.")),
                json, out, err);
+  } else if (!hasVMAPRoot(timeline->vmapResponseData())) {
+    // The parse stands (an empty timeline), but a person wants to know why.
+    err << "warning: not a VMAP document (its root element is not VMAP): the timeline is empty\n";
   }
-  return loader->resultTimeline();
+  return timeline;
 }
 
 int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& err) {
   const auto timeline = loadTimeline(options.source, options.headers, options.json, out, err);
   if (!timeline) return 1;
   if (options.json) {
-    out << timelineJSON(*timeline).dump(2) << "\n";
+    out << jsonText(timelineJSON(*timeline), 2) << "\n";
   } else {
     printTimelineTable(*timeline, out);
   }

@@ -1,7 +1,6 @@
 #include "LiveCommand.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <mutex>
 #include <set>
 #include <thread>
@@ -12,6 +11,8 @@
 #include "TimelineJSON.h"
 #include "live2/SKYLSSAILive2Coordinator.h"
 #include "live2/SKYLSSAILive2Detector.h"
+#include "live2/SKYLSSAILive2SessionClient.h"
+#include "platform/DispatchQueue.h"
 #include "live2/SKYLSSAILive2Timeline.h"
 
 namespace skylark::tool {
@@ -30,7 +31,7 @@ class Printer {
   Printer(std::ostream& out, bool json) : out_(out), json_(json) {}
   void print(const Json& fields, const std::string& text) {
     std::lock_guard lock(mutex_);
-    out_ << (json_ ? fields.dump() : text) << "\n" << std::flush;
+    out_ << (json_ ? jsonText(fields) : text) << "\n" << std::flush;
   }
 
  private:
@@ -75,44 +76,30 @@ int runLive(const LiveOptions& options, const std::atomic<bool>& interrupted, st
                                                     "opening a session anyway");
 
   auto inner = options.fire ? std::static_pointer_cast<SKYLSSAILive2BeaconTransport>(
-                                  SKYLSSAILive2URLSessionBeaconTransport::create(URLSession::create()))
+                                  SKYLSSAILive2URLSessionBeaconTransport::create(
+                                  SKYLSSAILive2SessionClient::sharedSession()))
                             : nullptr;
   auto coordinator = SKYLSSAILive2Coordinator::create(
       *source, {}, std::make_shared<ReportingTransport>(printer, inner));
 
-  struct Opening {
-    std::mutex mutex;
-    std::condition_variable settled;
-    std::optional<bool> opened;
-  };
-  const auto opening = std::make_shared<Opening>();
-  coordinator->start(options.adsParams, [opening, printer](auto manifest, auto error) {
-    bool first = false;
-    {
-      std::lock_guard lock(opening->mutex);
-      first = !opening->opened.has_value();
-      if (first) opening->opened = manifest.has_value();
-    }
-    if (manifest && first) {
+  // The completion comes once, on the main queue, which this command runs.
+  std::optional<bool> opened;
+  coordinator->start(options.adsParams, [&opened, printer](auto manifest, auto error) {
+    opened = manifest.has_value();
+    if (manifest) {
       printer->print({{"session", "opened"}, {"manifest", manifest->absoluteString()}},
-                    "session opened; manifest " + manifest->absoluteString());
+                     "session opened; manifest " + manifest->absoluteString());
     } else if (error) {
-      printer->print(errorJSON(*error), "error: " + error->domain + " " + std::to_string(error->code) +
-                                           ": " + error->localizedDescription);
+      printer->print(errorJSON(*error), "error: " + error->domain + " " +
+                                            std::to_string(error->code) + ": " + errorText(*error));
     }
-    opening->settled.notify_all();
   });
-  {
-    std::unique_lock lock(opening->mutex);
-    opening->settled.wait_for(lock, std::chrono::seconds(15),
-                              [&] { return opening->opened.has_value(); });
-    if (!opening->opened.value_or(false)) {
-      const bool answered = opening->opened.has_value();
-      lock.unlock();
-      coordinator->stop();
-      if (!answered) err << "error: the session did not open within 15 s\n";
-      return 1;
-    }
+  Dispatch::main().runUntil([&] { return opened.has_value() || interrupted; },
+                            std::chrono::seconds(15));
+  if (!opened.value_or(false)) {
+    coordinator->stop();  // cancels a session request still in flight
+    if (!opened && !interrupted) err << "error: the session did not open within 15 s\n";
+    return 1;
   }
 
   const auto delay = std::chrono::milliseconds(static_cast<int64_t>(options.playheadDelay * 1000));
@@ -157,7 +144,7 @@ int runLive(const LiveOptions& options, const std::atomic<bool>& interrupted, st
       playing = now;
     }
     coordinator->update(playhead);
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    Dispatch::main().runUntil([&] { return interrupted.load(); }, std::chrono::milliseconds(500));
   }
   coordinator->stop();
   return 0;

@@ -1,5 +1,6 @@
 #include "SimulateCommand.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -89,14 +90,21 @@ class Simulation {
           playhead = seek(options_.seeks[i].second);
         }
       }
+      if (forward ? playhead >= limit - 1e-9 : playhead <= limit + 1e-9) break;
+      // The last update lands exactly on the limit, whatever the step, so
+      // a post-roll's exit, "complete" and "breakEnd" are seen.
       const double next = playhead + delta;
-      if (forward ? next > limit + 1e-9 : next < limit - 1e-9) break;
-      playhead = next;
+      playhead = forward ? std::min(next, limit) : std::max(next, limit);
     }
     if (options_.fire) waiting_->waitForAll(std::chrono::seconds(10));
   }
 
  private:
+  // The timeline's content time of the playhead.
+  MediaTime contentTime() const {
+    return tracker_.timeline()->contentTimeAtAbsoluteTime(MediaTime::makeWithSeconds(now_, 600));
+  }
+
   static bool reached(double playhead, double at, bool forward) {
     return forward ? playhead >= at - 1e-9 : playhead <= at + 1e-9;
   }
@@ -106,14 +114,12 @@ class Simulation {
     tracker_.setAbsoluteTime(MediaTime::makeWithSeconds(t, 600));
   }
 
-  // A player seek: the tracker is suspended during the jump, then placed at
-  // the new time without announcing the transition.
+  // A player seek: the tracker is suspended for the jump and resumed; the
+  // next update announces what changed (the old ad left, the new entered).
   double seek(double to) {
     tracker_.setSuspendProgress(true);
     moveTo(to);
     tracker_.setSuspendProgress(false);
-    now_ = to;
-    tracker_.forceAbsoluteTime(MediaTime::makeWithSeconds(to, 600));
     return to;
   }
 
@@ -136,7 +142,7 @@ class Simulation {
     const auto ad = properties ? properties->ad : nullptr;
     const auto sequence = properties ? properties->adSequence : nullptr;
     if (options_.json) {
-      Json line{{"t", now_}, {"content", timeJSON(tracker_.contentTime().get())},
+      Json line{{"t", now_}, {"content", timeJSON(contentTime())},
                 {"event", std::string(event.trackerType())}};
       if (ad) line["adId"] = ad->adId();
       if (sequence) line["sequenceBegin"] = timeJSON(sequence->beginTime());
@@ -146,7 +152,7 @@ class Simulation {
       if (event.type() == SKYLVelaProgressTrackerEvent::ExitAd) {
         line["skipped"] = properties && properties->skippedAd.value_or(false);
       }
-      out_ << line.dump() << "\n";
+      out_ << jsonText(line) << "\n";
       return;
     }
     std::string detail;
@@ -160,18 +166,19 @@ class Simulation {
       detail += " skipped";
     }
     out_ << fmt::format("{:>9.3f}  content {:>9.3f}  {}{}\n", now_,
-                        seconds(tracker_.contentTime().get()), event.trackerType(), detail);
+                        seconds(contentTime()), event.trackerType(), detail);
   }
 
   void printBeacon(const std::string& url) {
     if (options_.json) {
-      out_ << Json{{"t", now_}, {"content", timeJSON(tracker_.contentTime().get())}, {"beacon", url}}
-                  .dump()
+      out_ << jsonText(Json{{"t", now_},
+                            {"content", timeJSON(contentTime())},
+                            {"beacon", url}})
            << "\n";
       return;
     }
     out_ << fmt::format("{:>9.3f}  content {:>9.3f}  beacon {}{}\n", now_,
-                        seconds(tracker_.contentTime().get()), url,
+                        seconds(contentTime()), url,
                         options_.fire ? "" : " (not sent)");
   }
 

@@ -151,9 +151,33 @@ Json timelineJSON(const SKYLVelaTimeline& timeline) {
               {"adSequences", sequences}};
 }
 
-std::string errorText(const SKYLError& error) {
+namespace {
+
+std::string ownText(const SKYLError& error) {
   if (!error.localizedDescription.empty()) return error.localizedDescription;
   return error.failureReason.value_or("");
+}
+
+}  // namespace
+
+std::string errorText(const SKYLError& error) {
+  // The cause is what a person can act on: follow the underlying errors.
+  std::string causes;
+  for (const SKYLError* cause = error.underlyingError.get(); cause;
+       cause = cause->underlyingError.get()) {
+    const std::string text = ownText(*cause);
+    if (text.empty()) continue;
+    causes += (causes.empty() ? "" : ": ") + text;
+  }
+  if (causes.empty() && !error.localizedDescription.empty() && error.failureReason) {
+    causes = *error.failureReason;
+  }
+  const std::string own = ownText(error);
+  return causes.empty() ? own : own + " (" + causes + ")";
+}
+
+std::string jsonText(const Json& value, int indent) {
+  return value.dump(indent, ' ', false, Json::error_handler_t::replace);
 }
 
 Json errorJSON(const SKYLError& error) {

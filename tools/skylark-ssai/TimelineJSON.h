@@ -18,6 +18,10 @@ Json timeJSON(const MediaTime& time);
 // break with its ads, beacons, companions, verifications and extensions.
 Json timelineJSON(const SKYLVelaTimeline& timeline);
 
+// The JSON text of a value; bytes that are not UTF-8 become U+FFFD, so no
+// document or argument can make the output throw.
+std::string jsonText(const Json& value, int indent = -1);
+
 // {"error": {"domain", "code", "description"}}
 Json errorJSON(const SKYLError& error);
 

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include "platform/Description.h"
 
 namespace skylark::tool {
 namespace {
@@ -31,7 +30,8 @@ size_t companionCount(const SKYLVelaAd& ad) {
 
 void printTimelineTable(const SKYLVelaTimeline& timeline, std::ostream& out) {
   const auto sequences = timeline.adSequences();
-  out << fmt::format("Stream    {}\n", describe(timeline.velaURL()));
+  const auto& stream = timeline.velaURL();
+  out << fmt::format("Stream    {}\n", stream ? stream->absoluteString() : "none");
   out << fmt::format("Length    {} s stream, {} s content{}\n", seconds(timeline.payloadLength()),
                      seconds(timeline.contentLength()), timeline.isLiveSSAI() ? " (live)" : "");
   out << fmt::format("Breaks    {}\n\n", sequences->size());

@@ -8,6 +8,7 @@
 //
 // Exit codes: 0 success, 1 the work failed, 2 usage error.
 #include <atomic>
+#include <cmath>
 #include <csignal>
 #include <iostream>
 
@@ -23,6 +24,37 @@ constexpr int kUsageError = 2;
 
 std::atomic<bool> gInterrupted{false};
 void interrupt(int) { gInterrupted = true; }
+
+// Seconds and rates the tool can compute with: finite, and small enough
+// that no clock arithmetic overflows (a billion seconds is 31 years).
+constexpr double kMaxSeconds = 1e9;
+
+double parseFinite(const std::string& text) {
+  size_t used = 0;
+  const double value = std::stod(text, &used);
+  if (used != text.size() || !std::isfinite(value) || std::fabs(value) > kMaxSeconds) {
+    throw std::invalid_argument(text);
+  }
+  return value;
+}
+
+CLI::Validator finiteNumber(bool positive, bool allowZero) {
+  return CLI::Validator(
+      [positive, allowZero](std::string& text) -> std::string {
+        double value = 0;
+        try {
+          value = parseFinite(text);
+        } catch (const std::exception&) {
+          return "expected a finite number of at most 1e9, got " + text;
+        }
+        if (positive && (value < 0 || (value == 0 && !allowZero))) {
+          return std::string("expected a ") + (allowZero ? "non-negative" : "positive") +
+                 " number, got " + text;
+        }
+        return {};
+      },
+      positive ? (allowZero ? "NONNEGATIVE" : "POSITIVE") : "NUMBER");
+}
 
 void addHeaderOption(CLI::App& command, std::vector<std::string>& headers) {
   command
@@ -71,22 +103,25 @@ int main(int argc, char** argv) {
       ->required();
   addHeaderOption(*simulateCommand, simulateHeaders);
   simulateCommand->add_option("--step", simulate.step, "Seconds per update at rate 1 (0.25)")
-      ->check(CLI::PositiveNumber);
-  simulateCommand->add_option("--rate", simulate.rate, "Playback rate; negative plays backwards");
-  simulateCommand->add_option("--until", simulate.until, "Stop at this absolute time (seconds)");
+      ->check(finiteNumber(true, false));
+  simulateCommand->add_option("--rate", simulate.rate, "Playback rate; negative plays backwards")
+      ->check(finiteNumber(false, false));
+  simulateCommand->add_option("--until", simulate.until, "Stop at this absolute time (seconds)")
+      ->check(finiteNumber(false, false));
   simulateCommand
       ->add_option("--seek-at", seeks, "AT:TO: at playhead AT, seek to TO (absolute seconds)")
       ->each([](const std::string& seek) {
         const size_t colon = seek.find(':');
         try {
           if (colon == std::string::npos) throw std::invalid_argument(seek);
-          (void)std::stod(seek.substr(0, colon));
-          (void)std::stod(seek.substr(colon + 1));
+          (void)parseFinite(seek.substr(0, colon));
+          (void)parseFinite(seek.substr(colon + 1));
         } catch (const std::exception&) {
           throw CLI::ValidationError("--seek-at", "expected AT:TO in seconds, got " + seek);
         }
       });
-  simulateCommand->add_option("--skip-at", simulate.skips, "At playhead AT, skip the ad playing");
+  simulateCommand->add_option("--skip-at", simulate.skips, "At playhead AT, skip the ad playing")
+      ->check(finiteNumber(false, false));
   simulateCommand->add_flag("--fire", simulate.fire, "Send the beacons (otherwise only report)");
   simulateCommand->add_flag("--json", simulate.json, "Print one JSON object per line");
 
@@ -104,9 +139,9 @@ int main(int argc, char** argv) {
       });
   liveCommand->add_option("--playhead-delay", live.playheadDelay,
                           "Seconds the playhead stays behind now (10)")
-      ->check(CLI::NonNegativeNumber);
+      ->check(finiteNumber(true, true));
   liveCommand->add_option("--duration", live.duration, "Seconds to follow the stream (60)")
-      ->check(CLI::NonNegativeNumber);
+      ->check(finiteNumber(true, true));
   liveCommand->add_flag("--fire", live.fire, "Send the beacons (otherwise only report)");
   liveCommand->add_flag("--json", live.json, "Print one JSON object per line");
 
@@ -131,7 +166,8 @@ int main(int argc, char** argv) {
     }
     for (const auto& seek : seeks) {
       const size_t colon = seek.find(':');
-      simulate.seeks.emplace_back(std::stod(seek.substr(0, colon)), std::stod(seek.substr(colon + 1)));
+      simulate.seeks.emplace_back(parseFinite(seek.substr(0, colon)),
+                                  parseFinite(seek.substr(colon + 1)));
     }
     return skylark::tool::runSimulate(simulate, std::cout, std::cerr);
   }
