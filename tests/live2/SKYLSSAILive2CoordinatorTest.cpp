@@ -7,6 +7,7 @@
 #include <httplib.h>
 
 #include "host/SKYLHostLog.h"
+#include "live2/SKYLSSAILive2SessionClient.h"
 #include "live2/SKYLSSAILive2Time.h"
 #include "live2/SKYLSSAILive2Timeline.h"
 #include "support/LogCapture.h"
@@ -75,7 +76,7 @@ class SKYLSSAILive2CoordinatorTest : public ::testing::Test {
     dependencies.pollInterval = 60;  // one poll is all these tests need
     coordinator_ = SKYLSSAILive2Coordinator::create(
         *URL::parse(service_.sessionURL()), std::move(dependencies),
-        SKYLSSAILive2URLSessionBeaconTransport::create(URLSession::create()));
+        SKYLSSAILive2URLSessionBeaconTransport::create(SKYLSSAILive2SessionClient::sharedSession()));
     const std::string base = service_.sessionURL().substr(0, service_.sessionURL().find("/v1"));
     coordinator_->resume(*URL::parse(base + "/live/m.m3u8"), *URL::parse(base + "/live/tracking"),
                          nullptr);
@@ -86,7 +87,9 @@ class SKYLSSAILive2CoordinatorTest : public ::testing::Test {
     }
     ASSERT_FALSE(coordinator_->timelineHandle().timeline->entries().empty());
   }
-  void TearDown() override { coordinator_->stop(); }
+  void TearDown() override {
+    if (coordinator_) coordinator_->stop();
+  }
 
   // How many times the sink received each beacon, once `count` arrived.
   std::map<std::string, int> received(size_t count) {
@@ -190,6 +193,65 @@ TEST_F(SKYLSSAILive2CoordinatorTest, ConcurrentUpdatesFireEachBeaconOnce) {
   }
   for (auto& player : players) player.join();
   for (const auto& [name, count] : received(10)) EXPECT_EQ(count, 1) << name;
+}
+
+TEST_F(SKYLSSAILive2CoordinatorTest, AfterStopExplicitCallsAndUpdatesStillSend) {
+  coordinator_->stop();
+  coordinator_->fireAdPaused("x");
+  coordinator_->fireClickTracking("x");
+  coordinator_->update(at("10:00:00.500"));
+  EXPECT_EQ(received(5), (Counts{{"x-pause", 1}, {"x-clickTracking", 1}, {"x-impression", 1},
+                                 {"x-start", 1}, {"x-creativeView", 1}}));
+}
+
+TEST_F(SKYLSSAILive2CoordinatorTest, BeaconsHandedToTheNetworkOutliveTheCoordinator) {
+  coordinator_->fireAdPaused("x");
+  coordinator_->fireAdResumed("x");
+  coordinator_->stop();
+  coordinator_.reset();
+  EXPECT_EQ(received(2), (Counts{{"x-pause", 1}, {"x-resume", 1}}));
+}
+
+TEST(SKYLSSAILive2CoordinatorStartTest, TheCompletionRunsOnceOnTheMainQueue) {
+  MockLiveService service;
+  service.scriptTracking({{500, "", 0}});  // every poll fails after the session opened
+  SKYLSSAILive2SessionController::Dependencies dependencies;
+  dependencies.pollInterval = 0.02;
+  auto coordinator = SKYLSSAILive2Coordinator::create(
+      *URL::parse(service.sessionURL()), std::move(dependencies),
+      SKYLSSAILive2URLSessionBeaconTransport::create(SKYLSSAILive2SessionClient::sharedSession()));
+  std::vector<std::string> calls;
+  coordinator->start({}, [&](auto manifest, auto error) {
+    EXPECT_TRUE(Dispatch::main().isCurrent());
+    calls.push_back(manifest ? "manifest" : "error " + error->description());
+  });
+  ASSERT_TRUE(service.waitForPolls(3, 5s));
+  Dispatch::main().runUntil([] { return false; }, 100ms);
+  coordinator->stop();
+  EXPECT_EQ(calls, std::vector<std::string>{"manifest"});
+
+  // A session that cannot open reports why, once.
+  MockLiveService refusing;
+  refusing.setSessionAnswer({503, "busy", 0});
+  auto failing = SKYLSSAILive2Coordinator::create(*URL::parse(refusing.sessionURL()));
+  calls.clear();
+  failing->start({}, [&](auto manifest, auto) { calls.push_back(manifest ? "manifest" : "error"); });
+  Dispatch::main().runUntil([&] { return !calls.empty(); }, 5s);
+  Dispatch::main().runUntil([] { return false; }, 50ms);
+  EXPECT_EQ(calls, std::vector<std::string>{"error"});
+}
+
+TEST(SKYLSSAILive2BeaconTransportTest, ABeaconThatIsNotHTTPIsDroppedAtOnce) {
+  test::LogCapture log;
+  std::atomic<int> scheduled{0};
+  auto transport = SKYLSSAILive2URLSessionBeaconTransport::create(
+      SKYLSSAILive2SessionClient::sharedSession(), 5.0, {1.0, 2.0, 4.0},
+      [&](double, std::function<void()>) { ++scheduled; });
+  transport->send(*URL::parse("file:///etc/passwd"));
+  EXPECT_EQ(log.messages(), std::vector<std::string>{
+                                "SkylarkSSAI: Meridian Live beacon file:///etc/passwd. dropped, "
+                                "not an http(s) URL"});
+  EXPECT_EQ(scheduled.load(), 0);
 }
 
 TEST(SKYLSSAILive2BeaconTransportTest, DropsPermanentFailuresAndRetriesThreeTimes) {

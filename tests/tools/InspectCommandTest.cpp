@@ -5,7 +5,9 @@
 
 #include <sys/wait.h>
 
+#include <cstdio>
 #include <cstdlib>
+#include <thread>
 #include <fstream>
 #include <sstream>
 
@@ -170,6 +172,51 @@ TEST(SimulateCommandTest, PrintsEventsAndTheBeaconsTheyCauseInOrder) {
   EXPECT_EQ((*skipped)["t"], 15.45);  // the skip lands 0.2 s past the ad; the next update sees it
 }
 
+TEST(SimulateCommandTest, ASeekIsAPlayerSeekAndTheLastUpdateIsTheStreamsEnd) {
+  // Two 30 s breaks, at the start and at the end of a 100 s stream; the
+  // complete beacon of each ad is named after it.
+  const auto complete = [](const std::string& id) {
+    return "<TrackingEvents><Tracking event=\"complete\">https://beacon.example.com/complete/" +
+           id + "</Tracking></TrackingEvents>";
+  };
+  const std::string path = ::testing::TempDir() + "simulate-seek.xml";
+  std::ofstream(path) << test::vmapDocument(
+      test::adBreak("start", "00:00:30", "pre", complete("pre")) +
+          test::adBreak("end", "00:00:30", "post", complete("post")),
+      100, 40);
+  SimulateOptions options;
+  options.source = path;
+  options.json = true;
+  options.step = 7;  // 100 is no multiple of it
+  options.seeks = {{14, 72}};
+  std::ostringstream out, err;
+  ASSERT_EQ(runSimulate(options, out, err), 0) << err.str();
+  std::vector<std::string> lines;
+  double last = 0;
+  for (const auto& line : jsonLines(out.str())) {
+    last = line["t"].get<double>();
+    if (line.value("event", "") == "AdProgress") continue;
+    lines.push_back(line.contains("event")
+                        ? line["event"].get<std::string>() + " " + line.value("adId", "")
+                        : line["beacon"].get<std::string>().substr(27));
+    if (line["t"] == 79) {
+      EXPECT_EQ(line["content"], 40);  // inside the post-roll: the content has ended
+    }
+  }
+  // Steps of 7 s are too long for offset beacons (break start) to fire.
+  // The seek exits the pre-roll (the analytics complete an ad left
+  // unskipped) and the next update enters the post-roll; the final update
+  // at exactly 100 s completes it.
+  const std::vector<std::string> expected = {
+      "EnterAdSequence ", "EnterAd pre",     "imp/pre",       "ExitAd pre",
+      "complete/pre",     "break/end/pre",   "ExitAdSequence ", "EnterAdSequence ",
+      "EnterAd post",     "imp/post",        "ExitAd post",   "complete/post",
+      "break/end/post",   "ExitAdSequence "};
+  EXPECT_EQ(lines, expected) << out.str();
+  EXPECT_EQ(last, 100);
+  std::remove(path.c_str());
+}
+
 TEST(SimulateCommandTest, FireSendsEveryBeacon) {
   test::LoopbackServer sink([](httplib::Server& s) {
     s.Get(R"(/b/.*)", [](const httplib::Request&, httplib::Response& r) { r.status = 204; });
@@ -234,6 +281,44 @@ TEST(LiveCommandTest, ASessionThatCannotOpenSaysWhy) {
   EXPECT_NE(out.str().find("error: SKYLSSAILive2ErrorDomain 4: Session init failed with HTTP 503"),
             std::string::npos)
       << out.str();
+}
+
+TEST(LiveCommandTest, InterruptingAStalledSessionRequestEndsAtOnce) {
+  test::MockLiveService service;
+  service.setSessionAnswer({200, test::MockLiveService::relativeSessionBody(), 8000});
+  LiveOptions options;
+  options.sourceURL = service.sessionURL();
+  std::atomic<bool> interrupted{false};
+  std::thread ctrlC([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    interrupted = true;
+  });
+  std::ostringstream out, err;
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(runLive(options, interrupted, out, err), 1);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+  ctrlC.join();
+}
+
+TEST(ToolJSONTest, InvalidUTF8BecomesReplacementCharacters) {
+  const std::string bad = "T\xff\xfe";
+  EXPECT_EQ(jsonText(Json{{"title", bad}}), "{\"title\":\"T\xef\xbf\xbd\xef\xbf\xbd\"}");
+
+  std::string vmap = test::vmapDocument(test::adBreak("start", "00:00:15", "ad\xff"));
+  const std::string path = ::testing::TempDir() + "skylark-bad-utf8.xml";
+  std::ofstream(path, std::ios::binary) << vmap;
+  std::ostringstream out, err;
+  EXPECT_EQ(runInspect({path, {}, true}, out, err), 0) << err.str();
+  EXPECT_NE(out.str().find("ad\xef\xbf\xbd"), std::string::npos);
+
+  SimulateOptions simulate;
+  simulate.source = path;
+  simulate.json = true;
+  simulate.step = 5;
+  std::ostringstream simOut, simErr;
+  EXPECT_EQ(runSimulate(simulate, simOut, simErr), 0) << simErr.str();
+  EXPECT_NE(simOut.str().find("\"adId\":\"ad\xef\xbf\xbd\""), std::string::npos) << simOut.str();
+  std::remove(path.c_str());
 }
 
 }  // namespace
