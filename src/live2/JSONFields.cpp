@@ -1,5 +1,7 @@
 #include "live2/JSONFields.h"
 
+#include <cmath>
+
 #include "live2/SKYLSSAILive2Time.h"
 
 namespace skylark::live2_json {
@@ -89,10 +91,23 @@ std::optional<bool> optionalBool(const Json& object, const char* key) {
   return value->get<bool>();
 }
 
+namespace {
+
+// No time or size of the live service comes near a billion (31 years in
+// seconds); larger numbers would overflow date arithmetic downstream.
+constexpr double kLargestNumber = 1e9;
+
+std::optional<double> withinRange(std::optional<double> value) {
+  if (!value || !std::isfinite(*value) || std::fabs(*value) > kLargestNumber) return std::nullopt;
+  return value;
+}
+
+}  // namespace
+
 std::optional<double> lenientNumber(const Json& object, const char* key) {
   const Json* value = present(object, key);
   if (!value || !value->is_number()) return std::nullopt;
-  return value->get<double>();
+  return withinRange(value->get<double>());
 }
 
 std::optional<std::string> lenientString(const Json& object, const char* key) {
@@ -105,7 +120,7 @@ double duration(const Json& object, const char* secondsKey, const char* stringKe
   const auto seconds = lenientNumber(object, secondsKey);
   if (seconds && *seconds != 0) return *seconds;
   if (const auto text = lenientString(object, stringKey)) {
-    if (const auto parsed = SKYLSSAILive2ParseTimeDuration(*text)) return *parsed;
+    if (const auto parsed = withinRange(SKYLSSAILive2ParseTimeDuration(*text))) return *parsed;
   }
   return seconds.value_or(0);
 }

@@ -193,7 +193,8 @@ void SKYLSSAILive2Coordinator::update(SystemTime forPlayheadDate) {
 
 std::vector<SKYLSSAILive2AdInfo> SKYLSSAILive2Coordinator::ads(const std::string& forAvailId) const {
   std::vector<SKYLSSAILive2AdInfo> infos;
-  for (const auto& entry : controller_->timeline()->entries()) {
+  const auto snapshot = controller_->timeline()->snapshot();
+  for (const auto& entry : snapshot->entries) {
     if (entry.availId == forAvailId && presentable(entry)) infos.push_back(adInfo(entry));
   }
   return infos;
@@ -201,7 +202,8 @@ std::vector<SKYLSSAILive2AdInfo> SKYLSSAILive2Coordinator::ads(const std::string
 
 int64_t SKYLSSAILive2Coordinator::presentableAdCount(const std::string& forAvailId) const {
   int64_t count = 0;
-  for (const auto& entry : controller_->timeline()->entries()) {
+  const auto snapshot = controller_->timeline()->snapshot();
+  for (const auto& entry : snapshot->entries) {
     if (entry.availId == forAvailId && presentable(entry)) ++count;
   }
   return count;
@@ -221,7 +223,7 @@ std::optional<SKYLSSAILive2AdCountdown> SKYLSSAILive2Coordinator::countdown(Syst
       entry->durationInSeconds - secondsBetween(*entry->programDate, at);
   countdown.remainingInBreak = countdown.remainingInCurrentAd;
   bool after = false;
-  for (const auto& other : controller_->timeline()->entries()) {
+  for (const auto& other : controller_->timeline()->snapshot()->entries) {
     if (other.availId != entry->availId || !presentable(other)) continue;
     ++countdown.adCount;
     if (after) countdown.remainingInBreak += other.durationInSeconds;
@@ -243,21 +245,18 @@ std::optional<SystemTime> SKYLSSAILive2Coordinator::seekTargetDate(SystemTime fr
     SystemTime end;
     SystemTime firstAd;
   };
+  // Entries come avail by avail, in avail order: one pass finds the spans.
   std::vector<Span> spans;
-  const auto entries = controller_->timeline()->entries();
-  for (const auto& id : controller_->timeline()->availOrder()) {
-    std::optional<Span> span;
-    for (const auto& entry : entries) {
-      if (entry.availId != id || !presentable(entry) || !entry.programDate) continue;
-      const SystemTime end = plusSeconds(*entry.programDate, entry.durationInSeconds);
-      if (!span) {
-        span = Span{id, *entry.programDate, end, *entry.programDate};
-      } else {
-        span->start = std::min(span->start, *entry.programDate);
-        span->end = std::max(span->end, end);
-      }
+  const auto snapshot = controller_->timeline()->snapshot();
+  for (const auto& entry : snapshot->entries) {
+    if (!presentable(entry) || !entry.programDate) continue;
+    const SystemTime end = plusSeconds(*entry.programDate, entry.durationInSeconds);
+    if (spans.empty() || spans.back().availId != entry.availId) {
+      spans.push_back(Span{entry.availId, *entry.programDate, end, *entry.programDate});
+    } else {
+      spans.back().start = std::min(spans.back().start, *entry.programDate);
+      spans.back().end = std::max(spans.back().end, end);
     }
-    if (span) spans.push_back(*span);
   }
   std::optional<SystemTime> target;
   for (const auto& span : spans) {
@@ -273,7 +272,8 @@ std::vector<SKYLSSAILive2VerificationInfo> SKYLSSAILive2Coordinator::verificatio
 
 std::optional<SKYLSSAILive2TimelineEntry> SKYLSSAILive2Coordinator::firstEntry(
     const std::string& adId) const {
-  for (const auto& entry : controller_->timeline()->entries()) {
+  const auto snapshot = controller_->timeline()->snapshot();
+  for (const auto& entry : snapshot->entries) {
     if (entry.adId == adId) return entry.ad ? std::optional(entry) : std::nullopt;
   }
   return std::nullopt;

@@ -8,7 +8,8 @@ std::vector<SKYLSSAILive2VerificationInfo> SKYLSSAILive2OMID::verifications(
     const std::string& adId, const SKYLSSAILive2TimelineHandle& timeline) {
   std::vector<SKYLSSAILive2VerificationInfo> infos;
   if (!timeline.timeline) return infos;
-  for (const auto& entry : timeline.timeline->entries()) {
+  const auto snapshot = timeline.timeline->snapshot();
+  for (const auto& entry : snapshot->entries) {
     if (entry.adId != adId) continue;
     if (!entry.ad) return infos;
     for (const auto& verification : entry.ad->adVerifications) {

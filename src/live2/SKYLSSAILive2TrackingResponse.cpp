@@ -101,7 +101,7 @@ SKYLSSAILive2Avail decodeAvail(const Json& o) {
       avail.adMarkerDuration ? SKYLSSAILive2ParseTimeDuration(*avail.adMarkerDuration) : std::nullopt;
   if (markerSeconds && *markerSeconds > 0) {
     avail.durationInSeconds = *markerSeconds;
-  } else if (marker && *marker > 0) {
+  } else if (marker && *marker > 0 && *marker <= 1e9) {
     avail.durationInSeconds = *marker;
   } else {
     avail.durationInSeconds = duration(o, "durationInSeconds", "duration");

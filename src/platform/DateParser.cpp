@@ -1,5 +1,7 @@
 #include "platform/DateParser.h"
 
+#include <cmath>
+
 #include <string>
 
 #include <unicode/udat.h>
@@ -40,7 +42,12 @@ std::optional<SystemTime> DateParser::parse(std::string_view text) const {
   UErrorCode status = U_ZERO_ERROR;
   const UDate millis = udat_parse(impl_->format, reinterpret_cast<const UChar*>(utf16->data()),
                                   length, &position, &status);
-  if (U_FAILURE(status) || position != length) return std::nullopt;
+  // Years 0 to 9999 only: anything further would overflow date arithmetic.
+  constexpr double kLimitMillis = 253402300800000.0;
+  if (U_FAILURE(status) || position != length || !std::isfinite(millis) ||
+      std::fabs(millis) > kLimitMillis) {
+    return std::nullopt;
+  }
   return SystemTime(std::chrono::milliseconds(static_cast<int64_t>(millis)));
 }
 

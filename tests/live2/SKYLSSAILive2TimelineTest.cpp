@@ -1,5 +1,7 @@
 #include "live2/SKYLSSAILive2Timeline.h"
 
+#include <chrono>
+
 #include <gtest/gtest.h>
 
 #include "live2/SKYLSSAILive2Time.h"
@@ -106,6 +108,45 @@ TEST(SKYLSSAILive2TimelineTest, OverlappingDatesStillFindTheFirstEntry) {
   (void)timeline.merge(answer({avail("a1", 0, 30, {ad("long", 0, 30, "2024-05-01T10:00:00Z"),
                                                   ad("inner", 5, 5, "2024-05-01T10:00:05Z")})}));
   EXPECT_EQ(timeline.entry(at("2024-05-01T10:00:06Z"))->adId, "long");
+}
+
+TEST(SKYLSSAILive2TimelineTest, MergingIsLinearAndTheAvailsKeptAreBounded) {
+  std::vector<SKYLSSAILive2Avail> many;
+  for (int i = 0; i < 50000; ++i) many.push_back(avail("a" + std::to_string(i), i * 60.0, 30, {}));
+  SKYLSSAILive2Timeline timeline;
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_TRUE(timeline.merge(answer(std::move(many))));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+  auto order = timeline.availOrder();
+  ASSERT_EQ(order.size(), SKYLSSAILive2Timeline::kMaxAvails);
+  EXPECT_EQ(order.back(), "a49999");  // the newest are kept
+
+  // A service announcing 500 new avails on every poll.
+  for (int poll = 0; poll < 10; ++poll) {
+    std::vector<SKYLSSAILive2Avail> fresh;
+    for (int i = 0; i < 500; ++i) {
+      fresh.push_back(avail("p" + std::to_string(poll) + "-" + std::to_string(i), 0, 30, {}));
+    }
+    EXPECT_TRUE(timeline.merge(answer(std::move(fresh))));
+    EXPECT_LE(timeline.availOrder().size(), SKYLSSAILive2Timeline::kMaxAvails);
+  }
+  EXPECT_EQ(timeline.availOrder().back(), "p9-499");
+}
+
+TEST(SKYLSSAILive2TimelineTest, AbsurdDurationsAndDatesAreNotUsed) {
+  const auto response = SKYLSSAILive2TrackingResponse::decode(R"({"avails": [
+      {"availId": "a", "durationInSeconds": 1e17, "ads": [
+        {"adId": "x", "durationInSeconds": 1e17, "adProgramDateTime": "1900-01-01T00:00:00Z"},
+        {"adId": "y", "duration": "PT99999999999999999999H", "adProgramDateTime": "99999-01-01T00:00:00Z"}]}]})");
+  ASSERT_TRUE(response.ok());
+  const auto& ads = response->avails[0].ads;
+  EXPECT_EQ(response->avails[0].durationInSeconds, 0);
+  EXPECT_EQ(ads[0].durationInSeconds, 0);
+  EXPECT_EQ(ads[1].durationInSeconds, 0);
+  SKYLSSAILive2Timeline timeline;
+  EXPECT_TRUE(timeline.merge(response.value()));
+  EXPECT_FALSE(timeline.entries()[1].programDate);  // year 99999 is no date
+  EXPECT_FALSE(timeline.entry(at("1900-01-01T00:00:00Z")));
 }
 
 }  // namespace
