@@ -12,7 +12,7 @@ function(skylark_subsystem name)
   target_link_libraries(${target} PUBLIC ${ARG_DEPENDS} PRIVATE ${ARG_PRIVATE_DEPENDS})
   set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
   set_property(GLOBAL APPEND PROPERTY SKYLARK_SUBSYSTEMS ${target})
-  get_filename_component(folder ${CMAKE_CURRENT_SOURCE_DIR} NAME)
+  file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR}/src ${CMAKE_CURRENT_SOURCE_DIR})
   install(DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}/ DESTINATION include/skylark_ssai/${folder}
           FILES_MATCHING PATTERN "*.h")
 endfunction()

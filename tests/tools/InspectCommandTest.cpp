@@ -127,7 +127,14 @@ TEST(InspectCommandTest, DownloadsWithTheDefaultUserAgentAndGivenHeaders) {
 
 TEST(InspectCommandTest, UsageErrorsExitWithTwo) {
   const std::string tool = SKYLARK_TOOL_PATH;
-  for (const std::string arguments : {"", " inspect", " inspect x --header novalue", " bogus"}) {
+  const std::string simulate = " simulate " + kSample;
+  const std::string live = " live http://127.0.0.1:9/v1/session";
+  for (const std::string& arguments :
+       {std::string(), std::string(" inspect"), std::string(" inspect x --header novalue"),
+        std::string(" bogus"), simulate + " --step nan", simulate + " --step 0",
+        simulate + " --rate inf", simulate + " --until -nan", simulate + " --seek-at nan:1",
+        simulate + " --seek-at 1:1e300", simulate + " --skip-at 1x", live + " --duration 1e300",
+        live + " --duration nan", live + " --playhead-delay -1"}) {
     const int status = std::system((tool + arguments + " > /dev/null 2>&1").c_str());
     ASSERT_TRUE(WIFEXITED(status)) << arguments;
     EXPECT_EQ(WEXITSTATUS(status), 2) << arguments;

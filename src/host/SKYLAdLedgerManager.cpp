@@ -1,0 +1,37 @@
+#include "host/SKYLAdLedgerManager.h"
+
+namespace skylark {
+
+SKYLAdLedgerManager& SKYLAdLedgerManager::shared() {
+  static auto* manager = new SKYLAdLedgerManager;  // lives as long as the process
+  return *manager;
+}
+
+void SKYLAdLedgerManager::processEvent(int64_t code, Parameters withParameters) {
+  std::lock_guard lock(mutex_);
+  calls_.push_back({code, std::move(withParameters)});
+}
+
+std::vector<SKYLAdLedgerManager::Call> SKYLAdLedgerManager::calls() const {
+  std::lock_guard lock(mutex_);
+  return calls_;
+}
+
+void SKYLAdLedgerManager::clear() {
+  std::lock_guard lock(mutex_);
+  calls_.clear();
+  visibility_.clear();
+}
+
+double SKYLAdLedgerManager::visiblePercentageForView(const SKYLView* view) const {
+  std::lock_guard lock(mutex_);
+  const auto found = visibility_.find(view);
+  return found == visibility_.end() ? 1.0 : found->second;
+}
+
+void SKYLAdLedgerManager::setVisiblePercentage(const SKYLView* view, double percentage) {
+  std::lock_guard lock(mutex_);
+  visibility_[view] = percentage;
+}
+
+}  // namespace skylark

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <any>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace skylark {
+
+class SKYLView;
+
+// The host's ad analytics manager, shared by the process. It keeps every
+// event it is given (code and parameters) for inspection; what a real
+// analytics back-end would do with them is not the player's business.
+// Visibility of views comes from a table the application (or a test) sets.
+// Safe from any thread.
+class SKYLAdLedgerManager {
+ public:
+  using Parameters = std::map<std::string, std::any, std::less<>>;
+  struct Call {
+    int64_t code;
+    Parameters parameters;
+  };
+
+  static SKYLAdLedgerManager& shared();
+
+  void processEvent(int64_t code, Parameters withParameters);
+  std::vector<Call> calls() const;
+  void clear();
+
+  // 0.0 to 1.0; an unknown view is fully visible.
+  double visiblePercentageForView(const SKYLView* view) const;
+  void setVisiblePercentage(const SKYLView* view, double percentage);
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<Call> calls_;                        // guarded by mutex_
+  std::map<const SKYLView*, double> visibility_;  // guarded by mutex_
+};
+
+}  // namespace skylark

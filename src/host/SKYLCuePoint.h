@@ -1,0 +1,20 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "platform/MediaTime.h"
+
+namespace skylark {
+
+// A marked position of a video's content, such as an ad slot
+// (kSKYLCuePointTypeAdSlot) at a content time.
+struct SKYLCuePoint {
+  std::string type;
+  MediaTime position;
+  std::map<std::string, std::string> properties;
+
+  bool operator==(const SKYLCuePoint&) const = default;
+};
+
+}  // namespace skylark
