@@ -9,6 +9,7 @@
 #include "platform/DateParser.h"
 #include "platform/DispatchQueue.h"
 #include "platform/MediaTime.h"
+#include "platform/MediaTimeRange.h"
 #include "platform/URL.h"
 
 namespace skylark {
@@ -56,6 +57,12 @@ class PlayerItem {
   // The wall-clock date of the item's start, for streams that carry one.
   const std::optional<SystemTime>& startDate() const { return startDate_; }
 
+  // Where the platform shows ads as interstitials (stream time).
+  const std::vector<MediaTimeRange>& interstitialTimeRanges() const { return interstitialTimeRanges_; }
+  void setInterstitialTimeRanges(std::vector<MediaTimeRange> ranges) {
+    interstitialTimeRanges_ = std::move(ranges);
+  }
+
   void addOutput(TimedMetadataOutput output) {
     std::lock_guard lock(outputsMutex_);
     outputs_.push_back(std::move(output));
@@ -80,6 +87,7 @@ class PlayerItem {
   MediaTime duration_ = MediaTime::invalid();
   MediaTime reversePlaybackEndTime_ = MediaTime::invalid();
   std::optional<SystemTime> startDate_;
+  std::vector<MediaTimeRange> interstitialTimeRanges_;
   mutable std::mutex outputsMutex_;
   std::vector<TimedMetadataOutput> outputs_;
 };

@@ -1,0 +1,384 @@
+#include "session/SKYLVUXSession.h"
+
+#include <set>
+
+#include "host/SKYLHostConstants.h"
+#include "host/SKYLHostLog.h"
+#include "host/SKYLHostServices.h"
+#include "live2/SKYLSSAILive2Detector.h"
+#include "platform/DispatchQueue.h"
+#include "platform/NotificationCenter.h"
+#include "session/SKYLSSAIConstants.h"
+#include "session/SessionHelpers.h"
+#include "timeline/SKYLVelaTimelineLoader.h"
+
+namespace skylark {
+namespace {
+
+using TrackerEvent = SKYLVelaProgressTrackerEvent;
+
+// The options' detection value to the detector's rule: 1 and 2 pick the
+// first two cases, anything else the third.
+SKYLSSAILive2DetectionRule detectionRule(int64_t meridianLiveDetection) {
+  switch (meridianLiveDetection) {
+    case 1: return static_cast<SKYLSSAILive2DetectionRule>(0);
+    case 2: return static_cast<SKYLSSAILive2DetectionRule>(1);
+    default: return static_cast<SKYLSSAILive2DetectionRule>(2);
+  }
+}
+
+SKYLPlaybackSession::TimeRanges rangesOf(const SKYLVelaProgressTracker::Ranges& ranges) {
+  return ranges.value_or(SKYLPlaybackSession::TimeRanges{});
+}
+
+}  // namespace
+
+using namespace session_detail;
+
+std::shared_ptr<SKYLVUXSession> SKYLVUXSession::initWithUpstreamSession(
+    std::shared_ptr<SKYLPlaybackSession> session, HTTPHeaderFields httpHeaders) {
+  std::shared_ptr<SKYLVUXSession> made(new SKYLVUXSession(std::move(session), std::move(httpHeaders)));
+  made->start();
+  return made;
+}
+
+SKYLVUXSession::SKYLVUXSession(std::shared_ptr<SKYLPlaybackSession> inner, HTTPHeaderFields headers)
+    : ForwardingPlaybackSession(std::move(inner)), httpHeaders_(std::move(headers)) {}
+
+void SKYLVUXSession::start() {
+  sessionCommonProperties_ = innerPlaybackSession()->sessionCommonProperties();
+  providerExtension_ = SKYLSessionProviderExtension::initWithPlaybackSession(shared_from_this());
+  sharedDigester_ = std::make_shared<SKYLVelaAnalyticsDigester>();
+  kvoManager_.startObserving<SKYLLifecycleEventPtr>(
+      innerPlaybackSession()->lifecycleState(),
+      [this](const SKYLLifecycleEventPtr& event) { innerLifecycleChanged(event); }, true);
+  std::weak_ptr<SKYLVUXSession> weak = shared_from_this();
+  rateObserver_ = NotificationCenter::defaultCenter().addObserver(
+      std::string(kSKYLPlayerRateDidChangeNotification), [weak](const Notification& n) {
+        const auto self = weak.lock();
+        const auto* player = std::any_cast<Player*>(&n.object);
+        if (self && player && *player && *player == self->innerPlaybackSession()->player().get()) {
+          self->didChangeRate(**player);
+        }
+      });
+}
+
+SKYLVUXSession::~SKYLVUXSession() {
+  NotificationCenter::defaultCenter().removeObserver(rateObserver_);
+  adInfoTimer_.reset();
+  pictureInPictureObservation_.stopObserving();
+  trackerObservations_.stopObserving();
+  kvoManager_.stopObserving();
+  SKYLHostServices::logDeallocation("SKYLVUXSession", this);
+}
+
+void SKYLVUXSession::setSessionCommonProperties(
+    const std::shared_ptr<SKYLSessionCommonProperties>& properties) {
+  sessionCommonProperties_ = properties;
+  innerPlaybackSession()->setSessionCommonProperties(properties);
+}
+
+void SKYLVUXSession::checkIfSourceIsAudioOnly(const std::shared_ptr<SKYLSource>&) {
+  innerPlaybackSession()->checkIfSourceIsAudioOnly(ssaiSource_);
+}
+
+bool SKYLVUXSession::respondsToSelector(std::string_view selector) const {
+  static const std::set<std::string_view, std::less<>> kOwn = {
+      "load", "video", "canSeek", "currentTime", "absoluteTimeAtContentTime:",
+      "contentTimeAtAbsoluteTime:", "contentTimeFromVideoTime:", "setSessionCommonProperties:",
+      "checkIfSourceIsAudioOnly:", "startObservingRequiredValuesOnInnerPlaybackSession:",
+      "seekToTime:completionHandler:", "seekToTime:toleranceBefore:toleranceAfter:completionHandler:",
+      "resumeVideoAtTime:withAutoPlay:", "pauseAd", "resumeAd"};
+  return kOwn.count(selector) > 0 || innerPlaybackSession()->respondsToSelector(selector);
+}
+
+// Loading ---------------------------------------------------------------
+
+void SKYLVUXSession::load() {
+  const auto inner = innerPlaybackSession();
+  const auto video = inner->video();
+  if (video && !video->manifestTTLIsValid()) {
+    SKYLHostLog(3, "Manifest TTL expired for video %@. Will attempt to update.",
+                video->identifier().value_or(""));
+    std::weak_ptr<SKYLVUXSession> weak = shared_from_this();
+    SKYLHostServices::shared().updateManifestURLTTLTokenForVideo(
+        video, inner->source(), [weak](std::optional<SKYLError> error) {
+          if (const auto self = weak.lock(); self && !error) self->load();
+        });
+    return;
+  }
+  if (loadState_.get() != 0) return;
+  loadState_.set(1);
+  const auto source = inner->source();
+  if (!source) {
+    fail(SKYLError(std::string(kSKYLSSAIErrorDomain), kSKYLSSAIErrorCodeTimelineLoadError,
+                   "The video has no source."));
+    return;
+  }
+  std::optional<std::string> token;
+  if (const auto found = source->properties().find(key(kSKYLSourceParameterKeyLivePlaybackToken));
+      found != source->properties().end()) {
+    token = found->second;
+  }
+  if (meridianLiveDetection_ != 0 &&
+      SKYLSSAILive2Detector::isLive2(source->url(), token, detectionRule(meridianLiveDetection_))) {
+    // The newer live service's sessions are opened by the live path; until
+    // it is part of the session the stream plays without ad features.
+    SKYLHostLog(3, "Meridian Live source %@: playing it without ad features.", source->url());
+    playContentOnly(source);
+    return;
+  }
+  if (SKYLSSAILive2Detector::isLive2(source->url(), token, detectionRule(3))) {
+    SKYLHostLog(3, "Meridian Live handling is off for this source. Playing it without ad features.");
+    playContentOnly(source);
+    return;
+  }
+  loadTimeline(source);
+}
+
+void SKYLVUXSession::playContentOnly(const std::shared_ptr<SKYLSource>& source) {
+  if (!source->url()) {
+    fail(SKYLError(std::string(kSKYLSSAIErrorDomain), kSKYLSSAIErrorCodeTimelineLoadError));
+    return;
+  }
+  ssaiSource_ = source;
+  innerPlaybackSession()->loadVideoURL(*source->url());
+  loadState_.set(2);
+}
+
+void SKYLVUXSession::loadTimeline(const std::shared_ptr<SKYLSource>& source) {
+  liveSSAI_ = source->isLiveSSAISource();
+  if (const auto video = innerPlaybackSession()->video()) video->setIsUsingSSAIPlugin(true);
+  auto loader = SKYLVelaTimelineLoader::initWithSource(source);
+  if (const auto properties = sessionCommonProperties_.lock()) {
+    loader->setSessionCommonProperties(std::any(properties));
+  }
+  loader->setHttpHeaders(httpHeaders_);
+  std::weak_ptr<SKYLVUXSession> weak = shared_from_this();
+  loader->load([weak](std::shared_ptr<SKYLVelaTimelineLoader> done) {
+    // The loader finishes on its own queue: everything else is main-queue.
+    Dispatch::main().async([weak, done] {
+      if (const auto self = weak.lock()) self->didLoadTimeline(done->resultTimeline(), done->error());
+    });
+  });
+}
+
+void SKYLVUXSession::didLoadTimeline(std::shared_ptr<SKYLVelaTimeline> timeline,
+                                     std::optional<SKYLError> error) {
+  timeline_ = std::move(timeline);
+  const auto properties = sessionCommonProperties_.lock();
+  if (timeline_ && properties && properties->generateInterstitialTimeRanges) {
+    for (const auto& sequence : *timeline_->adSequences()) {
+      interstitialTimeRanges_.push_back(
+          MediaTimeRange::make(sequence->beginTime(), sequence->duration()));
+    }
+  }
+  if (timeline_) vmapResponseData_ = timeline_->vmapResponseData();
+  if (!timeline_ || error) {
+    loadError_ = error;
+    loadState_.set(3);
+    return;
+  }
+  tracker_ = std::make_unique<SKYLVelaProgressTracker>(timeline_);
+  startObservingRequiredValuesOnInnerPlaybackSession(*innerPlaybackSession());
+  trackerObservations_.startObserving<SKYLVelaProgressTracker::Ranges>(
+      tracker_->contentLoadedTimeRanges(),
+      [this](const auto& ranges) { loadedTimeRanges_.set(rangesOf(ranges)); }, false);
+  trackerObservations_.startObserving<SKYLVelaProgressTracker::Ranges>(
+      tracker_->contentSeekableTimeRanges(),
+      [this](const auto& ranges) { seekableRanges_.set(rangesOf(ranges)); }, false);
+  analyticsSession_ = std::make_unique<SKYLVelaAnalyticsSession>(*tracker_, sharedDigester_);
+  currentTrackerEvent_ = std::make_shared<const TrackerEvent>(TrackerEvent::ExitAd, std::nullopt);
+  trackerObservations_.startObserving<MediaTime>(
+      tracker_->contentTime(),
+      [this](const MediaTime& time) {
+        if (canSeek_) progressSource_.currentTimeValue.set(time);
+      },
+      false);
+  trackerObservations_.startObserving<SKYLVelaProgressTracker::Event>(
+      tracker_->event(), [this](const auto& event) { trackerEventChanged(event); }, false);
+  addCuePoints();
+  loadStream();
+}
+
+void SKYLVUXSession::addCuePoints() {
+  std::vector<SKYLCuePoint> cuePoints;
+  for (const auto& sequence : *timeline_->adSequences()) {
+    cuePoints.push_back({key(kSKYLCuePointTypeAdSlot), sequence->logicalOffset(), {}});
+    if (sequence->logicalOffset() == MediaTime::zero()) {
+      // Reverse playback stops exactly at the end of the pre-roll.
+      reversePlaybackEndTime_ = sequence->endTime() + truncatedSeekOffset();
+      if (const auto item = innerPlaybackSession()->currentPlayerItem()) {
+        item->setReversePlaybackEndTime(reversePlaybackEndTime_);
+      }
+    }
+  }
+  const auto video = innerPlaybackSession()->video();
+  if (!video) return;
+  cuePoints.insert(cuePoints.end(), video->cuePoints().begin(), video->cuePoints().end());
+  updatedVideoWithCuePoints_ = video->update(std::move(cuePoints));
+  updatedVideoWithCuePoints_->setIsUsingSSAIPlugin(true);
+}
+
+void SKYLVUXSession::loadStream() {
+  const auto& streamURL = timeline_->velaURL();
+  if (!streamURL) {
+    loadError_ = SKYLError(std::string(kSKYLSSAIErrorDomain), kSKYLSSAIErrorCodeTimelineLoadError);
+    loadState_.set(3);
+    SKYLHostLog(0, "Unable to parse a video source URL from the SSAI VMAP. %@",
+                vmapResponseData_ ? *vmapResponseData_ : std::string());
+    return;
+  }
+  std::string url = streamURL->absoluteString();
+  const auto source = innerPlaybackSession()->source();
+  if (source) {
+    const auto& properties = source->properties();
+    const auto encryption = properties.find(key(kSKYLSourcePropertyKeyEncryption));
+    const std::map<std::string, std::string> classified = {
+        {key(kSKYLSourceURLKey), url},
+        {key(kSKYLSourcePropertyKeyEncryption),
+         encryption == properties.end() ? std::string() : encryption->second}};
+    const auto token = properties.find(key(kSKYLSourcePropertyKeyAuthToken));
+    if (token != properties.end() && SKYLHostServices::shared().sourceIsHLSe(classified)) {
+      url += formatObjC("&%@=%@", {kSKYLVUXAuthQueryParam, token->second});
+    }
+  }
+  SKYLHostLog(6, "loadVideoURL %@", url);
+  const auto parsed = URL::parse(url);
+  if (!parsed) {
+    fail(SKYLError(std::string(kSKYLSSAIErrorDomain), kSKYLSSAIErrorCodeTimelineLoadError,
+                   "The stream URL is not a URL: " + url));
+    return;
+  }
+  ssaiSource_ = SKYLSource::initWithURL(parsed, std::string(kSKYLDeliveryHLS), {});
+  const auto properties = sessionCommonProperties_.lock();
+  if (properties && properties->thumbnailSeekingEnabled) {
+    innerPlaybackSession()->checkForThumbnailSource(timeline_->thumbnailVTTURL());
+  }
+  innerPlaybackSession()->loadVideoURL(*parsed);
+  loadState_.set(2);
+}
+
+void SKYLVUXSession::fail(SKYLError error) {
+  loadError_ = std::move(error);
+  loadState_.set(3);
+}
+
+// Relayed values ---------------------------------------------------------
+
+void SKYLVUXSession::startObservingRequiredValuesOnInnerPlaybackSession(SKYLPlaybackSession& inner) {
+  kvoManager_.startObserving<MediaTime>(
+      inner.duration(), [this](const MediaTime& d) { innerDurationChanged(d); }, true);
+  kvoManager_.startObserving<MediaTime>(
+      inner.progressSource().currentTimeValue,
+      [this](const MediaTime& time) {
+        if (!tracker_ || inBumperMode()) return;
+        if (const auto player = innerPlaybackSession()->player()) {
+          tracker_->setPlaybackRate(player->rate());
+        }
+        tracker_->setAbsoluteTime(time);
+      },
+      false);
+  kvoManager_.startObserving<TimeRanges>(
+      inner.seekableRanges(),
+      [this](const TimeRanges& ranges) {
+        if (tracker_ && !inBumperMode()) tracker_->setAbsoluteSeekableTimeRanges(ranges);
+      },
+      true);
+  kvoManager_.startObserving<TimeRanges>(
+      inner.loadedTimeRanges(),
+      [this](const TimeRanges& ranges) {
+        if (tracker_ && !inBumperMode()) tracker_->setAbsoluteLoadedTimeRanges(ranges);
+      },
+      true);
+  if (const auto player = inner.player()) {
+    kvoManager_.startObserving<PlayerItem::Status>(
+        player->itemStatus, [this](PlayerItem::Status) { playerItemChanged(); }, true);
+  }
+}
+
+void SKYLVUXSession::playerItemChanged() {
+  const auto item = innerPlaybackSession()->currentPlayerItem();
+  if (!item || item == currentPlayerItem_) return;
+  currentPlayerItem_ = item;
+  if (item->type() != PlayerItemType::content) return;
+  if (reversePlaybackEndTime_.isValid()) item->setReversePlaybackEndTime(reversePlaybackEndTime_);
+  item->setInterstitialTimeRanges(interstitialTimeRanges_);
+}
+
+bool SKYLVUXSession::inBumperMode() const {
+  const auto item = innerPlaybackSession()->currentPlayerItem();
+  return item && item->type() == PlayerItemType::bumper;
+}
+
+void SKYLVUXSession::innerDurationChanged(const MediaTime& streamDuration) {
+  if (inBumperMode() || !timeline_) {
+    duration_.set(streamDuration);
+    return;
+  }
+  MediaTime ads = MediaTime::zero();
+  for (const auto& sequence : *timeline_->adSequences()) ads = ads + sequence->duration();
+  duration_.set(streamDuration - ads);
+}
+
+// Lifecycle ---------------------------------------------------------------
+
+void SKYLVUXSession::innerLifecycleChanged(const SKYLLifecycleEventPtr& event) {
+  if (!event) return;
+  const std::string& type = event->eventType();
+  if (adPlaying_ && (type == kSKYLPlaybackSessionLifecycleEventPlayRequest ||
+                     type == kSKYLPlaybackSessionLifecycleEventPauseRequest)) {
+    return;  // the viewer cannot play or pause an ad from the host's controls
+  }
+  if (type == kSKYLPlaybackSessionLifecycleEventBumperEnter && tracker_) {
+    tracker_->setSuspendProgress(true);
+  } else if (type == kSKYLPlaybackSessionLifecycleEventBumperExit && tracker_) {
+    tracker_->setSuspendProgress(false);
+  }
+  setLifecycleStateFiltered(event);
+}
+
+void SKYLVUXSession::setLifecycleStateFiltered(const SKYLLifecycleEventPtr& event) {
+  const std::string& type = event->eventType();
+  const bool inAd = currentTrackerEvent_ && currentTrackerEvent_->type() == TrackerEvent::EnterAd;
+  const bool pause = type == kSKYLPlaybackSessionLifecycleEventPause;
+  const bool play = type == kSKYLPlaybackSessionLifecycleEventPlay;
+  if (inAd && (pause || play)) {
+    const auto& properties = currentTrackerEvent_->properties();
+    auto ad = properties && properties->ad ? adForVelaAd(properties->ad) : currentAd_;
+    if (ad) {
+      emit(pause ? kSKYLPlaybackSessionLifecycleEventAdPause : kSKYLPlaybackSessionLifecycleEventAdResume,
+           {{key(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd), std::move(ad)}});
+      return;
+    }
+  }
+  if (type == kSKYLPlaybackSessionLifecycleEventResumeComplete && adPlaying_ && tracker_) {
+    tracker_->didResumeVideoDuringAdBreak();
+  }
+  lifecycleState_.set(event);
+}
+
+void SKYLVUXSession::emit(std::string_view type,
+                          SKYLPlaybackSessionLifecycleEvent::Properties properties) {
+  lifecycleState_.set(SKYLPlaybackSessionLifecycleEvent::eventWithType(type, std::move(properties)));
+}
+
+// Time mapping ----------------------------------------------------------------
+
+MediaTime SKYLVUXSession::absoluteTimeAtContentTime(const MediaTime& contentTime) const {
+  return timeline_ ? timeline_->absoluteTimeAtContentTime(contentTime) : MediaTime();
+}
+
+MediaTime SKYLVUXSession::contentTimeAtAbsoluteTime(const MediaTime& absoluteTime) const {
+  return timeline_ ? timeline_->contentTimeAtAbsoluteTime(absoluteTime) : MediaTime();
+}
+
+MediaTime SKYLVUXSession::contentTimeFromVideoTime(const MediaTime& videoTime) const {
+  return liveSSAI_ ? videoTime : contentTimeAtAbsoluteTime(videoTime);
+}
+
+double SKYLVUXSession::currentTime() const {
+  return tracker_ ? tracker_->contentTime().get().seconds() : MediaTime().seconds();
+}
+
+}  // namespace skylark

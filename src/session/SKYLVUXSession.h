@@ -1,0 +1,221 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/SKYLAd.h"
+#include "host/SKYLAdLedgerManager.h"
+#include "host/SKYLAdSequence.h"
+#include "host/SKYLKVOManager.h"
+#include "host/SKYLSessionProviderExtension.h"
+#include "platform/URLSession.h"
+#include "session/ForwardingPlaybackSession.h"
+#include "timeline/SKYLVelaTimeline.h"
+#include "tracking/SKYLVelaAnalyticsSession.h"
+#include "tracking/SKYLVelaProgressTracker.h"
+
+namespace skylark {
+
+struct SKYLSSAILive2ResolvedSession;
+
+// The plug-in's playback session: wraps the host's session for one video
+// and shows the host and the application the same surface in content
+// time, with the stitched ads cut out of every position, duration and
+// range. It loads the ad timeline (from the source's VMAP document),
+// hands the stream to the inner session, feeds the player's time to the
+// progress tracker, and turns the tracker's events into ad lifecycle
+// events. Main queue only.
+//
+// loadState:  0 not loaded --load--> 1 loading --stream handed over--> 2 loaded
+//                                        \--no timeline, or no stream URL--> 3 failed
+class SKYLVUXSession final : public ForwardingPlaybackSession,
+                             public std::enable_shared_from_this<SKYLVUXSession> {
+ public:
+  using ResolvedSessionLookup =
+      std::function<std::shared_ptr<const SKYLSSAILive2ResolvedSession>(const URL& sourceURL)>;
+  using ResolvedSessionRecorder =
+      std::function<void(const URL& sourceURL, const URL& manifestURL, const URL& trackingURL)>;
+
+  static std::shared_ptr<SKYLVUXSession> initWithUpstreamSession(
+      std::shared_ptr<SKYLPlaybackSession> session, HTTPHeaderFields httpHeaders);
+  ~SKYLVUXSession() override;
+
+  // What the session changes of the host surface.
+  Observable<SKYLLifecycleEventPtr>& lifecycleState() override { return lifecycleState_; }
+  SKYLBasicPlaybackProgress& progressSource() override { return progressSource_; }
+  Observable<MediaTime>& duration() override { return duration_; }
+  Observable<TimeRanges>& loadedTimeRanges() override { return loadedTimeRanges_; }
+  Observable<TimeRanges>& seekableRanges() override { return seekableRanges_; }
+  std::shared_ptr<SKYLVideo> video() const override { return updatedVideoWithCuePoints_; }
+  void load() override;
+  void setSessionCommonProperties(
+      const std::shared_ptr<SKYLSessionCommonProperties>& properties) override;
+  void checkIfSourceIsAudioOnly(const std::shared_ptr<SKYLSource>& source) override;
+  void startObservingRequiredValuesOnInnerPlaybackSession(SKYLPlaybackSession& inner) override;
+  bool respondsToSelector(std::string_view selector) const override;
+
+  // Time mapping; with no timeline the all-zero (invalid) time.
+  MediaTime absoluteTimeAtContentTime(const MediaTime& contentTime) const;
+  MediaTime contentTimeAtAbsoluteTime(const MediaTime& absoluteTime) const;
+  MediaTime contentTimeFromVideoTime(const MediaTime& videoTime) const;
+  // Seconds of content time.
+  double currentTime() const;
+  bool canSeek() const { return canSeek_; }
+  bool adPlaying() const { return adPlaying_; }
+
+  // Seeks in content time. Refused (completion false at once) during an ad
+  // break or for an invalid or negative time. A forward seek over ad breaks
+  // first plays the last of them from its start, then goes on to the
+  // target: its completion is called twice, on reaching the break and at
+  // the target. A backward seek plays no break.
+  void seekToTime(const MediaTime& time, std::function<void(bool finished)> completionHandler);
+  void seekToTime(const MediaTime& time, const MediaTime& toleranceBefore,
+                  const MediaTime& toleranceAfter, std::function<void(bool)> completionHandler) {
+    (void)toleranceBefore, (void)toleranceAfter;
+    seekToTime(time, std::move(completionHandler));
+  }
+  // time is content time.
+  void resumeVideoAtTime(const MediaTime& time, bool withAutoPlay) override;
+  void pauseAd();
+  void resumeAd();
+  // The player's rate changed: the tracker follows it.
+  void didChangeRate(const Player& player);
+  const MediaTime& defaultSeekTolerance() const { return defaultSeekTolerance_; }
+  const MediaTime& defaultMinimumSeekToleranceBuffer() const {
+    return defaultMinimumSeekToleranceBuffer_;
+  }
+
+  // The ad timer: a repeating 1 s tick while an ad plays. The factory's
+  // handle stops the ticks when released; by default a timer on the main
+  // queue (tools on a virtual clock give their own).
+  using AdTimerFactory = std::function<std::shared_ptr<void>(std::function<void()> tick)>;
+  void setAdTimerFactory(AdTimerFactory factory) { adTimerFactory_ = std::move(factory); }
+  // Seconds an ad has been audible, viewable and played.
+  double adAudibleDuration() const { return adAudibleDuration_; }
+  double adViewableSeconds() const { return adViewableSeconds_; }
+
+  Observable<int64_t>& loadState() { return loadState_; }
+  const std::optional<SKYLError>& loadError() const { return loadError_; }
+  const std::shared_ptr<SKYLVelaTimeline>& timeline() const { return timeline_; }
+  SKYLVelaProgressTracker* tracker() const { return tracker_.get(); }
+  const std::shared_ptr<SKYLSource>& ssaiSource() const { return ssaiSource_; }
+  const std::shared_ptr<SKYLSessionProviderExtension>& providerExtension() const {
+    return providerExtension_;
+  }
+  const std::shared_ptr<SKYLAd>& currentAd() const { return currentAd_; }
+
+  void setMeridianLiveDetection(int64_t detection) { meridianLiveDetection_ = detection; }
+  void setLive2AdsParams(std::map<std::string, std::string> params) {
+    live2AdsParams_ = std::move(params);
+  }
+  void setLive2ResolvedSessionLookup(ResolvedSessionLookup lookup) {
+    live2ResolvedSessionLookup_ = std::move(lookup);
+  }
+  void setLive2ResolvedSessionRecorder(ResolvedSessionRecorder recorder) {
+    live2ResolvedSessionRecorder_ = std::move(recorder);
+  }
+  // Beacons go through this digester (tests and tools give their own).
+  void setSharedDigester(std::shared_ptr<SKYLVelaAnalyticsDigester> digester) {
+    sharedDigester_ = std::move(digester);
+  }
+
+  // The host records of timeline objects.
+  std::shared_ptr<SKYLAd> adForVelaAd(const std::shared_ptr<const SKYLVelaAd>& ad) const;
+  std::shared_ptr<SKYLAdSequence> adSequenceForVelaAdSequence(
+      const std::shared_ptr<SKYLVelaAdSequence>& sequence) const;
+
+ private:
+  explicit SKYLVUXSession(std::shared_ptr<SKYLPlaybackSession> inner, HTTPHeaderFields headers);
+  void start();
+  void loadTimeline(const std::shared_ptr<SKYLSource>& source);
+  void didLoadTimeline(std::shared_ptr<SKYLVelaTimeline> timeline, std::optional<SKYLError> error);
+  void playContentOnly(const std::shared_ptr<SKYLSource>& source);
+  void addCuePoints();
+  void loadStream();
+  void fail(SKYLError error);
+
+  bool inBumperMode() const;
+  void innerDurationChanged(const MediaTime& streamDuration);
+  void innerLifecycleChanged(const SKYLLifecycleEventPtr& event);
+  void setLifecycleStateFiltered(const SKYLLifecycleEventPtr& event);
+  void trackerEventChanged(const SKYLVelaProgressTracker::Event& event);
+  void emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event);
+  void emit(std::string_view type, SKYLPlaybackSessionLifecycleEvent::Properties properties = {});
+  void playerItemChanged();
+
+  // Ad events (the lifecycle of ads and breaks, the ledger, the ad timer).
+  void handleAdLedgerForEvent(int64_t code);
+  SKYLAdLedgerManager::Parameters adEventParametersForEvent(int64_t code) const;
+  void adTimerTick();
+  void enterAdSequence(const std::shared_ptr<SKYLVelaAdSequence>& sequence);
+  void exitAdSequence(const std::shared_ptr<SKYLVelaAdSequence>& sequence);
+  void requireLinearPlayback(bool required);
+
+  // Seeking and skipping.
+  void seekPlayer(const MediaTime& to, std::function<void(bool)> completion);
+  void adSequenceDidComplete();
+  void finishForcedSeek(bool finished);
+  void skipAd(const std::weak_ptr<SKYLAd>& record);
+  void didSkipAd(const std::weak_ptr<SKYLAd>& record);
+
+  HTTPHeaderFields httpHeaders_;
+  std::weak_ptr<SKYLSessionCommonProperties> sessionCommonProperties_;
+  int64_t meridianLiveDetection_ = 3;
+  std::map<std::string, std::string> live2AdsParams_;
+  ResolvedSessionLookup live2ResolvedSessionLookup_;
+  ResolvedSessionRecorder live2ResolvedSessionRecorder_;
+
+  Observable<SKYLLifecycleEventPtr> lifecycleState_;
+  SKYLBasicPlaybackProgress progressSource_{MediaTime::negativeInfinity()};
+  Observable<MediaTime> duration_{MediaTime::invalid()};
+  Observable<TimeRanges> loadedTimeRanges_;
+  Observable<TimeRanges> seekableRanges_;
+  Observable<int64_t> loadState_{0};
+  std::optional<SKYLError> loadError_;
+
+  bool canSeek_ = true;
+  bool liveSSAI_ = false;
+  bool adPlaying_ = false;
+  std::shared_ptr<SKYLVideo> updatedVideoWithCuePoints_;
+  std::shared_ptr<SKYLSessionProviderExtension> providerExtension_;
+  std::shared_ptr<SKYLVelaTimeline> timeline_;
+  std::shared_ptr<const std::string> vmapResponseData_;
+  std::unique_ptr<SKYLVelaProgressTracker> tracker_;
+  std::shared_ptr<SKYLVelaAnalyticsDigester> sharedDigester_;
+  std::unique_ptr<SKYLVelaAnalyticsSession> analyticsSession_;
+  SKYLVelaProgressTracker::Event currentTrackerEvent_;
+  std::shared_ptr<SKYLAd> currentAd_;
+  std::shared_ptr<SKYLSource> ssaiSource_;
+  MediaTime reversePlaybackEndTime_ = MediaTime::invalid();
+  std::shared_ptr<PlayerItem> currentPlayerItem_;
+
+  // Ad bookkeeping.
+  std::shared_ptr<SKYLVelaAdSequence> currentAdSequence_;
+  int64_t currentAdPodIndex_ = 0;
+  int64_t currentAdIndex_ = 0;
+  double adAudibleDuration_ = 0;
+  double adPlayDuration_ = 0;
+  double adViewableSeconds_ = 0;
+  bool adViewableImpressionTriggered_ = false;
+  std::shared_ptr<void> adInfoTimer_;
+  AdTimerFactory adTimerFactory_;
+  std::vector<MediaTimeRange> interstitialTimeRanges_;
+
+  // Seeking.
+  const MediaTime defaultSeekTolerance_ = MediaTime::make(1200, 600);
+  const MediaTime defaultMinimumSeekToleranceBuffer_ = MediaTime::make(1800, 600);
+  MediaTime absoluteFromTime_ = MediaTime::invalid();
+  MediaTime absoluteToTime_ = MediaTime::invalid();
+  std::shared_ptr<SKYLVelaAdSequence> adSequenceToProcess_;
+  std::function<void(bool)> seekToCompletionHandler_;
+
+  SKYLKVOManager kvoManager_;
+  SKYLKVOManager trackerObservations_;
+  SKYLKVOManager pictureInPictureObservation_;
+  uint64_t rateObserver_ = 0;
+};
+
+}  // namespace skylark
