@@ -25,7 +25,9 @@ std::shared_ptr<SKYLPlaybackController> createSSAIPlaybackController(SKYLPlayerS
 std::shared_ptr<SKYLPlaybackController> createSSAIPlaybackControllerWithViewStrategy(
     SKYLPlayerSDKManager& manager, SKYLPlayerSDKManager::ViewStrategy viewStrategy) {
   manager.registerComponent(std::make_shared<SKYLSSAIComponent>());
-  auto provider = createSSAISessionProviderWithUpstreamSessionProvider(manager, nullptr);
+  // One component per factory call: the provider is made here without a
+  // second registration.
+  auto provider = SKYLVUXSessionProvider::initWithOptions(nullptr, nullptr);
   return manager.createPlaybackControllerWithSessionProvider(std::move(provider),
                                                              std::move(viewStrategy));
 }

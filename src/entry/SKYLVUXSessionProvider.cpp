@@ -90,6 +90,10 @@ void SKYLVUXSessionProvider::processSessions(
     auto session = SKYLVUXSession::initWithUpstreamSession(upstream, options_->httpHeaders());
     session->setMeridianLiveDetection(options_->meridianLiveDetection());
     session->setLive2AdsParams(options_->live2AdsParams());
+    if (options_->beaconTransport()) {
+      session->setSharedDigester(
+          std::make_shared<SKYLVelaAnalyticsDigester>(options_->beaconTransport()));
+    }
     session->setLive2ResolvedSessionLookup([weak](const URL& sourceURL) {
       const auto self = weak.lock();
       return self ? self->live2ResolvedSessionForSourceURL(sourceURL) : nullptr;

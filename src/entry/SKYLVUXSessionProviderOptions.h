@@ -2,9 +2,11 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 
 #include "platform/URLSession.h"
+#include "tracking/SKYLVelaAnalyticsDigester.h"
 
 namespace skylark {
 
@@ -24,6 +26,11 @@ class SKYLVUXSessionProviderOptions {
   const HTTPHeaderFields& httpHeaders() const { return httpHeaders_; }
   void setHttpHeaders(HTTPHeaderFields v) { httpHeaders_ = std::move(v); }
 
+  // Where the sessions' beacons go; by default the process's shared URL
+  // session. Tools and tests give their own (report only, count, record).
+  const std::shared_ptr<BeaconTransport>& beaconTransport() const { return beaconTransport_; }
+  void setBeaconTransport(std::shared_ptr<BeaconTransport> v) { beaconTransport_ = std::move(v); }
+
   // "ios-vela-ux/7.2.18.42 (MODEL; OS VERSION; LOCALE)", read from this
   // machine at the moment of the call: the hardware name, the kernel's name
   // and release, and the locale of the environment ("en_US_POSIX" when
@@ -34,6 +41,7 @@ class SKYLVUXSessionProviderOptions {
   int64_t meridianLiveDetection_ = 3;
   std::map<std::string, std::string> live2AdsParams_;
   HTTPHeaderFields httpHeaders_;
+  std::shared_ptr<BeaconTransport> beaconTransport_;
 };
 
 }  // namespace skylark

@@ -51,7 +51,7 @@ class Player {
   virtual std::optional<SystemTime> currentDate() const = 0;
 
   // Published as the playhead moves (at least ten times a second of
-  // playback), on seeks and on item changes.
+  // playback) and when a seek lands; a new item starts at zero unannounced.
   Observable<MediaTime> time{MediaTime::invalid()};
   // The current item's status after each change.
   Observable<PlayerItem::Status> itemStatus{PlayerItem::Status::unknown};

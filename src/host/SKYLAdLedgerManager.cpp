@@ -8,8 +8,19 @@ SKYLAdLedgerManager& SKYLAdLedgerManager::shared() {
 }
 
 void SKYLAdLedgerManager::processEvent(int64_t code, Parameters withParameters) {
+  std::function<void(const Call&)> observer;
+  Call call{code, std::move(withParameters)};
+  {
+    std::lock_guard lock(mutex_);
+    calls_.push_back(call);
+    observer = observer_;
+  }
+  if (observer) observer(call);
+}
+
+void SKYLAdLedgerManager::setObserver(std::function<void(const Call&)> observer) {
   std::lock_guard lock(mutex_);
-  calls_.push_back({code, std::move(withParameters)});
+  observer_ = std::move(observer);
 }
 
 std::vector<SKYLAdLedgerManager::Call> SKYLAdLedgerManager::calls() const {

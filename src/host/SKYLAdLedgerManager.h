@@ -1,6 +1,7 @@
 #pragma once
 
 #include <any>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -27,6 +28,8 @@ class SKYLAdLedgerManager {
   static SKYLAdLedgerManager& shared();
 
   void processEvent(int64_t code, Parameters withParameters);
+  // Called with each call as it is recorded (tools print them in order).
+  void setObserver(std::function<void(const Call&)> observer);
   std::vector<Call> calls() const;
   void clear();
 
@@ -37,6 +40,7 @@ class SKYLAdLedgerManager {
  private:
   mutable std::mutex mutex_;
   std::vector<Call> calls_;                        // guarded by mutex_
+  std::function<void(const Call&)> observer_;      // guarded by mutex_
   std::map<const SKYLView*, double> visibility_;  // guarded by mutex_
 };
 

@@ -3,6 +3,9 @@
 //   skylark-ssai inspect SOURCE [--header NAME:VALUE]... [--json]
 //   skylark-ssai simulate SOURCE [--step S] [--rate R] [--until T]
 //                [--seek-at AT:TO]... [--skip-at AT]... [--fire] [--json]
+//   skylark-ssai play SOURCE [--step S] [--until T] [--rate R] [--seek AT:TO]...
+//                [--skip-at AT]... [--pause-at AT:SECONDS]... [--rate-at AT:R]...
+//                [--fire] [--json] [--realtime]
 //   skylark-ssai live SOURCE_URL [--token T] [--ads-param K=V]... [--playhead-delay S]
 //                [--duration S] [--fire] [--json]
 //
@@ -16,6 +19,7 @@
 
 #include "InspectCommand.h"
 #include "LiveCommand.h"
+#include "PlayCommand.h"
 #include "SimulateCommand.h"
 
 namespace {
@@ -54,6 +58,29 @@ CLI::Validator finiteNumber(bool positive, bool allowZero) {
         return {};
       },
       positive ? (allowZero ? "NONNEGATIVE" : "POSITIVE") : "NUMBER");
+}
+
+// "A:B" of two finite numbers.
+std::function<void(const std::string&)> pairValidator(std::string option, std::string shape) {
+  return [option, shape](const std::string& text) {
+    const size_t colon = text.find(':');
+    try {
+      if (colon == std::string::npos) throw std::invalid_argument(text);
+      (void)parseFinite(text.substr(0, colon));
+      (void)parseFinite(text.substr(colon + 1));
+    } catch (const std::exception&) {
+      throw CLI::ValidationError(option, "expected " + shape + " as finite numbers, got " + text);
+    }
+  };
+}
+
+std::vector<std::pair<double, double>> parsePairs(const std::vector<std::string>& texts) {
+  std::vector<std::pair<double, double>> pairs;
+  for (const auto& text : texts) {
+    const size_t colon = text.find(':');
+    pairs.emplace_back(parseFinite(text.substr(0, colon)), parseFinite(text.substr(colon + 1)));
+  }
+  return pairs;
 }
 
 void addHeaderOption(CLI::App& command, std::vector<std::string>& headers) {
@@ -145,6 +172,30 @@ int main(int argc, char** argv) {
   liveCommand->add_flag("--fire", live.fire, "Send the beacons (otherwise only report)");
   liveCommand->add_flag("--json", live.json, "Print one JSON object per line");
 
+  skylark::tool::PlayOptions play;
+  std::vector<std::string> playHeaders, playSeeks, playPauses, playRates;
+  auto* playCommand = app.add_subcommand(
+      "play", "Play a VMAP document through the whole plug-in stack on a simulated player");
+  playCommand->add_option("SOURCE", play.source, "A VMAP file or an http(s) URL")->required();
+  addHeaderOption(*playCommand, playHeaders);
+  playCommand->add_option("--step", play.step, "Seconds of playback per update (0.25)")
+      ->check(finiteNumber(true, false));
+  playCommand->add_option("--until", play.until, "Stop at this stream time (seconds)")
+      ->check(finiteNumber(true, true));
+  playCommand->add_option("--rate", play.rate, "The player's rate once the stream is ready (1)")
+      ->check(finiteNumber(false, false));
+  playCommand->add_option("--seek", playSeeks, "AT:TO: at stream time AT, seek to content time TO")
+      ->each(pairValidator("--seek", "AT:TO"));
+  playCommand->add_option("--skip-at", play.skips, "At stream time AT, press the ad's skip button")
+      ->check(finiteNumber(true, true));
+  playCommand->add_option("--pause-at", playPauses, "AT:SECONDS: pause at AT, play SECONDS later")
+      ->each(pairValidator("--pause-at", "AT:SECONDS"));
+  playCommand->add_option("--rate-at", playRates, "AT:RATE: at AT the player's rate becomes RATE")
+      ->each(pairValidator("--rate-at", "AT:RATE"));
+  playCommand->add_flag("--fire", play.fire, "Send the beacons (otherwise only report)");
+  playCommand->add_flag("--json", play.json, "Print one JSON object per line");
+  playCommand->add_flag("--realtime", play.realtime, "Pace the virtual clock to the wall clock");
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& e) {
@@ -170,6 +221,13 @@ int main(int argc, char** argv) {
                                   parseFinite(seek.substr(colon + 1)));
     }
     return skylark::tool::runSimulate(simulate, std::cout, std::cerr);
+  }
+  if (playCommand->parsed()) {
+    play.headers = parseHeaders(playHeaders);
+    play.seeks = parsePairs(playSeeks);
+    play.pauses = parsePairs(playPauses);
+    play.rates = parsePairs(playRates);
+    return skylark::tool::runPlay(play, std::cout, std::cerr);
   }
   if (liveCommand->parsed()) {
     for (const auto& param : adsParams) {

@@ -17,7 +17,7 @@ void SimulatedPlayer::replaceCurrentItem(std::shared_ptr<PlayerItem> item) {
   ++seekGeneration_;
   item_ = std::move(item);
   metadata_.clear();
-  moveTo(MediaTime::zero());
+  time_ = MediaTime::zero();  // announced once playback or a seek moves it
   itemStatus.set(PlayerItem::Status::unknown);
   if (!item_) return;
   std::weak_ptr<SimulatedPlayer> weak = shared_from_this();

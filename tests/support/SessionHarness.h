@@ -1,0 +1,57 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "entry/SKYLSSAIAdditions.h"
+#include "host/SKYLAdLedgerManager.h"
+#include "host/reference/SimulatedPlayer.h"
+#include "session/SKYLVUXSession.h"
+
+namespace skylark::test {
+
+// Keeps every beacon handed to it; sends nothing.
+class RecordingTransport final : public BeaconTransport {
+ public:
+  void send(const URL& url) override { urls.push_back(url.absoluteString()); }
+  std::vector<std::string> urls;
+};
+
+// An application on the whole stack: the SSAI playback controller over a
+// VMAP document given as bytes, on a simulated player whose stream is the
+// one the document names. Records the lifecycle events the application
+// hears ("AdEnter ad-1", "AdSequenceEnter", ...), every beacon and every
+// ledger call. Main queue; the test drives the virtual clock.
+class SessionHarness {
+ public:
+  explicit SessionHarness(const std::string& vmap,
+                          SKYLVUXSessionProviderOptions options = SKYLVUXSessionProviderOptions());
+  ~SessionHarness();
+
+  // Until the session is delivered and its stream ready to play.
+  bool start();
+  // Plays until the stream time reaches `seconds` (or the stream ends).
+  void playUntil(double seconds, double step = 0.25);
+  // Runs the main queue until idle, without moving the playhead.
+  void settle();
+  double streamTime() const { return player->currentTime().seconds(); }
+  // The lifecycle events heard since the last call.
+  std::vector<std::string> takeEvents();
+  std::vector<std::string> takeBeacons();
+
+  std::shared_ptr<RecordingTransport> transport = std::make_shared<RecordingTransport>();
+  std::shared_ptr<SimulatedPlayer> player;
+  std::shared_ptr<SKYLPlaybackController> controller;
+  std::shared_ptr<SKYLVUXSession> session;
+  std::shared_ptr<SKYLAd> currentAd;  // of the last ad-enter event
+  std::vector<SKYLLifecycleEventPtr> lifecycle;
+
+ private:
+  std::vector<std::string> events_;
+};
+
+// "AdEnter" for kSKYLPlaybackSessionLifecycleEventAdEnter.
+std::string shortEventName(std::string_view type);
+
+}  // namespace skylark::test

@@ -1,0 +1,365 @@
+#include "PlayCommand.h"
+
+#include <any>
+#include <chrono>
+#include <fstream>
+#include <thread>
+
+#include <fmt/format.h>
+
+#include "InspectCommand.h"
+#include "TimelineJSON.h"
+#include "entry/SKYLSSAIAdditions.h"
+#include "host/SKYLAdLedgerManager.h"
+#include "host/SKYLErrorSession.h"
+#include "host/SKYLHostConstants.h"
+#include "host/reference/SimulatedPlayer.h"
+#include "platform/DispatchQueue.h"
+#include "session/SKYLSSAIConstants.h"
+#include "session/SKYLVUXSession.h"
+
+namespace skylark::tool {
+namespace {
+
+// Hands nothing to the network: beacons are only reported.
+class ReportOnlyTransport final : public BeaconTransport {
+ public:
+  void send(const URL&) override {}
+};
+
+std::string shortType(std::string_view type) {
+  for (std::string_view prefix : {"kSKYLPlaybackSessionLifecycleEvent", "kSKYLSSAILifecycle"}) {
+    if (type.substr(0, prefix.size()) == prefix) return std::string(type.substr(prefix.size()));
+  }
+  return std::string(type);
+}
+
+Json anyJSON(const std::any& value) {
+  if (const auto* s = std::any_cast<std::string>(&value)) return *s;
+  if (const auto* i = std::any_cast<int64_t>(&value)) return *i;
+  if (const auto* d = std::any_cast<double>(&value)) return *d;
+  if (const auto* f = std::any_cast<float>(&value)) return *f;
+  if (const auto* b = std::any_cast<bool>(&value)) return *b;
+  return nullptr;
+}
+
+class Playback {
+ public:
+  Playback(const PlayOptions& options, std::ostream& out) : options_(options), out_(out) {}
+
+  int run(std::ostream& err) {
+    auto source = sourceFor(err);
+    if (!source) return 1;
+    auto& manager = SKYLPlayerSDKManager::sharedManager();
+    manager.setPlayerFactory([this] {
+      player_ = SimulatedPlayer::create([this](const URL& url) { return media(url); });
+      return player_;
+    });
+    SKYLVUXSessionProviderOptions providerOptions;
+    if (!options_.headers.empty()) {
+      providerOptions.setHttpHeaders(requestHeaders(options_.headers));
+    }
+    if (!options_.fire) providerOptions.setBeaconTransport(std::make_shared<ReportOnlyTransport>());
+    auto provider = createSSAISessionProviderWithUpstreamSessionProvider(manager, nullptr,
+                                                                          &providerOptions);
+    controller_ = manager.createPlaybackControllerWithSessionProvider(provider);
+    controller_->setLifecycleHandler(
+        [this](const auto& session, const SKYLLifecycleEventPtr& event) { lifecycle(session, event); });
+    observeBeaconsAndRates();
+    SKYLAdLedgerManager::shared().setObserver(
+        [this](const SKYLAdLedgerManager::Call& call) { printLedger(call); });
+
+    controller_->setVideos({SKYLVideo::initWithSources({source})});
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!controller_->finished() && !failed_ && std::chrono::steady_clock::now() < deadline) {
+      step();
+      if (options_.until && streamTime() >= *options_.until - 1e-9) break;
+    }
+    SKYLAdLedgerManager::shared().setObserver(nullptr);
+    NotificationCenter::defaultCenter().removeObserver(beaconObserver_);
+    NotificationCenter::defaultCenter().removeObserver(rateObserver_);
+    manager.setPlayerFactory(nullptr);
+    return failed_ ? 1 : 0;
+  }
+
+ private:
+  std::shared_ptr<SKYLSource> sourceFor(std::ostream& err) {
+    if (options_.source.find("://") != std::string::npos) {
+      auto url = URL::parse(options_.source);
+      if (!url || !url->isHTTPOrHTTPS()) {
+        printError(SKYLError("NSURLErrorDomain", -1002, "Not an http(s) URL: " + options_.source), err);
+        return nullptr;
+      }
+      return SKYLSource::initWithURL(url, std::string(kSKYLDeliveryHLS), {});
+    }
+    std::ifstream file(options_.source, std::ios::binary);
+    if (!file) {
+      printError(SKYLError("NSCocoaErrorDomain", 260,
+                           "The file " + options_.source + " could not be read."),
+                 err);
+      return nullptr;
+    }
+    std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    return SKYLSource::initWithVMAPXMLData(std::move(bytes), {});
+  }
+
+  void printError(const SKYLError& error, std::ostream& err) {
+    failed_ = true;
+    if (options_.json) {
+      out_ << jsonText(errorJSON(error)) << "\n";
+    } else {
+      err << "error: " << error.domain << " " << error.code << ": " << errorText(error) << "\n";
+    }
+  }
+
+  // The stream the session hands the player is the one its timeline names.
+  std::optional<SimulatedMedia> media(const URL& url) {
+    const auto session = ssaiSession();
+    if (!session || !session->timeline()) return std::nullopt;
+    const auto& timeline = *session->timeline();
+    if (!timeline.velaURL() || *timeline.velaURL() != url) return std::nullopt;
+    return SimulatedMedia{timeline.payloadLength(), std::nullopt, {}};
+  }
+
+  std::shared_ptr<SKYLVUXSession> ssaiSession() const {
+    if (session_) return session_;
+    return std::dynamic_pointer_cast<SKYLVUXSession>(controller_ ? controller_->currentSession()
+                                                                 : nullptr);
+  }
+
+  double streamTime() const { return player_ ? player_->currentTime().seconds() : 0; }
+  double contentTime() const {
+    const auto session = ssaiSession();
+    return session ? session->contentTimeAtAbsoluteTime(player_ ? player_->currentTime()
+                                                                 : MediaTime::zero())
+                         .seconds()
+                   : 0;
+  }
+
+  void print(Json line, const std::string& text) {
+    if (options_.json) {
+      out_ << jsonText(line) << "\n";
+    } else {
+      out_ << fmt::format("{:>9.3f}  content {:>9.3f}  {}\n", streamTime(), contentTime(), text);
+    }
+  }
+  Json stamp() const { return Json{{"t", streamTime()}, {"content", contentTime()}}; }
+
+  void lifecycle(const std::shared_ptr<SKYLPlaybackSession>& session, const SKYLLifecycleEventPtr& event) {
+    if (auto ssai = std::dynamic_pointer_cast<SKYLVUXSession>(session); ssai && ssai != session_) {
+      session_ = ssai;
+      session_->setAdTimerFactory([this](std::function<void()> tick) {
+        auto handle = std::make_shared<AdTimer>(AdTimer{std::move(tick), 0});
+        adTimers_.push_back(handle);
+        return std::shared_ptr<void>(handle);
+      });
+      observeSession();
+    }
+    const std::string type = shortType(event->eventType());
+    Json line = stamp();
+    line["lifecycle"] = event->eventType();
+    std::string text = type;
+    if (const auto* ad = event->property<std::shared_ptr<SKYLAd>>(
+            kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd);
+        ad && *ad) {
+      line["adId"] = (*ad)->adId;
+      text += " ad=" + (*ad)->adId;
+      if (event->eventType() == kSKYLPlaybackSessionLifecycleEventAdEnter) currentAd_ = *ad;
+      if (event->eventType() == kSKYLPlaybackSessionLifecycleEventAdSkipped) {
+        line["skipped"] = true;
+        text += " skipped";
+      }
+    }
+    if (const auto* sequence = event->property<std::shared_ptr<SKYLAdSequence>>(
+            kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdSequence);
+        sequence && *sequence && !(*sequence)->ads.empty()) {
+      const auto* velaAd = (*sequence)->ads.front()->property<std::shared_ptr<const SKYLVelaAd>>(
+          kSKYLSSAIAdPropertiesKeyVelaAd);
+      if (velaAd && *velaAd) {
+        line["sequenceBegin"] = timeJSON((*velaAd)->beginTime());
+        text += fmt::format(" break@{:.3f}", (*velaAd)->beginTime().seconds());
+      }
+    }
+    if (const auto* progress = event->property<MediaTime>(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdProgress)) {
+      line["progress"] = timeJSON(*progress);
+      text += fmt::format(" progress={:.3f}", progress->seconds());
+    }
+    if (const auto* error = event->property<SKYLError>(kSKYLSSAILifecycleEventPropertiesKeyError)) {
+      const SKYLError& cause = error->underlyingError ? *error->underlyingError : *error;
+      out_ << (options_.json ? jsonText(errorJSON(cause)) + "\n"
+                             : "error: " + cause.domain + " " + std::to_string(cause.code) + ": " +
+                                   errorText(cause) + "\n");
+      failed_ = true;
+      return;
+    }
+    print(line, text);
+  }
+
+  void observeSession() {
+    sessionObservations_.stopObserving();
+    sessionObservations_.startObserving<MediaTime>(
+        session_->duration(),
+        [this](const MediaTime& duration) {
+          if (!duration.isNumeric()) return;
+          print(Json{{"t", streamTime()}, {"duration", duration.seconds()}},
+                fmt::format("duration {:.3f} s of content", duration.seconds()));
+        },
+        true);
+    sessionObservations_.startObserving<int64_t>(
+        session_->loadState(),
+        [this](int64_t state) { print(Json{{"t", streamTime()}, {"loadState", state}}, fmt::format("loadState {}", state)); },
+        true);
+  }
+
+  void observeBeaconsAndRates() {
+    beaconObserver_ = NotificationCenter::defaultCenter().addObserver(
+        std::string(kSKYLSSAIAnalayticsDigestNotification), [this](const Notification& n) {
+          const auto* url = std::any_cast<URL>(&n.object);
+          if (!url) return;
+          Json line = stamp();
+          line["beacon"] = url->absoluteString();
+          print(line, "beacon " + url->absoluteString() + (options_.fire ? "" : " (not sent)"));
+        });
+    rateObserver_ = NotificationCenter::defaultCenter().addObserver(
+        std::string(kSKYLPlayerRateDidChangeNotification), [this](const Notification& n) {
+          const auto* player = std::any_cast<Player*>(&n.object);
+          if (!player || !*player || *player != player_.get()) return;
+          Json line = stamp();
+          line["rate"] = (*player)->rate();
+          print(line, fmt::format("rate {}", (*player)->rate()));
+        });
+  }
+
+  void printLedger(const SKYLAdLedgerManager::Call& call) {
+    Json params = Json::object();
+    std::string text = fmt::format("ledger {}", call.code);
+    for (const auto& [name, value] : call.parameters) {
+      params[name] = anyJSON(value);
+      text += " " + shortLedgerKey(name) + "=" + anyJSON(value).dump();
+    }
+    Json line = stamp();
+    line["ledger"] = call.code;
+    line["params"] = params;
+    print(line, text);
+  }
+
+  static std::string shortLedgerKey(const std::string& name) {
+    std::string shorter = name;
+    for (std::string_view prefix : {"kSKYLAdLedgerParameter"}) {
+      if (shorter.rfind(prefix, 0) == 0) shorter = shorter.substr(prefix.size());
+    }
+    return shorter;
+  }
+
+  // Runs the application's actions due now, then moves the clock a step.
+  void step() {
+    if (!player_ || !session_) {
+      // The document is still loading (off the main queue).
+      Dispatch::main().runUntil([this] { return session_ || controller_->finished() || failed_; },
+                                std::chrono::milliseconds(10));
+      return;
+    }
+    const double now = streamTime();
+    for (size_t i = 0; i < options_.seeks.size(); ++i) {
+      if (!due(seeksDone_, i, options_.seeks[i].first, now)) continue;
+      const double to = options_.seeks[i].second;
+      ssai_seekToTime(*controller_->providerExtension(), MediaTime::makeWithSeconds(to, 600),
+                      [this, to](bool completed) {
+                        Json line = stamp();
+                        line["seek"] = to;
+                        line["completed"] = completed;
+                        print(line, fmt::format("seek to {:.3f} completed={}", to, completed));
+                      });
+    }
+    for (size_t i = 0; i < options_.skips.size(); ++i) {
+      if (!due(skipsDone_, i, options_.skips[i], now)) continue;
+      const auto* handler = currentAd_ ? currentAd_->privateProperty<std::function<void()>>(
+                                             kSKYLAdPrivatePropertyKeySkipHandler)
+                                       : nullptr;
+      if (handler && *handler && session_->adPlaying()) (*handler)();
+    }
+    for (size_t i = 0; i < options_.pauses.size(); ++i) {
+      if (!due(pausesDone_, i, options_.pauses[i].first, now)) continue;
+      controller_->pause();
+      resumeAfter_ = options_.pauses[i].second;
+    }
+    for (size_t i = 0; i < options_.rates.size(); ++i) {
+      if (!due(ratesDone_, i, options_.rates[i].first, now)) continue;
+      player_->setRate(static_cast<float>(options_.rates[i].second));
+    }
+    if (!started_ && player_->itemStatus.get() == PlayerItem::Status::readyToPlay) {
+      started_ = true;
+      if (options_.rate != 1.0) player_->setRate(static_cast<float>(options_.rate));
+    }
+    double seconds = options_.step;
+    if (resumeAfter_) {
+      *resumeAfter_ -= seconds;
+      if (*resumeAfter_ <= 1e-9) {
+        resumeAfter_.reset();
+        controller_->play();
+      }
+    }
+    if (options_.until && player_->rate() > 0) {
+      seconds = std::min(seconds, (*options_.until - now) / player_->rate());
+    }
+    player_->advance(seconds);
+    Dispatch::main().runUntilIdle();
+    tickAdTimers(seconds);
+    if (options_.realtime) {
+      std::this_thread::sleep_for(std::chrono::duration<double>(options_.step));
+    }
+  }
+
+  void tickAdTimers(double seconds) {
+    const auto timers = adTimers_;
+    for (const auto& weak : timers) {
+      const auto timer = weak.lock();
+      if (!timer) continue;
+      timer->elapsed += seconds;
+      while (timer->elapsed >= 1.0 - 1e-9 && !weak.expired()) {
+        timer->elapsed -= 1.0;
+        timer->tick();
+        Dispatch::main().runUntilIdle();
+      }
+    }
+    std::erase_if(adTimers_, [](const auto& timer) { return timer.expired(); });
+  }
+
+  // True once: the first time the stream time reaches `at`.
+  static bool due(std::vector<bool>& taken, size_t i, double at, double now) {
+    if (taken.size() <= i) taken.resize(i + 1, false);
+    if (taken[i] || now < at - 1e-9) return false;
+    taken[i] = true;
+    return true;
+  }
+
+  const PlayOptions& options_;
+  std::ostream& out_;
+  std::shared_ptr<SimulatedPlayer> player_;
+  std::shared_ptr<SKYLPlaybackController> controller_;
+  std::shared_ptr<SKYLVUXSession> session_;
+  std::shared_ptr<SKYLAd> currentAd_;
+  SKYLKVOManager sessionObservations_;
+  NotificationCenter::Token beaconObserver_ = 0;
+  NotificationCenter::Token rateObserver_ = 0;
+  // Ad timers on the virtual clock: each ticks once per second of it
+  // after it was made, until the session releases it.
+  struct AdTimer {
+    std::function<void()> tick;
+    double elapsed;
+  };
+  std::vector<std::weak_ptr<AdTimer>> adTimers_;
+  std::vector<bool> seeksDone_, skipsDone_, pausesDone_, ratesDone_;
+  std::optional<double> resumeAfter_;
+  bool started_ = false;
+  bool failed_ = false;
+};
+
+}  // namespace
+
+int runPlay(const PlayOptions& options, std::ostream& out, std::ostream& err) {
+  Playback playback(options, out);
+  return playback.run(err);
+}
+
+}  // namespace skylark::tool

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <optional>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/URLSession.h"
+
+namespace skylark::tool {
+
+struct PlayOptions {
+  std::string source;  // a VMAP file or an http(s) URL
+  HTTPHeaderFields headers;
+  double step = 0.25;  // seconds of playback per update
+  std::optional<double> until;  // stream seconds
+  double rate = 1.0;
+  bool fire = false;
+  bool json = false;
+  bool realtime = false;
+  // The application's actions, each taken when the stream time first
+  // reaches AT.
+  std::vector<std::pair<double, double>> seeks;    // AT:TO (TO in content seconds)
+  std::vector<double> skips;                       // AT
+  std::vector<std::pair<double, double>> pauses;   // AT:SECONDS
+  std::vector<std::pair<double, double>> rates;    // AT:RATE
+};
+
+// Plays a VMAP document through the whole stack as an application would:
+// manager, SSAI playback controller, session provider, session, and the
+// simulated player on a virtual clock. Prints every lifecycle event the
+// application receives, the content duration, every beacon and ledger
+// call, seek completions and rates. Returns the exit code.
+int runPlay(const PlayOptions& options, std::ostream& out, std::ostream& err);
+
+}  // namespace skylark::tool
