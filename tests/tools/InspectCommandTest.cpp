@@ -1,5 +1,6 @@
 #include "InspectCommand.h"
 #include "LiveCommand.h"
+#include "PlayCommand.h"
 #include "SimulateCommand.h"
 #include "support/MockLiveService.h"
 
@@ -325,6 +326,53 @@ TEST(ToolJSONTest, InvalidUTF8BecomesReplacementCharacters) {
   std::ostringstream simOut, simErr;
   EXPECT_EQ(runSimulate(simulate, simOut, simErr), 0) << simErr.str();
   EXPECT_NE(simOut.str().find("\"adId\":\"ad\xef\xbf\xbd\""), std::string::npos) << simOut.str();
+  std::remove(path.c_str());
+}
+
+TEST(PlayCommandTest, PlaysTheSampleToTheEndWithSnapbackAndSkip) {
+  PlayOptions options;
+  options.source = kSample;
+  options.json = true;
+  options.skips = {3};         // the first ad's skip button shows at 5 s: pressed then
+  options.seeks = {{40, 500}};  // over the mid-roll at content 300
+  std::ostringstream out, err;
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_EQ(runPlay(options, out, err), 0) << err.str();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+  std::vector<std::string> lines;
+  std::vector<bool> seekCompletions;
+  double duration = 0;
+  double lastTime = 0;
+  for (const auto& line : jsonLines(out.str())) {
+    if (line.contains("seek")) seekCompletions.push_back(line["completed"].get<bool>());
+    if (line.contains("duration")) duration = line["duration"].get<double>();
+    if (line.contains("t")) lastTime = line["t"].get<double>();
+    if (!line.contains("lifecycle")) continue;
+    const std::string type = line["lifecycle"].get<std::string>().substr(34);
+    if (type == "AdEnter" || type == "AdSkipped") lines.push_back(type + " " + line["adId"].get<std::string>());
+    if (type == "End") lines.push_back(type);
+  }
+  EXPECT_EQ(duration, 600);
+  EXPECT_EQ(lastTime, 660);
+  EXPECT_EQ(seekCompletions, (std::vector<bool>{true, true}));
+  EXPECT_EQ(lines, (std::vector<std::string>{"AdEnter pre-1", "AdSkipped pre-1", "AdEnter pre-2",
+                                             "AdEnter mid-1", "AdEnter post-1", "End"}));
+  const auto skipped = out.str().find("AdSkipped");
+  ASSERT_NE(skipped, std::string::npos);
+  EXPECT_NE(out.str().rfind("{\"t\":5.0", skipped), std::string::npos);
+}
+
+TEST(PlayCommandTest, AFailedLoadPrintsTheErrorAndExitsWithOne) {
+  const std::string path = ::testing::TempDir() + "skylark-not-vmap.xml";
+  std::ofstream(path) << "{ not xml }";
+  PlayOptions options;
+  options.source = path;
+  options.json = true;
+  std::ostringstream out, err;
+  EXPECT_EQ(runPlay(options, out, err), 1);
+  const auto lines = jsonLines(out.str());
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines.back()["error"]["code"], 4011) << out.str();
   std::remove(path.c_str());
 }
 

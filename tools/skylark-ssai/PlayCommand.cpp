@@ -272,12 +272,9 @@ class Playback {
                       });
     }
     for (size_t i = 0; i < options_.skips.size(); ++i) {
-      if (!due(skipsDone_, i, options_.skips[i], now)) continue;
-      const auto* handler = currentAd_ ? currentAd_->privateProperty<std::function<void()>>(
-                                             kSKYLAdPrivatePropertyKeySkipHandler)
-                                       : nullptr;
-      if (handler && *handler && session_->adPlaying()) (*handler)();
+      if (due(skipsDone_, i, options_.skips[i], now)) pendingSkips_.push_back(currentAd_);
     }
+    pressSkipButtons(now);
     for (size_t i = 0; i < options_.pauses.size(); ++i) {
       if (!due(pausesDone_, i, options_.pauses[i].first, now)) continue;
       controller_->pause();
@@ -325,6 +322,34 @@ class Playback {
     std::erase_if(adTimers_, [](const auto& timer) { return timer.expired(); });
   }
 
+  // A skip button shows once the ad's skip time has passed: a press asked
+  // for earlier waits for it; one for an ad that cannot be skipped, or that
+  // ended meanwhile, does nothing.
+  void pressSkipButtons(double now) {
+    std::vector<std::shared_ptr<SKYLAd>> waiting;
+    for (const auto& ad : pendingSkips_) {
+      const bool playing = ad && ad == currentAd_ && session_->adPlaying();
+      const auto* skippable = ad ? ad->property<int64_t>(kSKYLAdPropertyKeySkippable) : nullptr;
+      if (!playing || !skippable || *skippable != 1) {
+        print(Json{{"t", now}, {"note", "no skippable ad playing: skip ignored"}},
+              "skip ignored: no skippable ad playing");
+        continue;
+      }
+      const auto* velaAd = ad->property<std::shared_ptr<const SKYLVelaAd>>(kSKYLSSAIAdPropertiesKeyVelaAd);
+      const auto* skipTime = ad->property<float>(kSKYLAdPropertyKeySkipTime);
+      if (velaAd && *velaAd && skipTime && now - (*velaAd)->beginTime().seconds() < *skipTime - 1e-6) {
+        waiting.push_back(ad);
+        continue;
+      }
+      if (const auto* handler = ad->privateProperty<std::function<void()>>(
+              kSKYLAdPrivatePropertyKeySkipHandler);
+          handler && *handler) {
+        (*handler)();
+      }
+    }
+    pendingSkips_ = std::move(waiting);
+  }
+
   // True once: the first time the stream time reaches `at`.
   static bool due(std::vector<bool>& taken, size_t i, double at, double now) {
     if (taken.size() <= i) taken.resize(i + 1, false);
@@ -339,6 +364,7 @@ class Playback {
   std::shared_ptr<SKYLPlaybackController> controller_;
   std::shared_ptr<SKYLVUXSession> session_;
   std::shared_ptr<SKYLAd> currentAd_;
+  std::vector<std::shared_ptr<SKYLAd>> pendingSkips_;
   SKYLKVOManager sessionObservations_;
   NotificationCenter::Token beaconObserver_ = 0;
   NotificationCenter::Token rateObserver_ = 0;
