@@ -11,7 +11,7 @@
 #include "RatioReporter.h"
 #include "host/SKYLHostLog.h"
 #include "timeline/SKYLVelaLog.h"
-#include "timeline/SKYLVelaVMAPParser.h"
+#include "vmap/SKYLVelaVMAPParser.h"
 
 namespace skylark {
 namespace {

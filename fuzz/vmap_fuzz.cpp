@@ -6,7 +6,7 @@
 
 #include "host/SKYLHostLog.h"
 #include "timeline/SKYLVelaLog.h"
-#include "timeline/SKYLVelaVMAPParser.h"
+#include "vmap/SKYLVelaVMAPParser.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace skylark;

@@ -10,7 +10,7 @@
 #include "platform/NotificationCenter.h"
 #include "session/SKYLSSAIConstants.h"
 #include "session/SessionHelpers.h"
-#include "timeline/SKYLVelaTimelineLoader.h"
+#include "vmap/SKYLVelaTimelineLoader.h"
 
 namespace skylark {
 namespace {

@@ -9,7 +9,7 @@
 #include "support/LoopbackServer.h"
 #include "support/TimelineFixtures.h"
 #include "support/VMAPFixtures.h"
-#include "timeline/SKYLVelaVMAPParser.h"
+#include "vmap/SKYLVelaVMAPParser.h"
 
 namespace skylark {
 namespace {

@@ -10,7 +10,7 @@
 #include "entry/SKYLVUXSessionProviderOptions.h"
 #include "host/SKYLSource.h"
 #include "platform/ASCIICase.h"
-#include "timeline/SKYLVelaTimelineLoader.h"
+#include "vmap/SKYLVelaTimelineLoader.h"
 #include "xml/SKYLVelaXMLDocument.h"
 
 namespace skylark::tool {

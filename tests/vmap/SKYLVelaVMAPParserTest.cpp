@@ -1,4 +1,4 @@
-#include "timeline/SKYLVelaVMAPParser.h"
+#include "vmap/SKYLVelaVMAPParser.h"
 
 #include <chrono>
 #include <filesystem>

@@ -1,4 +1,4 @@
-#include "timeline/SKYLVelaVMAPParser.h"
+#include "vmap/SKYLVelaVMAPParser.h"
 
 #include <cctype>
 #include <cmath>
@@ -18,11 +18,14 @@
 #include "timeline/SKYLVelaLog.h"
 #include "timeline/SKYLVelaTimeStrings.h"
 #include "timeline/SKYLVelaTrackingEventsCollectionBuilder.h"
+#include "vmap/TextValues.h"
 
 namespace skylark {
 namespace {
 
 using Element = SKYLVelaXMLElement;
+using vmap_detail::boolValue;
+using vmap_detail::integerValue;
 using OptionalElement = std::optional<SKYLVelaXMLElement>;
 
 constexpr int32_t kTimescale = 600;
@@ -70,31 +73,6 @@ double secondsAttribute(const OptionalElement& element, std::string_view name) {
   const auto value = element->valueForAttribute(name);
   if (!value) return 0;
   return NumberParser::decimalStyleEnUS().parse(*value).value_or(0);
-}
-
-// Leading white space, a sign and digits; 0 when there are none ("REQUIRED").
-int64_t integerValue(std::string_view s) {
-  size_t i = 0;
-  while (i < s.size() && std::isspace(static_cast<unsigned char>(s[i]))) ++i;
-  bool negative = false;
-  if (i < s.size() && (s[i] == '+' || s[i] == '-')) negative = s[i++] == '-';
-  int64_t value = 0;
-  for (; i < s.size() && std::isdigit(static_cast<unsigned char>(s[i])); ++i) {
-    if (value > (INT64_MAX - 9) / 10) break;
-    value = value * 10 + (s[i] - '0');
-  }
-  return negative ? -value : value;
-}
-
-// "true", "YES", "1"... as the platform reads a boolean string.
-bool boolValue(std::string_view s) {
-  size_t i = 0;
-  while (i < s.size() && std::isspace(static_cast<unsigned char>(s[i]))) ++i;
-  if (i < s.size() && (s[i] == '+' || s[i] == '-')) ++i;
-  while (i < s.size() && s[i] == '0') ++i;
-  if (i == s.size()) return false;
-  const char c = s[i];
-  return c == 'Y' || c == 'y' || c == 'T' || c == 't' || (c >= '1' && c <= '9');
 }
 
 std::string mark(double seconds) {

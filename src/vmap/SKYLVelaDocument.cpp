@@ -1,10 +1,10 @@
-#include "timeline/SKYLVelaDocument.h"
+#include "vmap/SKYLVelaDocument.h"
 
 #include "host/SKYLHostLog.h"
 #include "host/SKYLHostNotifications.h"
 #include "platform/StringFormat.h"
 #include "timeline/SKYLVelaErrors.h"
-#include "timeline/SKYLVelaVMAPParser.h"
+#include "vmap/SKYLVelaVMAPParser.h"
 
 namespace skylark {
 namespace {

@@ -1,10 +1,10 @@
-#include "timeline/SKYLVelaTimelineLoader.h"
+#include "vmap/SKYLVelaTimelineLoader.h"
 
 #include "host/SKYLHostLog.h"
 #include "host/SKYLHostNotifications.h"
 #include "platform/DispatchQueue.h"
 #include "timeline/SKYLVelaAdSequencesBuilder.h"
-#include "timeline/SKYLVelaDocument.h"
+#include "vmap/SKYLVelaDocument.h"
 
 namespace skylark {
 

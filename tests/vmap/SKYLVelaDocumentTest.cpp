@@ -1,4 +1,4 @@
-#include "timeline/SKYLVelaDocument.h"
+#include "vmap/SKYLVelaDocument.h"
 
 #include <future>
 
@@ -10,7 +10,7 @@
 #include "support/TimelineFixtures.h"
 #include "support/VMAPFixtures.h"
 #include "timeline/SKYLVelaErrors.h"
-#include "timeline/SKYLVelaTimelineLoader.h"
+#include "vmap/SKYLVelaTimelineLoader.h"
 
 namespace skylark {
 namespace {
