@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "entry/SKYLSSAILive2ResolvedSession.h"
+#include "session/SKYLSSAILive2ResolvedSession.h"
 #include "entry/SKYLVUXSessionProviderOptions.h"
 #include "host/SKYLKVOManager.h"
 #include "host/SKYLSessionProvider.h"

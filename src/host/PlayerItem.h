@@ -19,6 +19,8 @@ namespace skylark {
 struct TimedMetadataItem {
   MediaTime time;
   std::string bytes;
+  std::string keySpace = "org.id3";
+  std::string key = "TXXX";  // an ID3 user-text frame
 };
 
 // Receives a stream's timed metadata as playback crosses it.

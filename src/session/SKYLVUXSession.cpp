@@ -5,6 +5,7 @@
 #include "host/SKYLHostConstants.h"
 #include "host/SKYLHostLog.h"
 #include "host/SKYLHostServices.h"
+#include "live2/SKYLSSAILive2Coordinator.h"
 #include "live2/SKYLSSAILive2Detector.h"
 #include "platform/DispatchQueue.h"
 #include "platform/NotificationCenter.h"
@@ -65,6 +66,7 @@ void SKYLVUXSession::start() {
 
 SKYLVUXSession::~SKYLVUXSession() {
   NotificationCenter::defaultCenter().removeObserver(rateObserver_);
+  if (live2Coordinator_) live2Coordinator_->stop();
   adInfoTimer_.reset();
   pictureInPictureObservation_.stopObserving();
   trackerObservations_.stopObserving();
@@ -120,30 +122,17 @@ void SKYLVUXSession::load() {
       found != source->properties().end()) {
     token = found->second;
   }
-  if (meridianLiveDetection_ != 0 &&
+  if (meridianLiveDetection_ != 0 && source->url() &&
       SKYLSSAILive2Detector::isLive2(source->url(), token, detectionRule(meridianLiveDetection_))) {
-    // The newer live service's sessions are opened by the live path; until
-    // it is part of the session the stream plays without ad features.
-    SKYLHostLog(3, "Meridian Live source %@: playing it without ad features.", source->url());
-    playContentOnly(source);
+    loadLive2Session(source);
     return;
   }
   if (SKYLSSAILive2Detector::isLive2(source->url(), token, detectionRule(3))) {
     SKYLHostLog(3, "Meridian Live handling is off for this source. Playing it without ad features.");
-    playContentOnly(source);
+    live2PlayContentOnly(source);
     return;
   }
   loadTimeline(source);
-}
-
-void SKYLVUXSession::playContentOnly(const std::shared_ptr<SKYLSource>& source) {
-  if (!source->url()) {
-    fail(SKYLError(std::string(kSKYLSSAIErrorDomain), kSKYLSSAIErrorCodeTimelineLoadError));
-    return;
-  }
-  ssaiSource_ = source;
-  innerPlaybackSession()->loadVideoURL(*source->url());
-  loadState_.set(2);
 }
 
 void SKYLVUXSession::loadTimeline(const std::shared_ptr<SKYLSource>& source) {
@@ -267,12 +256,20 @@ void SKYLVUXSession::fail(SKYLError error) {
 // Relayed values ---------------------------------------------------------
 
 void SKYLVUXSession::startObservingRequiredValuesOnInnerPlaybackSession(SKYLPlaybackSession& inner) {
+  if (observingInner_) return;
+  observingInner_ = true;
   kvoManager_.startObserving<MediaTime>(
       inner.duration(), [this](const MediaTime& d) { innerDurationChanged(d); }, true);
   kvoManager_.startObserving<MediaTime>(
       inner.progressSource().currentTimeValue,
       [this](const MediaTime& time) {
-        if (!tracker_ || inBumperMode()) return;
+        if (inBumperMode()) return;
+        if (!tracker_) {
+          // Live without a timeline: positions are the stream's own.
+          progressSource_.currentTimeValue.set(time);
+          if (live2Coordinator_) live2UpdateAdState();
+          return;
+        }
         if (const auto player = innerPlaybackSession()->player()) {
           tracker_->setPlaybackRate(player->rate());
         }
@@ -302,6 +299,8 @@ void SKYLVUXSession::playerItemChanged() {
   if (!item || item == currentPlayerItem_) return;
   currentPlayerItem_ = item;
   if (item->type() != PlayerItemType::content) return;
+  // The stream's timed metadata (older live SSAI) comes to this session.
+  item->addOutput({weak_from_this(), &Dispatch::global()});
   if (reversePlaybackEndTime_.isValid()) item->setReversePlaybackEndTime(reversePlaybackEndTime_);
   item->setInterstitialTimeRanges(interstitialTimeRanges_);
 }

@@ -10,16 +10,18 @@
 #include "host/SKYLAdLedgerManager.h"
 #include "host/SKYLAdSequence.h"
 #include "host/SKYLKVOManager.h"
+#include "live2/SKYLSSAILive2AdInfo.h"
 #include "host/SKYLSessionProviderExtension.h"
 #include "platform/URLSession.h"
 #include "session/ForwardingPlaybackSession.h"
+#include "session/SKYLSSAILive2ResolvedSession.h"
 #include "timeline/SKYLVelaTimeline.h"
 #include "tracking/SKYLVelaAnalyticsSession.h"
 #include "tracking/SKYLVelaProgressTracker.h"
 
 namespace skylark {
 
-struct SKYLSSAILive2ResolvedSession;
+class SKYLSSAILive2Coordinator;
 
 // The plug-in's playback session: wraps the host's session for one video
 // and shows the host and the application the same surface in content
@@ -32,6 +34,7 @@ struct SKYLSSAILive2ResolvedSession;
 // loadState:  0 not loaded --load--> 1 loading --stream handed over--> 2 loaded
 //                                        \--no timeline, or no stream URL--> 3 failed
 class SKYLVUXSession final : public ForwardingPlaybackSession,
+                             public TimedMetadataOutputDelegate,
                              public std::enable_shared_from_this<SKYLVUXSession> {
  public:
   using ResolvedSessionLookup =
@@ -117,6 +120,21 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   void setLive2ResolvedSessionRecorder(ResolvedSessionRecorder recorder) {
     live2ResolvedSessionRecorder_ = std::move(recorder);
   }
+  // Makes the coordinator of a newer-live source (tests and tools give
+  // theirs); by default SKYLSSAILive2Coordinator::create.
+  using CoordinatorFactory = std::function<std::shared_ptr<SKYLSSAILive2Coordinator>(const URL&)>;
+  void setLive2CoordinatorFactory(CoordinatorFactory factory) {
+    live2CoordinatorFactory_ = std::move(factory);
+  }
+  const std::shared_ptr<SKYLSSAILive2Coordinator>& live2Coordinator() const {
+    return live2Coordinator_;
+  }
+  bool live2ContentOnly() const { return live2ContentOnly_; }
+
+  // Timed metadata of the stream (older live SSAI: its ad data), on the
+  // global queue.
+  void outputDidOutputTimedMetadata(const std::vector<TimedMetadataItem>& items) override;
+
   // Beacons go through this digester (tests and tools give their own).
   void setSharedDigester(std::shared_ptr<SKYLVelaAnalyticsDigester> digester) {
     sharedDigester_ = std::move(digester);
@@ -132,7 +150,6 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   void start();
   void loadTimeline(const std::shared_ptr<SKYLSource>& source);
   void didLoadTimeline(std::shared_ptr<SKYLVelaTimeline> timeline, std::optional<SKYLError> error);
-  void playContentOnly(const std::shared_ptr<SKYLSource>& source);
   void addCuePoints();
   void loadStream();
   void fail(SKYLError error);
@@ -153,6 +170,20 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   void enterAdSequence(const std::shared_ptr<SKYLVelaAdSequence>& sequence);
   void exitAdSequence(const std::shared_ptr<SKYLVelaAdSequence>& sequence);
   void requireLinearPlayback(bool required);
+
+  // The newer live service.
+  void loadLive2Session(const std::shared_ptr<SKYLSource>& source);
+  void live2TeardownSession();
+  void live2PlayContentOnly(const std::shared_ptr<SKYLSource>& source);
+  void live2DidStart(uint64_t generation, const std::shared_ptr<SKYLSource>& source,
+                     std::optional<URL> manifest, std::optional<SKYLError> error);
+  void live2UpdateAdState();
+  void live2ExitCurrentAd();
+  void live2EmitAdProgressAt(SystemTime date);
+  void live2EmitEventOfType(std::string_view type, std::string_view propertyKey, std::any value);
+  std::shared_ptr<SKYLAd> live2AdForInfo(const SKYLSSAILive2AdInfo& info) const;
+  std::shared_ptr<const SKYLVelaAd> live2VelaAdForInfo(const SKYLSSAILive2AdInfo& info) const;
+  void live2SeekToTime(const MediaTime& time, std::function<void(bool)> completion);
 
   // Seeking and skipping.
   void seekPlayer(const MediaTime& to, std::function<void(bool)> completion);
@@ -191,6 +222,19 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   std::shared_ptr<SKYLSource> ssaiSource_;
   MediaTime reversePlaybackEndTime_ = MediaTime::invalid();
   std::shared_ptr<PlayerItem> currentPlayerItem_;
+  bool observingInner_ = false;
+
+  // The newer live service.
+  CoordinatorFactory live2CoordinatorFactory_;
+  std::shared_ptr<SKYLSSAILive2Coordinator> live2Coordinator_;
+  std::optional<URL> live2SessionSourceURL_;
+  uint64_t live2SessionGeneration_ = 0;
+  bool live2ContentOnly_ = false;
+  std::optional<std::string> live2CurrentAdId_;
+  std::optional<std::string> live2CurrentAvailId_;
+  std::shared_ptr<SKYLAdSequence> live2CurrentAdSequence_;
+  std::optional<SystemTime> live2CurrentAdStartDate_;
+  int64_t live2SequenceAdCount_ = 0;
 
   // Ad bookkeeping.
   std::shared_ptr<SKYLVelaAdSequence> currentAdSequence_;

@@ -14,8 +14,13 @@ void SKYLVUXSession::seekToTime(const MediaTime& time,
   const auto refuse = [this] {
     if (seekToCompletionHandler_) seekToCompletionHandler_(false);
   };
-  if (!canSeek_ || !time.isValid() || time < MediaTime::zero() || !timeline_) {
+  if (!canSeek_ || !time.isValid() || time < MediaTime::zero() ||
+      (!timeline_ && !live2Coordinator_ && !live2ContentOnly_)) {
     refuse();
+    return;
+  }
+  if (live2Coordinator_ || live2ContentOnly_) {
+    live2SeekToTime(time, seekToCompletionHandler_);
     return;
   }
   const auto player = innerPlaybackSession()->player();
