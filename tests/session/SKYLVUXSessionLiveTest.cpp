@@ -1,0 +1,231 @@
+#include <thread>
+
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include "host/SKYLBasicPlaybackSession.h"
+#include "host/SKYLHostConstants.h"
+#include "host/reference/SimulatedPlayer.h"
+#include "live2/SKYLSSAILive2Coordinator.h"
+#include "live2/SKYLSSAILive2SessionClient.h"
+#include "live2/SKYLSSAILive2Time.h"
+#include "live2/SKYLSSAILive2Timeline.h"
+#include "platform/DispatchQueue.h"
+#include "session/SKYLVUXSession.h"
+#include "support/LogCapture.h"
+#include "support/MockLiveService.h"
+#include "support/SessionHarness.h"
+
+namespace skylark {
+namespace {
+
+using namespace std::chrono_literals;
+using Events = std::vector<std::string>;
+
+const std::string kToken = "eyJhbGciOiJub25lIn0.eyJzdWIiOiJ0ZXN0In0.c2ln";
+// The stream's program date at time zero.
+const SystemTime kBase = *SKYLSSAILive2ParseProgramDateTime("2024-05-01T10:00:00Z");
+
+std::string adJSON(const std::string& id, int startSecond, int duration) {
+  return fmt::format(
+      R"({{"adId": "{}", "adTitle": "Ad {}", "startTimeInSeconds": {}, "durationInSeconds": {},
+          "adProgramDateTime": "2024-05-01T10:00:{:02}Z", "trackingEvents": []}})",
+      id, id, startSecond, duration, startSecond);
+}
+
+std::string availJSON(const std::vector<std::string>& ads) {
+  std::string list;
+  for (const auto& ad : ads) list += (list.empty() ? "" : ",") + ad;
+  return R"({"avails": [{"availId": "a1", "startTimeInSeconds": 10, "durationInSeconds": 20, "ads": [)" +
+         list + "]}]}";
+}
+
+// A newer-live source on the mock service, played on a simulated player
+// whose stream starts at kBase.
+class LiveSessionTest : public ::testing::Test {
+ protected:
+  std::shared_ptr<SKYLVUXSession> makeSession(double pollInterval = 0.05) {
+    player_ = SimulatedPlayer::create([](const URL&) {
+      return std::optional(SimulatedMedia{MediaTime::make(3600, 1), kBase, {}});
+    });
+    auto source = SKYLSource::initWithURL(URL::parse(service_.sessionURL()), std::string(kSKYLDeliveryHLS),
+                                          {{std::string(kSKYLSourceParameterKeyLivePlaybackToken), kToken}});
+    auto basic = SKYLBasicPlaybackSession::create(SKYLVideo::initWithSources({source}), source, player_);
+    auto session = SKYLVUXSession::initWithUpstreamSession(basic, {});
+    session->setLive2CoordinatorFactory([pollInterval](const URL& url) {
+      SKYLSSAILive2SessionController::Dependencies dependencies;
+      dependencies.pollInterval = pollInterval;
+      return SKYLSSAILive2Coordinator::create(
+          url, std::move(dependencies),
+          SKYLSSAILive2URLSessionBeaconTransport::create(SKYLSSAILive2SessionClient::sharedSession()));
+    });
+    session->lifecycleState().addObserver(
+        [this](const SKYLLifecycleEventPtr& event) {
+          if (!event) return;
+          std::string line = test::shortEventName(event->eventType());
+          if (const auto* ad = event->property<std::shared_ptr<SKYLAd>>(
+                  kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd)) {
+            line += " " + (*ad)->adId;
+          }
+          if (const auto* sequence = event->property<std::shared_ptr<SKYLAdSequence>>(
+                  kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdSequence)) {
+            line += " " + std::to_string((*sequence)->ads.size());
+          }
+          if (const auto* progress = event->property<MediaTime>(
+                  kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdProgress)) {
+            maxProgress_ = std::max(maxProgress_, progress->seconds());
+            return;
+          }
+          if (line.rfind("Ad", 0) == 0) events_.push_back(line);  // the ad events
+        },
+        false);
+    return session;
+  }
+
+  bool loaded(const std::shared_ptr<SKYLVUXSession>& session) {
+    return Dispatch::main().runUntil(
+        [&] {
+          return session->loadState().get() >= 2 &&
+                 player_->itemStatus.get() == PlayerItem::Status::readyToPlay;
+        },
+        5s);
+  }
+
+  void playUntil(double seconds) {
+    player_->play();
+    while (player_->currentTime().seconds() < seconds - 1e-9) {
+      player_->advance(0.25);
+      Dispatch::main().runUntilIdle();
+    }
+  }
+
+  test::MockLiveService service_;
+  std::shared_ptr<SimulatedPlayer> player_;
+  Events events_;
+  double maxProgress_ = 0;
+};
+
+TEST_F(LiveSessionTest, AvailsBecomeAdEventsAndSequencesAreAnnouncedAgainAsAdsAppear) {
+  service_.scriptTracking({{200, availJSON({adJSON("x", 10, 10)}), 0},
+                           {200, availJSON({adJSON("x", 10, 10), adJSON("y", 20, 10)}), 0}});
+  auto session = makeSession();
+  session->load();
+  ASSERT_TRUE(loaded(session));
+  EXPECT_FALSE(session->live2ContentOnly());
+  ASSERT_TRUE(service_.waitForPolls(2, 5s));
+  Dispatch::main().runUntil([] { return false; }, 50ms);
+  playUntil(5);
+  EXPECT_EQ(events_, Events{});
+  // Now both ads are known: entering the avail announces the two.
+  playUntil(12);
+  EXPECT_EQ(events_, (Events{"AdSequenceEnter 2", "AdEnter x"}));
+  EXPECT_FALSE(session->canSeek());
+  playUntil(31);
+  EXPECT_EQ(events_, (Events{"AdSequenceEnter 2", "AdEnter x", "AdExit x", "AdEnter y", "AdExit y",
+                             "AdSequenceExit 2"}));
+  EXPECT_LE(maxProgress_, 10.0);
+  EXPECT_GT(maxProgress_, 9.0);
+  EXPECT_TRUE(session->canSeek());
+  EXPECT_EQ(service_.sessionBodies().size(), 1u);
+  session->load();  // loaded already: nothing more
+  Dispatch::main().runUntil([] { return false; }, 50ms);
+  EXPECT_EQ(service_.sessionBodies().size(), 1u);
+}
+
+TEST_F(LiveSessionTest, ASecondAdBecomingPresentableReannouncesTheSequence) {
+  service_.scriptTracking({{200, availJSON({adJSON("x", 10, 10)}), 0}});
+  auto session = makeSession(60);
+  session->load();
+  ASSERT_TRUE(loaded(session));
+  ASSERT_TRUE(service_.waitForPolls(1, 5s));
+  Dispatch::main().runUntil([] { return false; }, 50ms);
+  playUntil(12);
+  EXPECT_EQ(events_, (Events{"AdSequenceEnter 1", "AdEnter x"}));
+  // The next answer (merged as a poll would) adds y.
+  const auto response = SKYLSSAILive2TrackingResponse::decode(availJSON({adJSON("x", 10, 10), adJSON("y", 20, 10)}));
+  ASSERT_TRUE(response.ok());
+  std::const_pointer_cast<SKYLSSAILive2Timeline>(session->live2Coordinator()->timelineHandle().timeline)
+      ->merge(response.value());
+  playUntil(13);
+  EXPECT_EQ(events_, (Events{"AdSequenceEnter 1", "AdEnter x", "AdSequenceEnter 2"}));
+}
+
+TEST_F(LiveSessionTest, AResolvedSessionIsResumedWithoutANewPost) {
+  auto session = makeSession();
+  const std::string base = service_.sessionURL().substr(0, service_.sessionURL().find("/v1"));
+  int lookups = 0;
+  session->setLive2ResolvedSessionLookup([&](const URL&) {
+    ++lookups;
+    return std::make_shared<const SKYLSSAILive2ResolvedSession>(
+        *URL::parse(base + "/live/m.m3u8"), *URL::parse(base + "/live/tracking"),
+        SKYLSSAILive2ResolvedSession::Clock::now());
+  });
+  session->load();
+  ASSERT_TRUE(loaded(session));
+  EXPECT_EQ(lookups, 1);
+  EXPECT_TRUE(service_.sessionBodies().empty());
+  EXPECT_EQ(player_->currentItem()->url().absoluteString(), base + "/live/m.m3u8");
+}
+
+TEST_F(LiveSessionTest, AFailedStartPlaysTheContentAndStillLoads) {
+  service_.setSessionAnswer({503, "busy", 0});
+  test::LogCapture log;
+  auto session = makeSession();
+  session->load();
+  ASSERT_TRUE(loaded(session));
+  EXPECT_EQ(session->loadState().get(), 2);
+  EXPECT_TRUE(session->live2ContentOnly());
+  EXPECT_FALSE(session->live2Coordinator());
+  EXPECT_EQ(player_->currentItem()->url().absoluteString(), service_.sessionURL());
+  const auto messages = log.messages();
+  EXPECT_TRUE(std::any_of(messages.begin(), messages.end(), [](const std::string& m) {
+    return m.rfind("Meridian Live session init failed, playing without tracking.", 0) == 0;
+  }));
+}
+
+// An older live SSAI stream: its ad data arrives as timed metadata, parsed
+// on the global queue while the main queue plays.
+TEST(LiveMetadataTest, TimedMetadataInstallsBreaksWhilePlaying) {
+  const std::string ad = R"(<vmap:AdBreak timeOffset="start"><vmap:AdSource><vmap:VASTAdData><VAST version="3.0">
+      <Ad><InLine><AdTitle>Live</AdTitle><Creatives><Creative><Linear><Duration>00:00:05</Duration>
+      </Linear></Creative></Creatives></InLine></Ad></VAST></vmap:VASTAdData></vmap:AdSource></vmap:AdBreak>)";
+  const std::string metadata =
+      R"(<vmap:VMAP xmlns:vmap="http://www.iab.net/videosuite/vmap" xmlns:sk="http://example.com/sk" version="1.0">)" +
+      ad + ad + R"(<vmap:Extensions><sk:Player><sk:TimingData><sk:adBreakDurationMs>10000</sk:adBreakDurationMs>
+      <sk:adBreakRemainingMs>10000</sk:adBreakRemainingMs><sk:adRemainingMs>5000</sk:adRemainingMs>
+      </sk:TimingData></sk:Player></vmap:Extensions></vmap:VMAP>)";
+  std::vector<TimedMetadataItem> items;
+  for (int at = 10; at <= 90; at += 20) items.push_back({MediaTime::make(at, 1), metadata});
+  auto player = SimulatedPlayer::create([&](const URL&) {
+    return std::optional(SimulatedMedia{MediaTime::make(120, 1), std::nullopt, items});
+  });
+  auto source = SKYLSource::initWithURL(URL::parse("https://live.example.com/channel.m3u8"),
+                                        std::string(kSKYLDeliveryHLS), {});
+  source->setLiveSSAISource(true);
+  auto basic = SKYLBasicPlaybackSession::create(SKYLVideo::initWithSources({source}), source, player);
+  auto session = SKYLVUXSession::initWithUpstreamSession(basic, {});
+  session->setMeridianLiveDetection(0);
+  std::vector<std::string> entered;
+  session->lifecycleState().addObserver(
+      [&](const SKYLLifecycleEventPtr& event) {
+        if (event && event->eventType() == kSKYLPlaybackSessionLifecycleEventAdSequenceEnter) {
+          entered.push_back(std::to_string(player->currentTime().seconds()));
+        }
+      },
+      false);
+  session->load();
+  ASSERT_TRUE(Dispatch::main().runUntil(
+      [&] { return player->itemStatus.get() == PlayerItem::Status::readyToPlay; }, 5s));
+  player->play();
+  for (int i = 0; i < 480; ++i) {
+    player->advance(0.25);
+    Dispatch::main().runUntilIdle();
+    if (i % 40 == 0) std::this_thread::sleep_for(2ms);  // let parsing race the playhead
+  }
+  Dispatch::main().runUntil([] { return false; }, 100ms);
+  EXPECT_GE(session->timeline()->adSequences()->size(), 1u);
+  EXPECT_FALSE(entered.empty());
+}
+
+}  // namespace
+}  // namespace skylark
