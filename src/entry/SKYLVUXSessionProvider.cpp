@@ -7,7 +7,7 @@
 #include "host/SKYLHostLog.h"
 #include "host/SKYLPlayerSDKManager.h"
 #include "platform/ASCIICase.h"
-#include "session/SKYLSSAIConstants.h"
+#include "timeline/SKYLSSAIConstants.h"
 #include "session/SKYLVUXSession.h"
 
 namespace skylark {

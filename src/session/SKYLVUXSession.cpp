@@ -9,7 +9,7 @@
 #include "live2/SKYLSSAILive2Detector.h"
 #include "platform/DispatchQueue.h"
 #include "platform/NotificationCenter.h"
-#include "session/SKYLSSAIConstants.h"
+#include "timeline/SKYLSSAIConstants.h"
 #include "session/SessionHelpers.h"
 #include "vmap/SKYLVelaTimelineLoader.h"
 
@@ -92,6 +92,12 @@ bool SKYLVUXSession::respondsToSelector(std::string_view selector) const {
       "seekToTime:completionHandler:", "seekToTime:toleranceBefore:toleranceAfter:completionHandler:",
       "resumeVideoAtTime:withAutoPlay:", "pauseAd", "resumeAd"};
   return kOwn.count(selector) > 0 || innerPlaybackSession()->respondsToSelector(selector);
+}
+
+void SKYLVUXSession::setAdDisplayContainer(
+    std::shared_ptr<SKYLSSAIAdComponentDisplayContainer> container) {
+  adDisplayContainer_ = std::move(container);
+  if (adDisplayContainer_) adDisplayContainer_->setSession(shared_from_this());
 }
 
 // Loading ---------------------------------------------------------------

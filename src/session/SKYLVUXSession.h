@@ -7,6 +7,7 @@
 #include <string>
 
 #include "host/SKYLAd.h"
+#include "companions/SKYLSSAIAdComponentDisplayContainer.h"
 #include "host/SKYLAdLedgerManager.h"
 #include "host/SKYLAdSequence.h"
 #include "host/SKYLKVOManager.h"
@@ -135,6 +136,13 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   // global queue.
   void outputDidOutputTimedMetadata(const std::vector<TimedMetadataItem>& items) override;
 
+  // The application's companion slots and click-through container: the
+  // session attaches itself, so slots fill as ads begin.
+  void setAdDisplayContainer(std::shared_ptr<SKYLSSAIAdComponentDisplayContainer> container);
+  const std::shared_ptr<SKYLSSAIAdComponentDisplayContainer>& adDisplayContainer() const {
+    return adDisplayContainer_;
+  }
+
   // Beacons go through this digester (tests and tools give their own).
   void setSharedDigester(std::shared_ptr<SKYLVelaAnalyticsDigester> digester) {
     sharedDigester_ = std::move(digester);
@@ -223,6 +231,8 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   MediaTime reversePlaybackEndTime_ = MediaTime::invalid();
   std::shared_ptr<PlayerItem> currentPlayerItem_;
   bool observingInner_ = false;
+
+  std::shared_ptr<SKYLSSAIAdComponentDisplayContainer> adDisplayContainer_;
 
   // The newer live service.
   CoordinatorFactory live2CoordinatorFactory_;

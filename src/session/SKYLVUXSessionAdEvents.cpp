@@ -4,7 +4,7 @@
 
 #include "host/SKYLHostConstants.h"
 #include "platform/DispatchQueue.h"
-#include "session/SKYLSSAIConstants.h"
+#include "timeline/SKYLSSAIConstants.h"
 #include "session/SKYLVUXSession.h"
 #include "session/SessionHelpers.h"
 
@@ -67,6 +67,12 @@ void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event)
   switch (event.type()) {
     case TrackerEvent::EnterAd: {
       currentAd_ = ad;
+      // The analytics session of this ad (made as the tracker announced it)
+      // reports companion views and clicks.
+      if (ad && analyticsSession_ && analyticsSession_->adAnalaytics()) {
+        ad->properties[key(kSKYLSSAIAdPropertiesKeyVelaAdAnalyticsSession)] =
+            analyticsSession_->adAnalaytics();
+      }
       handleAdLedgerForEvent(kAdStart);
       adViewableImpressionTriggered_ = false;
       adViewableSeconds_ = 0;

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "platform/MediaTime.h"
-#include "session/SKYLSSAIConstants.h"
+#include "timeline/SKYLSSAIConstants.h"
 #include "timeline/SKYLVelaAdSequence.h"
 
 namespace skylark::session_detail {

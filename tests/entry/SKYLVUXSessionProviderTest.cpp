@@ -9,7 +9,7 @@
 #include "host/SKYLBasicSessionProvider.h"
 #include "host/SKYLErrorSession.h"
 #include "host/SKYLHostConstants.h"
-#include "session/SKYLSSAIConstants.h"
+#include "timeline/SKYLSSAIConstants.h"
 #include "session/SKYLVUXSession.h"
 #include "support/LogCapture.h"
 #include "support/LoopbackServer.h"

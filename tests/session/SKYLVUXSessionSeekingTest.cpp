@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "host/SKYLHostConstants.h"
-#include "session/SKYLSSAIConstants.h"
+#include "timeline/SKYLSSAIConstants.h"
 #include "session/SKYLVUXSession.h"
 #include "support/SessionHarness.h"
 #include "support/VMAPFixtures.h"

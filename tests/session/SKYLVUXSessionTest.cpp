@@ -4,7 +4,7 @@
 
 #include "host/SKYLBasicPlaybackSession.h"
 #include "host/SKYLHostConstants.h"
-#include "session/SKYLSSAIConstants.h"
+#include "timeline/SKYLSSAIConstants.h"
 #include "support/SessionHarness.h"
 #include "support/VMAPFixtures.h"
 

@@ -15,7 +15,7 @@
 #include "host/SKYLHostConstants.h"
 #include "host/reference/SimulatedPlayer.h"
 #include "platform/DispatchQueue.h"
-#include "session/SKYLSSAIConstants.h"
+#include "timeline/SKYLSSAIConstants.h"
 #include "session/SKYLVUXSession.h"
 
 namespace skylark::tool {
