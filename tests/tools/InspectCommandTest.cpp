@@ -376,5 +376,54 @@ TEST(PlayCommandTest, AFailedLoadPrintsTheErrorAndExitsWithOne) {
   std::remove(path.c_str());
 }
 
+TEST(PlayCommandTest, ANewerLiveSourcePlaysThroughItsCoordinator) {
+  test::MockLiveService service;
+  const auto adStart = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now() -
+                                                            std::chrono::seconds(12));
+  char date[32];
+  std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%SZ", std::gmtime(&adStart));
+  service.scriptTracking({{200,
+                           std::string(R"({"avails": [{"availId": "a1", "durationInSeconds": 30,
+                             "ads": [{"adId": "x", "adTitle": "Ferries", "durationInSeconds": 30,
+                                      "adProgramDateTime": ")") + date + R"("}]}]})",
+                           0}});
+  PlayOptions options;
+  options.source = service.sessionURL();
+  options.token = "eyJhbGciOiJub25lIn0.eyJzdWIiOiJ0In0.c2ln";
+  options.json = true;
+  options.until = 1;
+  std::ostringstream out, err;
+  ASSERT_EQ(runPlay(options, out, err), 0) << err.str();
+  std::vector<std::string> seen;
+  for (const auto& line : jsonLines(out.str())) {
+    if (!line.contains("lifecycle")) continue;
+    const std::string type = line["lifecycle"].get<std::string>().substr(34);
+    if (type.rfind("Ad", 0) == 0 && type != "AdProgress") seen.push_back(type + " " + line.value("adId", ""));
+  }
+  EXPECT_EQ(seen, (std::vector<std::string>{"AdSequenceEnter ", "AdEnter x"})) << out.str();
+}
+
+TEST(PlayCommandTest, TimedMetadataOfAnOlderLiveStreamAnnouncesItsBreak) {
+  const std::string path = ::testing::TempDir() + "skylark-live-metadata.xml";
+  std::ofstream(path) << R"(<vmap:VMAP xmlns:vmap="http://www.iab.net/videosuite/vmap" xmlns:sk="http://example.com/sk" version="1.0">
+    <vmap:AdBreak timeOffset="start"><vmap:AdSource><vmap:VASTAdData><VAST version="3.0"><Ad><InLine>
+      <AdTitle>Live</AdTitle><Creatives><Creative><Linear><Duration>00:00:05</Duration></Linear></Creative></Creatives>
+    </InLine></Ad></VAST></vmap:VASTAdData></vmap:AdSource></vmap:AdBreak>
+    <vmap:Extensions><sk:Player><sk:TimingData><sk:adBreakDurationMs>5000</sk:adBreakDurationMs>
+      <sk:adBreakRemainingMs>5000</sk:adBreakRemainingMs><sk:adRemainingMs>5000</sk:adRemainingMs>
+    </sk:TimingData></sk:Player></vmap:Extensions></vmap:VMAP>)";
+  PlayOptions options;
+  options.source = "https://live.example.com/channel.m3u8";
+  options.live = true;
+  options.json = true;
+  options.until = 1.5;
+  options.metadata = {{0.5, path}};
+  std::ostringstream out, err;
+  ASSERT_EQ(runPlay(options, out, err), 0) << err.str();
+  EXPECT_NE(out.str().find("kSKYLPlaybackSessionLifecycleEventAdSequenceEnter"), std::string::npos)
+      << out.str();
+  std::remove(path.c_str());
+}
+
 }  // namespace
 }  // namespace skylark::tool

@@ -1,6 +1,7 @@
 #include "PlayCommand.h"
 
 #include <any>
+#include <cmath>
 #include <chrono>
 #include <fstream>
 #include <thread>
@@ -9,6 +10,7 @@
 
 #include "InspectCommand.h"
 #include "TimelineJSON.h"
+#include "companions/SKYLSSAIAdComponentDisplayContainer.h"
 #include "entry/SKYLSSAIAdditions.h"
 #include "host/SKYLAdLedgerManager.h"
 #include "host/SKYLErrorSession.h"
@@ -43,6 +45,22 @@ Json anyJSON(const std::any& value) {
   return nullptr;
 }
 
+// A live stream has no end: without --until it plays this long.
+constexpr double kDefaultLiveSeconds = 60;
+
+// Prints what a companion slot shows.
+class SlotPrinter final : public SKYLSSAICompanionSlotDelegate {
+ public:
+  explicit SlotPrinter(std::function<void(const SKYLSSAICompanionSlot&, const SKYLVelaCompanionAd&)> print)
+      : print_(std::move(print)) {}
+  void companionSlotDidShow(SKYLSSAICompanionSlot& slot, const SKYLVelaCompanionAd& companion) override {
+    print_(slot, companion);
+  }
+
+ private:
+  std::function<void(const SKYLSSAICompanionSlot&, const SKYLVelaCompanionAd&)> print_;
+};
+
 class Playback {
  public:
   Playback(const PlayOptions& options, std::ostream& out) : options_(options), out_(out) {}
@@ -60,6 +78,7 @@ class Playback {
       providerOptions.setHttpHeaders(requestHeaders(options_.headers));
     }
     if (!options_.fire) providerOptions.setBeaconTransport(std::make_shared<ReportOnlyTransport>());
+    providerOptions.setLive2AdsParams(options_.adsParams);
     auto provider = createSSAISessionProviderWithUpstreamSessionProvider(manager, nullptr,
                                                                           &providerOptions);
     controller_ = manager.createPlaybackControllerWithSessionProvider(provider);
@@ -71,9 +90,12 @@ class Playback {
 
     controller_->setVideos({SKYLVideo::initWithSources({source})});
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!controller_->finished() && !failed_ && std::chrono::steady_clock::now() < deadline) {
+    while (!controller_->finished() && !failed_) {
+      const bool live = isLive();
+      if (!live && std::chrono::steady_clock::now() > deadline) break;
       step();
-      if (options_.until && streamTime() >= *options_.until - 1e-9) break;
+      const double until = options_.until.value_or(live ? kDefaultLiveSeconds : INFINITY);
+      if (streamTime() >= until - 1e-9) break;
     }
     SKYLAdLedgerManager::shared().setObserver(nullptr);
     NotificationCenter::defaultCenter().removeObserver(beaconObserver_);
@@ -90,7 +112,11 @@ class Playback {
         printError(SKYLError("NSURLErrorDomain", -1002, "Not an http(s) URL: " + options_.source), err);
         return nullptr;
       }
-      return SKYLSource::initWithURL(url, std::string(kSKYLDeliveryHLS), {});
+      SKYLSource::Properties properties;
+      if (options_.token) properties[std::string(kSKYLSourceParameterKeyLivePlaybackToken)] = *options_.token;
+      auto source = SKYLSource::initWithURL(url, std::string(kSKYLDeliveryHLS), properties);
+      source->setLiveSSAISource(options_.live);
+      return source;
     }
     std::ifstream file(options_.source, std::ios::binary);
     if (!file) {
@@ -115,10 +141,31 @@ class Playback {
   // The stream the session hands the player is the one its timeline names.
   std::optional<SimulatedMedia> media(const URL& url) {
     const auto session = ssaiSession();
-    if (!session || !session->timeline()) return std::nullopt;
+    if (!session) return std::nullopt;
+    if (isLive()) {
+      // A day of stream whose program date runs the delay behind the clock.
+      SimulatedMedia live{MediaTime::make(24 * 3600, 1),
+                          std::chrono::time_point_cast<std::chrono::milliseconds>(
+                              std::chrono::system_clock::now() -
+                              std::chrono::milliseconds(static_cast<int64_t>(options_.playheadDelay * 1000))),
+                          {}};
+      for (const auto& [at, path] : options_.metadata) {
+        std::ifstream file(path, std::ios::binary);
+        std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+        live.metadata.push_back({MediaTime::makeWithSeconds(at, 600), std::move(bytes)});
+      }
+      return live;
+    }
+    if (!session->timeline()) return std::nullopt;
     const auto& timeline = *session->timeline();
     if (!timeline.velaURL() || *timeline.velaURL() != url) return std::nullopt;
     return SimulatedMedia{timeline.payloadLength(), std::nullopt, {}};
+  }
+
+  bool isLive() const {
+    const auto session = ssaiSession();
+    return session && (session->live2Coordinator() || session->live2ContentOnly() ||
+                       (session->timeline() && session->timeline()->isLiveSSAI()));
   }
 
   std::shared_ptr<SKYLVUXSession> ssaiSession() const {
@@ -154,6 +201,7 @@ class Playback {
         return std::shared_ptr<void>(handle);
       });
       observeSession();
+      attachCompanionSlots();
     }
     const std::string type = shortType(event->eventType());
     Json line = stamp();
@@ -193,6 +241,27 @@ class Playback {
       return;
     }
     print(line, text);
+  }
+
+  void attachCompanionSlots() {
+    if (options_.companions.empty()) return;
+    slotPrinter_ = std::make_shared<SlotPrinter>(
+        [this](const SKYLSSAICompanionSlot& slot, const SKYLVelaCompanionAd& companion) {
+          const std::string shown = slot.view() ? slot.view()->shownContent() : "";
+          Json line = stamp();
+          line["companion"] = fmt::format("{}x{}", slot.width(), slot.height());
+          line["shows"] = shown;
+          line["companionId"] = companion.identifier().value_or("");
+          print(line, fmt::format("companion slot {}x{} shows {} ({}x{})", slot.width(), slot.height(),
+                                  shown, companion.width(), companion.height()));
+        });
+    std::vector<std::shared_ptr<SKYLSSAICompanionSlot>> slots;
+    for (const auto& [width, height] : options_.companions) {
+      auto slot = SKYLSSAICompanionSlot::initWithView(std::make_shared<SKYLView>(width, height), width, height);
+      slot->setDelegate(slotPrinter_);
+      slots.push_back(std::move(slot));
+    }
+    session_->setAdDisplayContainer(SKYLSSAIAdComponentDisplayContainer::initWithCompanionSlots(std::move(slots)));
   }
 
   void observeSession() {
@@ -302,7 +371,7 @@ class Playback {
     player_->advance(seconds);
     Dispatch::main().runUntilIdle();
     tickAdTimers(seconds);
-    if (options_.realtime) {
+    if (options_.realtime || isLive()) {
       std::this_thread::sleep_for(std::chrono::duration<double>(options_.step));
     }
   }
@@ -365,6 +434,7 @@ class Playback {
   std::shared_ptr<SKYLVUXSession> session_;
   std::shared_ptr<SKYLAd> currentAd_;
   std::vector<std::shared_ptr<SKYLAd>> pendingSkips_;
+  std::shared_ptr<SlotPrinter> slotPrinter_;
   SKYLKVOManager sessionObservations_;
   NotificationCenter::Token beaconObserver_ = 0;
   NotificationCenter::Token rateObserver_ = 0;

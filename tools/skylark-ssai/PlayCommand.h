@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -25,13 +26,21 @@ struct PlayOptions {
   std::vector<double> skips;                       // AT
   std::vector<std::pair<double, double>> pauses;   // AT:SECONDS
   std::vector<std::pair<double, double>> rates;    // AT:RATE
+  // Live streams.
+  std::optional<std::string> token;                // the source's live playback token
+  std::map<std::string, std::string> adsParams;    // the newer live service's ad parameters
+  double playheadDelay = 10;                       // seconds behind the wall clock
+  bool live = false;                               // the source is an older live SSAI stream
+  std::vector<std::pair<double, std::string>> metadata;  // AT:FILE, as ID3 user text
+  std::vector<std::pair<int, int>> companions;     // companion slots, WxH
 };
 
 // Plays a VMAP document through the whole stack as an application would:
 // manager, SSAI playback controller, session provider, session, and the
 // simulated player on a virtual clock. Prints every lifecycle event the
 // application receives, the content duration, every beacon and ledger
-// call, seek completions and rates. Returns the exit code.
+// call, seek completions and rates. A live source plays for --until
+// seconds (60 by default) paced to the wall clock. Returns the exit code.
 int runPlay(const PlayOptions& options, std::ostream& out, std::ostream& err);
 
 }  // namespace skylark::tool

@@ -5,13 +5,15 @@
 //                [--seek-at AT:TO]... [--skip-at AT]... [--fire] [--json]
 //   skylark-ssai play SOURCE [--step S] [--until T] [--rate R] [--seek AT:TO]...
 //                [--skip-at AT]... [--pause-at AT:SECONDS]... [--rate-at AT:R]...
-//                [--fire] [--json] [--realtime]
+//                [--fire] [--json] [--realtime] [--token T] [--ads-param K=V]...
+//                [--playhead-delay S] [--live] [--metadata-at AT:FILE]... [--companion WxH]...
 //   skylark-ssai live SOURCE_URL [--token T] [--ads-param K=V]... [--playhead-delay S]
 //                [--duration S] [--fire] [--json]
 //
 // Exit codes: 0 success, 1 the work failed, 2 usage error.
 #include <atomic>
 #include <cmath>
+#include <cstdio>
 #include <csignal>
 #include <iostream>
 
@@ -195,6 +197,37 @@ int main(int argc, char** argv) {
   playCommand->add_flag("--fire", play.fire, "Send the beacons (otherwise only report)");
   playCommand->add_flag("--json", play.json, "Print one JSON object per line");
   playCommand->add_flag("--realtime", play.realtime, "Pace the virtual clock to the wall clock");
+  std::vector<std::string> playAdsParams, playMetadata, playCompanions;
+  playCommand->add_option("--token", play.token, "The live playback token of the source");
+  playCommand->add_option("--ads-param", playAdsParams, "K=V ad parameter of a live session (repeatable)")
+      ->each([](const std::string& param) {
+        if (param.find('=') == std::string::npos || param.front() == '=') {
+          throw CLI::ValidationError("--ads-param", "expected K=V, got " + param);
+        }
+      });
+  playCommand->add_option("--playhead-delay", play.playheadDelay,
+                          "Live: seconds the playhead stays behind the wall clock (10)")
+      ->check(finiteNumber(true, true));
+  playCommand->add_flag("--live", play.live, "The source is an older live SSAI stream");
+  playCommand->add_option("--metadata-at", playMetadata,
+                          "AT:FILE: the stream carries FILE as ID3 user text at AT (live)")
+      ->each([](const std::string& text) {
+        const size_t colon = text.find(':');
+        try {
+          if (colon == std::string::npos || colon + 1 == text.size()) throw std::invalid_argument(text);
+          (void)parseFinite(text.substr(0, colon));
+        } catch (const std::exception&) {
+          throw CLI::ValidationError("--metadata-at", "expected AT:FILE, got " + text);
+        }
+      });
+  playCommand->add_option("--companion", playCompanions, "WxH: a companion slot (repeatable)")
+      ->each([](const std::string& text) {
+        int w = 0, h = 0;
+        char x = 0;
+        if (std::sscanf(text.c_str(), "%d%c%d", &w, &x, &h) != 3 || x != 'x' || w <= 0 || h <= 0) {
+          throw CLI::ValidationError("--companion", "expected WxH in pixels, got " + text);
+        }
+      });
 
   try {
     app.parse(argc, argv);
@@ -227,6 +260,19 @@ int main(int argc, char** argv) {
     play.seeks = parsePairs(playSeeks);
     play.pauses = parsePairs(playPauses);
     play.rates = parsePairs(playRates);
+    for (const auto& param : playAdsParams) {
+      const size_t equals = param.find('=');
+      play.adsParams[param.substr(0, equals)] = param.substr(equals + 1);
+    }
+    for (const auto& text : playMetadata) {
+      const size_t colon = text.find(':');
+      play.metadata.emplace_back(parseFinite(text.substr(0, colon)), text.substr(colon + 1));
+    }
+    for (const auto& text : playCompanions) {
+      int w = 0, h = 0;
+      std::sscanf(text.c_str(), "%dx%d", &w, &h);
+      play.companions.emplace_back(w, h);
+    }
     return skylark::tool::runPlay(play, std::cout, std::cerr);
   }
   if (liveCommand->parsed()) {
