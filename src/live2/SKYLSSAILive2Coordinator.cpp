@@ -223,7 +223,8 @@ std::optional<SKYLSSAILive2AdCountdown> SKYLSSAILive2Coordinator::countdown(Syst
       entry->durationInSeconds - secondsBetween(*entry->programDate, at);
   countdown.remainingInBreak = countdown.remainingInCurrentAd;
   bool after = false;
-  for (const auto& other : controller_->timeline()->snapshot()->entries) {
+  const auto snapshot = controller_->timeline()->snapshot();  // alive for the whole loop
+  for (const auto& other : snapshot->entries) {
     if (other.availId != entry->availId || !presentable(other)) continue;
     ++countdown.adCount;
     if (after) countdown.remainingInBreak += other.durationInSeconds;

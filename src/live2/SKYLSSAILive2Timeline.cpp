@@ -181,7 +181,8 @@ std::vector<SKYLSSAILive2TimelineEntry> SKYLSSAILive2Timeline::entries() const {
 
 std::vector<std::string> SKYLSSAILive2Timeline::availOrder() const {
   std::vector<std::string> order;
-  for (const auto& avail : snapshot()->avails) order.push_back(avail->id);
+  const auto current = snapshot();  // alive for the whole loop
+  for (const auto& avail : current->avails) order.push_back(avail->id);
   return order;
 }
 
