@@ -128,6 +128,9 @@ TEST(SKYLSSAILive2TrackingResponseTest, VerificationResourcesInAllThreeForms) {
 
 TEST(SKYLSSAILive2TrackingResponseTest, CorpusDocumentsDecodeOrFailCleanly) {
   const auto folder = std::filesystem::path(SKYLARK_SHARED_DIR) / "corpus" / "tracking-json";
+  if (!std::filesystem::exists(folder)) {
+    GTEST_SKIP() << "the public corpus is not beside the project: " << folder;
+  }
   std::map<std::string, bool> decodedByName;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     decodedByName[entry.path().filename().string()] =
