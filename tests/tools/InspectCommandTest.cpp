@@ -33,7 +33,7 @@ std::vector<std::string> keys(const nlohmann::ordered_json& object) {
 
 TEST(InspectCommandTest, JSONHasTheDocumentedShape) {
   std::ostringstream out, err;
-  ASSERT_EQ(runInspect({kSample, {}, true}, out, err), 0) << err.str();
+  ASSERT_EQ(runInspect({kSample, {}, true, std::nullopt}, out, err), 0) << err.str();
   const auto json = nlohmann::ordered_json::parse(out.str());
   EXPECT_EQ(keys(json), (std::vector<std::string>{
                             "velaURL", "payloadLength", "contentLength", "isLiveSSAI",
@@ -67,11 +67,11 @@ TEST(InspectCommandTest, TimesMapToNumbersNullOrInfinityStrings) {
 
 TEST(InspectCommandTest, FailuresPrintTheErrorAndExitWithOne) {
   std::ostringstream out, err;
-  EXPECT_EQ(runInspect({"/nonexistent/doc.xml", {}, false}, out, err), 1);
+  EXPECT_EQ(runInspect({"/nonexistent/doc.xml", {}, false, std::nullopt}, out, err), 1);
   EXPECT_EQ(err.str(), "error: NSCocoaErrorDomain 260: The file /nonexistent/doc.xml could not be read.\n");
 
   std::ostringstream jsonOut, jsonErr;
-  EXPECT_EQ(runInspect({"file:///etc/hostname", {}, true}, jsonOut, jsonErr), 1);
+  EXPECT_EQ(runInspect({"file:///etc/hostname", {}, true, std::nullopt}, jsonOut, jsonErr), 1);
   const auto json = nlohmann::json::parse(jsonOut.str());
   EXPECT_EQ(json["error"]["domain"], "SKYLVelaErrorDomain");
   EXPECT_EQ(json["error"]["code"], 4010);
@@ -97,7 +97,7 @@ TEST(InspectCommandTest, ErrorsNameTheirCause) {
   };
   for (const auto& c : cases) {
     std::ostringstream out, err;
-    EXPECT_EQ(runInspect({c.source, {}, false}, out, err), c.exit) << c.source;
+    EXPECT_EQ(runInspect({c.source, {}, false, std::nullopt}, out, err), c.exit) << c.source;
     EXPECT_NE(err.str().find(c.stderrHas), std::string::npos) << err.str();
     EXPECT_EQ(out.str().find("(null)"), std::string::npos) << out.str();
   }
@@ -114,7 +114,7 @@ TEST(InspectCommandTest, DownloadsWithTheDefaultUserAgentAndGivenHeaders) {
     });
   });
   std::ostringstream out, err;
-  ASSERT_EQ(runInspect({server.url("/vmap.xml"), {{"X-Token", "t1"}}, false}, out, err), 0)
+  ASSERT_EQ(runInspect({server.url("/vmap.xml"), {{"X-Token", "t1"}}, false, std::nullopt}, out, err), 0)
       << err.str();
   EXPECT_NE(out.str().find("Breaks    1"), std::string::npos) << out.str();
   ASSERT_TRUE(server.waitForRequests(1, std::chrono::seconds(5)));
@@ -316,7 +316,7 @@ TEST(ToolJSONTest, InvalidUTF8BecomesReplacementCharacters) {
   const std::string path = ::testing::TempDir() + "skylark-bad-utf8.xml";
   std::ofstream(path, std::ios::binary) << vmap;
   std::ostringstream out, err;
-  EXPECT_EQ(runInspect({path, {}, true}, out, err), 0) << err.str();
+  EXPECT_EQ(runInspect({path, {}, true, std::nullopt}, out, err), 0) << err.str();
   EXPECT_NE(out.str().find("ad\xef\xbf\xbd"), std::string::npos);
 
   SimulateOptions simulate;

@@ -6,6 +6,7 @@
 #include <future>
 
 #include "TimelineJSON.h"
+#include "TimelineSVG.h"
 #include "TimelineTable.h"
 #include "entry/SKYLVUXSessionProviderOptions.h"
 #include "host/SKYLSource.h"
@@ -100,6 +101,14 @@ int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& e
     out << jsonText(timelineJSON(*timeline), 2) << "\n";
   } else {
     printTimelineTable(*timeline, out);
+  }
+  if (options.svg) {
+    std::ofstream file(*options.svg);
+    file << timelineSVG(*timeline);
+    if (!file) {
+      err << "error: could not write " << *options.svg << "\n";
+      return 1;
+    }
   }
   return 0;
 }

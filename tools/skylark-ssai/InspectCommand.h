@@ -1,6 +1,7 @@
 #pragma once
 
 #include <ostream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,7 @@ struct InspectOptions {
   std::string source;  // a file path or an http(s) URL
   HTTPHeaderFields headers;
   bool json = false;
+  std::optional<std::string> svg;  // also write the timeline picture here
 };
 
 // Loads the source's timeline and prints it (or the error). Returns the

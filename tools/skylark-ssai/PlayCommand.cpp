@@ -10,6 +10,7 @@
 
 #include "InspectCommand.h"
 #include "TimelineJSON.h"
+#include "TimelineSVG.h"
 #include "companions/SKYLSSAIAdComponentDisplayContainer.h"
 #include "entry/SKYLSSAIAdditions.h"
 #include "host/SKYLAdLedgerManager.h"
@@ -97,6 +98,7 @@ class Playback {
       const double until = options_.until.value_or(live ? kDefaultLiveSeconds : INFINITY);
       if (streamTime() >= until - 1e-9) break;
     }
+    writePicture(err);
     SKYLAdLedgerManager::shared().setObserver(nullptr);
     NotificationCenter::defaultCenter().removeObserver(beaconObserver_);
     NotificationCenter::defaultCenter().removeObserver(rateObserver_);
@@ -183,7 +185,8 @@ class Playback {
                    : 0;
   }
 
-  void print(Json line, const std::string& text) {
+  void print(Json line, const std::string& text, bool detail = false) {
+    if (detail && options_.brief) return;
     if (options_.json) {
       out_ << jsonText(line) << "\n";
     } else {
@@ -228,10 +231,12 @@ class Playback {
         text += fmt::format(" break@{:.3f}", (*velaAd)->beginTime().seconds());
       }
     }
-    if (const auto* progress = event->property<MediaTime>(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdProgress)) {
+    const auto* progress = event->property<MediaTime>(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdProgress);
+    if (progress) {
       line["progress"] = timeJSON(*progress);
       text += fmt::format(" progress={:.3f}", progress->seconds());
     }
+    if (event->eventType() == kSKYLPlaybackSessionLifecycleEventAdSkipped) mark("skip");
     if (const auto* error = event->property<SKYLError>(kSKYLSSAILifecycleEventPropertiesKeyError)) {
       const SKYLError& cause = error->underlyingError ? *error->underlyingError : *error;
       out_ << (options_.json ? jsonText(errorJSON(cause)) + "\n"
@@ -240,7 +245,16 @@ class Playback {
       failed_ = true;
       return;
     }
-    print(line, text);
+    print(line, text, progress != nullptr);
+  }
+
+  void mark(const std::string& label) { trace_.marks.push_back({steps_, streamTime(), label}); }
+
+  void writePicture(std::ostream& err) {
+    if (!options_.svg || !session_ || !session_->timeline()) return;
+    std::ofstream file(*options_.svg);
+    file << timelineSVG(*session_->timeline(), &trace_);
+    if (!file) err << "error: could not write " << *options_.svg << "\n";
   }
 
   void attachCompanionSlots() {
@@ -285,6 +299,7 @@ class Playback {
         std::string(kSKYLSSAIAnalayticsDigestNotification), [this](const Notification& n) {
           const auto* url = std::any_cast<URL>(&n.object);
           if (!url) return;
+          trace_.beacons.push_back({steps_, streamTime(), beaconType(url->absoluteString())});
           Json line = stamp();
           line["beacon"] = url->absoluteString();
           print(line, "beacon " + url->absoluteString() + (options_.fire ? "" : " (not sent)"));
@@ -309,7 +324,7 @@ class Playback {
     Json line = stamp();
     line["ledger"] = call.code;
     line["params"] = params;
-    print(line, text);
+    print(line, text, true);
   }
 
   static std::string shortLedgerKey(const std::string& name) {
@@ -332,6 +347,7 @@ class Playback {
     for (size_t i = 0; i < options_.seeks.size(); ++i) {
       if (!due(seeksDone_, i, options_.seeks[i].first, now)) continue;
       const double to = options_.seeks[i].second;
+      mark("seek");
       ssai_seekToTime(*controller_->providerExtension(), MediaTime::makeWithSeconds(to, 600),
                       [this, to](bool completed) {
                         Json line = stamp();
@@ -347,6 +363,7 @@ class Playback {
     for (size_t i = 0; i < options_.pauses.size(); ++i) {
       if (!due(pausesDone_, i, options_.pauses[i].first, now)) continue;
       controller_->pause();
+      mark("pause");
       resumeAfter_ = options_.pauses[i].second;
     }
     for (size_t i = 0; i < options_.rates.size(); ++i) {
@@ -371,6 +388,7 @@ class Playback {
     player_->advance(seconds);
     Dispatch::main().runUntilIdle();
     tickAdTimers(seconds);
+    trace_.samples.push_back({steps_++, streamTime()});
     if (options_.realtime || isLive()) {
       std::this_thread::sleep_for(std::chrono::duration<double>(options_.step));
     }
@@ -435,6 +453,8 @@ class Playback {
   std::shared_ptr<SKYLAd> currentAd_;
   std::vector<std::shared_ptr<SKYLAd>> pendingSkips_;
   std::shared_ptr<SlotPrinter> slotPrinter_;
+  PlayTrace trace_;
+  int steps_ = 0;
   SKYLKVOManager sessionObservations_;
   NotificationCenter::Token beaconObserver_ = 0;
   NotificationCenter::Token rateObserver_ = 0;

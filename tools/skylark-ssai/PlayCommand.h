@@ -33,6 +33,8 @@ struct PlayOptions {
   bool live = false;                               // the source is an older live SSAI stream
   std::vector<std::pair<double, std::string>> metadata;  // AT:FILE, as ID3 user text
   std::vector<std::pair<int, int>> companions;     // companion slots, WxH
+  std::optional<std::string> svg;                  // write the timeline picture here
+  bool brief = false;                              // leave out ad progress and ledger lines
 };
 
 // Plays a VMAP document through the whole stack as an application would:

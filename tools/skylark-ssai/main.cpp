@@ -122,6 +122,7 @@ int main(int argc, char** argv) {
       ->required();
   addHeaderOption(*inspectCommand, inspectHeaders);
   inspectCommand->add_flag("--json", inspect.json, "Print one JSON object");
+  inspectCommand->add_option("--svg", inspect.svg, "Also write an SVG picture of the timeline to FILE");
 
   skylark::tool::SimulateOptions simulate;
   std::vector<std::string> simulateHeaders;
@@ -197,6 +198,8 @@ int main(int argc, char** argv) {
   playCommand->add_flag("--fire", play.fire, "Send the beacons (otherwise only report)");
   playCommand->add_flag("--json", play.json, "Print one JSON object per line");
   playCommand->add_flag("--realtime", play.realtime, "Pace the virtual clock to the wall clock");
+  playCommand->add_option("--svg", play.svg, "Write an SVG picture of the timeline and the viewing to FILE");
+  playCommand->add_flag("--brief", play.brief, "Leave out ad progress and ledger lines");
   std::vector<std::string> playAdsParams, playMetadata, playCompanions;
   playCommand->add_option("--token", play.token, "The live playback token of the source");
   playCommand->add_option("--ads-param", playAdsParams, "K=V ad parameter of a live session (repeatable)")
