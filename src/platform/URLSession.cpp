@@ -146,7 +146,12 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
         curl_multi_remove_handle(multi, task->easy);
         complete(task, message->data.result);
       }
-      curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
+      // Sleep no longer than curl's own next timer (connection set-up and
+      // retries run on those), and at most a second.
+      long timeoutMs = -1;
+      curl_multi_timeout(multi, &timeoutMs);
+      if (timeoutMs < 0 || timeoutMs > 1000) timeoutMs = 1000;
+      if (timeoutMs > 0) curl_multi_poll(multi, nullptr, 0, static_cast<int>(timeoutMs), nullptr);
     }
     // Abandon whatever is in flight: no completion runs after shutdown.
     for (auto& [easy, task] : running) {

@@ -1,4 +1,5 @@
 #include "InspectCommand.h"
+#include "DemoCommand.h"
 #include "LiveCommand.h"
 #include "PlayCommand.h"
 #include "SimulateCommand.h"
@@ -17,6 +18,7 @@
 #include <nlohmann/json.hpp>
 
 #include "TimelineJSON.h"
+#include "xml/SKYLVelaXMLDocument.h"
 #include "support/LoopbackServer.h"
 #include "support/VMAPFixtures.h"
 
@@ -423,6 +425,37 @@ TEST(PlayCommandTest, TimedMetadataOfAnOlderLiveStreamAnnouncesItsBreak) {
   EXPECT_NE(out.str().find("kSKYLPlaybackSessionLifecycleEventAdSequenceEnter"), std::string::npos)
       << out.str();
   std::remove(path.c_str());
+}
+
+TEST(DemoCommandTest, TheQuickDemoHearsEveryExpectedBeaconOnce) {
+  DemoOptions options;
+  options.quick = true;
+  options.json = true;
+  options.svg = ::testing::TempDir() + "skylark-demo.svg";
+  std::atomic<bool> interrupted{false};
+  std::ostringstream out, err;
+  EXPECT_EQ(runDemo(options, interrupted, out, err), 0) << out.str() << err.str();
+  const auto report = nlohmann::json::parse(out.str());
+  EXPECT_TRUE(report["ok"].get<bool>());
+  EXPECT_TRUE(report["unexpected"].empty()) << report["unexpected"].dump();
+  size_t beacons = 0;
+  for (const auto& ad : report["ads"]) {
+    for (const auto& beacon : ad["beacons"]) {
+      ++beacons;
+      EXPECT_EQ(beacon["received"], 1) << ad["ad"] << " " << beacon["event"];
+    }
+  }
+  EXPECT_EQ(beacons, 42u);
+  // The picture is XML that names every break and ad.
+  const std::string svg = test::readFile(*options.svg);
+  ASSERT_TRUE(SKYLVelaXMLDocument::XMLDocumentWithData(svg).ok());
+  for (const char* ad : {"pre-1", "pre-2", "mid-a", "mid-b", "post-1"}) {
+    EXPECT_NE(svg.find(std::string("ad ") + ad), std::string::npos) << ad;
+  }
+  for (const char* id : {"break-1", "break-2", "break-3", "break-4"}) {
+    EXPECT_NE(svg.find(id), std::string::npos) << id;
+  }
+  std::remove(options.svg->c_str());
 }
 
 }  // namespace

@@ -177,12 +177,12 @@ class Playback {
   }
 
   double streamTime() const { return player_ ? player_->currentTime().seconds() : 0; }
+  // Live streams have no content clock of their own: their stream time.
   double contentTime() const {
     const auto session = ssaiSession();
-    return session ? session->contentTimeAtAbsoluteTime(player_ ? player_->currentTime()
-                                                                 : MediaTime::zero())
-                         .seconds()
-                   : 0;
+    if (!session || !session->timeline() || session->timeline()->isLiveSSAI()) return streamTime();
+    return session->contentTimeAtAbsoluteTime(player_ ? player_->currentTime() : MediaTime::zero())
+        .seconds();
   }
 
   void print(Json line, const std::string& text, bool detail = false) {

@@ -1,5 +1,6 @@
 // skylark-ssai: the library's command-line tool.
 //
+//   skylark-ssai demo [--quick] [--json] [--keep-serving] [--svg FILE]
 //   skylark-ssai inspect SOURCE [--header NAME:VALUE]... [--json]
 //   skylark-ssai simulate SOURCE [--step S] [--rate R] [--until T]
 //                [--seek-at AT:TO]... [--skip-at AT]... [--fire] [--json]
@@ -19,6 +20,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "DemoCommand.h"
 #include "InspectCommand.h"
 #include "LiveCommand.h"
 #include "PlayCommand.h"
@@ -232,6 +234,14 @@ int main(int argc, char** argv) {
         }
       });
 
+  skylark::tool::DemoOptions demo;
+  auto* demoCommand = app.add_subcommand(
+      "demo", "Serve a demo ad service, play a scripted viewing through the plug-in, report every beacon");
+  demoCommand->add_flag("--quick", demo.quick, "The VOD only (no live part)");
+  demoCommand->add_flag("--json", demo.json, "Print the report as JSON");
+  demoCommand->add_flag("--keep-serving", demo.keepServing, "Leave the ad service up afterwards (Ctrl-C ends it)");
+  demoCommand->add_option("--svg", demo.svg, "Write an SVG picture of the timeline and the viewing to FILE");
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& e) {
@@ -257,6 +267,10 @@ int main(int argc, char** argv) {
                                   parseFinite(seek.substr(colon + 1)));
     }
     return skylark::tool::runSimulate(simulate, std::cout, std::cerr);
+  }
+  if (demoCommand->parsed()) {
+    std::signal(SIGINT, interrupt);
+    return skylark::tool::runDemo(demo, gInterrupted, std::cout, std::cerr);
   }
   if (playCommand->parsed()) {
     play.headers = parseHeaders(playHeaders);
