@@ -10,7 +10,7 @@ namespace skylark::tool {
 namespace {
 
 constexpr double kWidth = 1200;
-constexpr double kLeft = 60;
+constexpr double kLeft = 70;
 constexpr double kRight = 30;
 constexpr double kBandTop = 50;
 constexpr double kBandHeight = 46;
@@ -148,9 +148,11 @@ std::string timelineSVG(const SKYLVelaTimeline& timeline, const PlayTrace* trace
                          colour, escape(beacon.type));
     }
     for (const auto& mark : trace->marks) {
-      svg += fmt::format("<g class=\"mark\"><circle cx=\"{:.1f}\" cy=\"{:.1f}\" r=\"4\" fill=\"none\" "
-                         "stroke=\"#000\"/><text x=\"{:.1f}\" y=\"{:.1f}\">{}</text></g>\n",
-                         x(mark.streamTime), y(mark.step), x(mark.streamTime) - 8, y(mark.step) + 4,
+      // The label sits left of the mark, clear of the path that goes on rightwards.
+      svg += fmt::format("<g class=\"mark\"><circle cx=\"{:.1f}\" cy=\"{:.1f}\" r=\"4\" fill=\"white\" "
+                         "stroke=\"#000\"/><text x=\"{:.1f}\" y=\"{:.1f}\" text-anchor=\"end\" "
+                         "font-style=\"italic\">{}</text></g>\n",
+                         x(mark.streamTime), y(mark.step), x(mark.streamTime) - 7, y(mark.step) + 4,
                          escape(mark.label));
     }
     // The legend.
