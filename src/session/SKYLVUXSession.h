@@ -127,6 +127,11 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   void setLive2CoordinatorFactory(CoordinatorFactory factory) {
     live2CoordinatorFactory_ = std::move(factory);
   }
+  // Starts the newer live path for a source (load does, for a source the
+  // detector recognises): tears down a session of another source, then
+  // resumes a resolved session of this one or opens a new one. A start
+  // whose answer comes after a newer start changes nothing.
+  void loadLive2Session(const std::shared_ptr<SKYLSource>& source);
   const std::shared_ptr<SKYLSSAILive2Coordinator>& live2Coordinator() const {
     return live2Coordinator_;
   }
@@ -180,7 +185,6 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   void requireLinearPlayback(bool required);
 
   // The newer live service.
-  void loadLive2Session(const std::shared_ptr<SKYLSource>& source);
   void live2TeardownSession();
   void live2PlayContentOnly(const std::shared_ptr<SKYLSource>& source);
   void live2DidStart(uint64_t generation, const std::shared_ptr<SKYLSource>& source,

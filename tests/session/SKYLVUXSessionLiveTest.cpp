@@ -183,6 +183,26 @@ TEST_F(LiveSessionTest, AFailedStartPlaysTheContentAndStillLoads) {
   }));
 }
 
+TEST_F(LiveSessionTest, OnlyTheNewestStartCounts) {
+  service_.setSessionAnswer({200, test::MockLiveService::relativeSessionBody(), 200});
+  auto session = makeSession();
+  auto source = [&](const std::string& query) {
+    return SKYLSource::initWithURL(URL::parse(service_.sessionURL() + query), std::string(kSKYLDeliveryHLS), {});
+  };
+  session->loadLive2Session(source("?first"));
+  const auto first = session->live2Coordinator();
+  session->loadLive2Session(source("?first"));  // the same source, still opening: nothing
+  EXPECT_EQ(session->live2Coordinator(), first);
+  session->loadLive2Session(source("?second"));
+  ASSERT_TRUE(loaded(session));
+  Dispatch::main().runUntil([] { return false; }, 400ms);  // the first answer has come and gone
+  EXPECT_NE(session->live2Coordinator(), first);
+  // The first POST was cancelled when its session was torn down.
+  EXPECT_EQ(service_.sessionBodies().size(), 1u);
+  EXPECT_EQ(session->ssaiSource()->url()->absoluteString(), player_->currentItem()->url().absoluteString());
+  EXPECT_FALSE(session->live2ContentOnly());
+}
+
 // An older live SSAI stream: its ad data arrives as timed metadata, parsed
 // on the global queue while the main queue plays.
 TEST(LiveMetadataTest, TimedMetadataInstallsBreaksWhilePlaying) {
