@@ -37,6 +37,14 @@ constexpr std::string_view kAdOfBreakXPath =
     "./vmap:AdSource/vmap:VASTData/*[local-name()='VAST']/*[local-name()='Ad'] | "
     "./vmap:AdSource/vmap:VASTAdData/*[local-name()='VAST']/*[local-name()='Ad']";
 
+// A document's text as an error quotes it: no time string is longer than
+// 64 characters, and a hostile one of megabytes is cut there.
+std::string shown(std::string_view text) {
+  constexpr size_t kLongest = 64;
+  if (text.size() <= kLongest) return std::string(text);
+  return std::string(text.substr(0, kLongest)) + "...";
+}
+
 SKYLError deserializationError(std::string description) {
   return SKYLError(std::string(SKYLVelaErrorDomain), SKYLVelaDocumentErrorCodeDeserialization,
                    std::move(description));
@@ -234,7 +242,7 @@ Result<SKYLVelaAdBuilder> SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError
   builder.duration = SKYLVelaDurationFromString(durationText);
   if (!builder.duration.isValid()) {
     return deserializationError(formatObjC("Linear Duration `%@` could not be parsed.",
-                                           {durationText ? FormatArg(*durationText)
+                                           {durationText ? FormatArg(shown(*durationText))
                                                          : FormatArg(nullptr)}));
   }
   builder.vastAdCreativeExtensions =
@@ -320,7 +328,8 @@ Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromXMLDocumentWi
                    : SKYLVelaDurationFromString(std::nullopt);
     if (!offset.isValid()) {
       return deserializationError(
-          formatObjC("AdBreak timeOffset `%@` could not be parsed.", {offsetText}));
+          formatObjC("AdBreak timeOffset `%@` could not be parsed.",
+                     {offsetText ? FormatArg(shown(*offsetText)) : FormatArg(nullptr)}));
     }
     const auto adElement = adBreak.firstChildWithXPath(kAdOfBreakXPath);
     if (!adElement) {
