@@ -88,7 +88,13 @@ struct URLSessionDataTask::State {
 using TaskState = URLSessionDataTask::State;
 
 struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
-  explicit Impl(Configuration c) : configuration(c), multi(curl_multi_init()) {}
+  explicit Impl(Configuration c) : configuration(c), multi(curl_multi_init()) {
+    // Transfers beyond this many to one host wait for a connection instead
+    // of flooding the server's accept queue (a burst of beacons at a break
+    // boundary would otherwise lose SYNs and stall for seconds).
+    curl_multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS,
+                      static_cast<long>(configuration.maximumConnectionsPerHost));
+  }
   ~Impl() {
     if (multi) curl_multi_cleanup(multi);
   }

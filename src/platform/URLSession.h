@@ -77,6 +77,8 @@ class URLSession : public std::enable_shared_from_this<URLSession> {
   struct Configuration {
     size_t maximumBodyBytes = 16u << 20;
     long maximumRedirects = 10;
+    // Connections to one host at a time; more transfers queue for them.
+    long maximumConnectionsPerHost = 6;
   };
   using Completion = std::function<void(Result<URLSessionResponse>)>;
 

@@ -182,6 +182,7 @@ void SKYLVUXSession::didLoadTimeline(std::shared_ptr<SKYLVelaTimeline> timeline,
   trackerObservations_.startObserving<SKYLVelaProgressTracker::Ranges>(
       tracker_->contentSeekableTimeRanges(),
       [this](const auto& ranges) { seekableRanges_.set(rangesOf(ranges)); }, false);
+  sharedDigester_->setDeliveryLedger(deliveryLedger_);
   analyticsSession_ = std::make_unique<SKYLVelaAnalyticsSession>(*tracker_, sharedDigester_);
   currentTrackerEvent_ = std::make_shared<const TrackerEvent>(TrackerEvent::ExitAd, std::nullopt);
   trackerObservations_.startObserving<MediaTime>(

@@ -148,6 +148,9 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
     return adDisplayContainer_;
   }
 
+  // What became of this session's beacons, per ad and type.
+  const std::shared_ptr<BeaconDeliveryLedger>& deliveryLedger() const { return deliveryLedger_; }
+
   // Beacons go through this digester (tests and tools give their own).
   void setSharedDigester(std::shared_ptr<SKYLVelaAnalyticsDigester> digester) {
     sharedDigester_ = std::move(digester);
@@ -228,6 +231,7 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   std::shared_ptr<const std::string> vmapResponseData_;
   std::unique_ptr<SKYLVelaProgressTracker> tracker_;
   std::shared_ptr<SKYLVelaAnalyticsDigester> sharedDigester_;
+  const std::shared_ptr<BeaconDeliveryLedger> deliveryLedger_ = std::make_shared<BeaconDeliveryLedger>();
   std::unique_ptr<SKYLVelaAnalyticsSession> analyticsSession_;
   SKYLVelaProgressTracker::Event currentTrackerEvent_;
   std::shared_ptr<SKYLAd> currentAd_;

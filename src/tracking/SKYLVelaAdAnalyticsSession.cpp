@@ -6,22 +6,24 @@
 
 namespace skylark {
 
-void SKYLVelaAdAnalyticsSession::fire(const std::vector<URL>& urls) {
-  for (const auto& url : urls) digester_->digestEvent(url);
+void SKYLVelaAdAnalyticsSession::fire(const std::vector<URL>& urls, std::string_view type) {
+  const SKYLVelaAnalyticsDigester::Context context{ad_ ? ad_->adId() : "", std::string(type)};
+  for (const auto& url : urls) digester_->digestEvent(url, context);
 }
 
 void SKYLVelaAdAnalyticsSession::fireNamed(std::string_view name) {
   if (ad_ && ad_->trackingEventsCollection()) {
-    fire(ad_->trackingEventsCollection()->URLsForTrackingEventsNamed(name));
+    fire(ad_->trackingEventsCollection()->URLsForTrackingEventsNamed(name), name);
   }
 }
 
 void SKYLVelaAdAnalyticsSession::trackImpression() {
   if (!ad_) return;
   if (const auto& lists = ad_->viewableImpression()) {
-    fire(lists->URLsForImpression(ad_->isClientOnlyTracking(), !ad_->impressionURLs().empty()));
+    fire(lists->URLsForImpression(ad_->isClientOnlyTracking(), !ad_->impressionURLs().empty()),
+         "viewableImpression");
   }
-  fire(ad_->impressionURLs());
+  fire(ad_->impressionURLs(), "impression");
 }
 
 void SKYLVelaAdAnalyticsSession::trackCreativeView() { fireNamed("creativeView"); }
@@ -34,7 +36,7 @@ void SKYLVelaAdAnalyticsSession::trackAdVerifications() {
     // Parameters are usually JSON: their braces, quotes and spaces travel
     // percent-encoded.
     if (auto url = URL::parseEncodingInvalidCharacters(*request)) {
-      digester_->digestEvent(std::move(url));
+      digester_->digestEvent(std::move(url), {ad_->adId(), "verification"});
     } else {
       SKYLHostLog(1, "SkylarkSSAI: verification request `%@` is not a URL; not sent", *request);
     }
@@ -50,7 +52,12 @@ void SKYLVelaAdAnalyticsSession::trackProgressToTime(const MediaTime& time) {
   const MediaTime end = ad_ ? ad_->endTime() : MediaTime::zero();
   if (time > prevTime_ && time < end && !(time - prevTime_ > seekThreshold_) && ad_ &&
       ad_->trackingEventsCollection()) {
-    fire(ad_->trackingEventsCollection()->URLsForTrackingEventsAtOrAfter(prevTime_, time));
+    // Each milestone under its own name.
+    for (const auto& event : ad_->trackingEventsCollection()->orderedEventsWithOffsets()) {
+      if (event.offset() < prevTime_) continue;
+      if (event.offset() >= time) break;
+      if (event.url()) digester_->digestEvent(*event.url(), {ad_->adId(), event.name()});
+    }
   }
   prevTime_ = time;
 }
@@ -63,21 +70,22 @@ void SKYLVelaAdAnalyticsSession::trackAdComplete(bool skipped) {
 void SKYLVelaAdAnalyticsSession::trackAdSkip() { fireNamed("skip"); }
 
 void SKYLVelaAdAnalyticsSession::trackVideoClick() {
-  if (ad_) fire(ad_->clickTrackingURLs());
+  if (ad_) fire(ad_->clickTrackingURLs(), "click");
 }
 
 void SKYLVelaAdAnalyticsSession::trackCompanionCreativeView(std::string_view identifier) {
   if (!ad_ || !ad_->companionsCollection()) return;
   const auto companion = ad_->companionsCollection()->companionAdWithIdentifier(identifier);
   if (companion && companion->trackingEventsCollection()) {
-    fire(companion->trackingEventsCollection()->URLsForTrackingEventsNamed("creativeView"));
+    fire(companion->trackingEventsCollection()->URLsForTrackingEventsNamed("creativeView"),
+         "companionCreativeView");
   }
 }
 
 void SKYLVelaAdAnalyticsSession::trackCompanionClick(std::string_view identifier) {
   if (!ad_ || !ad_->companionsCollection()) return;
   if (const auto companion = ad_->companionsCollection()->companionAdWithIdentifier(identifier)) {
-    fire(companion->clickTrackingURLs());
+    fire(companion->clickTrackingURLs(), "companionClick");
   }
 }
 

@@ -35,7 +35,7 @@ class SKYLVelaAdAnalyticsSession {
   bool firstProgressEventHasOccured() const { return firstProgressEventHasOccured_; }
 
  private:
-  void fire(const std::vector<URL>& urls);
+  void fire(const std::vector<URL>& urls, std::string_view type);
   void fireNamed(std::string_view name);
 
   std::shared_ptr<const SKYLVelaAd> ad_;

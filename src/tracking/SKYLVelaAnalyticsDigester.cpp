@@ -9,11 +9,26 @@ std::shared_ptr<URLSession> URLSessionBeaconTransport::sharedSession() {
   return session;
 }
 
-void URLSessionBeaconTransport::send(const URL& url) {
-  session_->dataTask(URLRequest(url), [](Result<URLSessionResponse>) {})->resume();
+void URLSessionBeaconTransport::send(const URL& url, Delivered delivered) {
+  session_->dataTask(URLRequest(url), [delivered = std::move(delivered)](
+                                          Result<URLSessionResponse> result) {
+    if (!delivered) return;
+    if (!result.ok()) {
+      delivered(BeaconDeliveryLedger::Outcome::transportFailed);
+    } else {
+      const long status = result->response.statusCode;
+      delivered(status >= 200 && status <= 299 ? BeaconDeliveryLedger::Outcome::answered2xx
+                                               : BeaconDeliveryLedger::Outcome::answeredOther);
+    }
+  })->resume();
 }
 
-void SKYLVelaAnalyticsDigester::digestEvent(const std::optional<URL>& url) {
+void SKYLVelaAnalyticsDigester::setDeliveryLedger(std::shared_ptr<BeaconDeliveryLedger> ledger) {
+  std::lock_guard lock(mutex_);
+  ledger_ = std::move(ledger);
+}
+
+void SKYLVelaAnalyticsDigester::digestEvent(const std::optional<URL>& url, const Context& context) {
   if (!url) return;
   if (!url->isHTTPOrHTTPS()) {
     bool first = false;
@@ -31,7 +46,20 @@ void SKYLVelaAnalyticsDigester::digestEvent(const std::optional<URL>& url) {
   notification.name = kSKYLSSAIAnalayticsDigestNotification;
   notification.object = *url;
   center_.post(notification);
-  transport_->send(*url);
+  std::shared_ptr<BeaconDeliveryLedger> ledger;
+  {
+    std::lock_guard lock(mutex_);
+    ledger = ledger_;
+  }
+  if (!ledger) {
+    transport_->send(*url);
+    return;
+  }
+  BeaconDeliveryLedger::Key key{context.adId, context.type};
+  ledger->recordHanded(key);
+  transport_->send(*url, [ledger, key](BeaconDeliveryLedger::Outcome outcome) {
+    ledger->recordOutcome(key, outcome);
+  });
 }
 
 }  // namespace skylark

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -10,6 +11,7 @@
 #include "platform/NotificationCenter.h"
 #include "platform/URL.h"
 #include "platform/URLSession.h"
+#include "tracking/BeaconDeliveryLedger.h"
 
 namespace skylark {
 
@@ -17,12 +19,20 @@ namespace skylark {
 inline constexpr std::string_view kSKYLSSAIAnalayticsDigestNotification =
     "kSKYLSSAIAnalayticsDigestNotification";
 
-// How a beacon leaves the process: a plain GET whose answer nobody reads.
+// How a beacon leaves the process: a plain GET whose answer changes nothing.
 class BeaconTransport {
  public:
+  using Delivered = std::function<void(BeaconDeliveryLedger::Outcome)>;
+
   virtual ~BeaconTransport() = default;
   // Must not block: the caller is the player's thread.
   virtual void send(const URL& url) = 0;
+  // As send, telling what became of it (on any thread); a transport that
+  // cannot tell never calls back.
+  virtual void send(const URL& url, Delivered delivered) {
+    (void)delivered;
+    send(url);
+  }
 };
 
 // Beacons over one shared URL session: no headers, no retry.
@@ -30,7 +40,8 @@ class URLSessionBeaconTransport final : public BeaconTransport {
  public:
   explicit URLSessionBeaconTransport(std::shared_ptr<URLSession> session = sharedSession())
       : session_(std::move(session)) {}
-  void send(const URL& url) override;
+  void send(const URL& url) override { send(url, nullptr); }
+  void send(const URL& url, Delivered delivered) override;
   static std::shared_ptr<URLSession> sharedSession();
 
  private:
@@ -47,10 +58,21 @@ class SKYLVelaAnalyticsDigester {
       NotificationCenter& center = NotificationCenter::defaultCenter())
       : transport_(std::move(transport)), center_(center) {}
 
-  void digestEvent(const std::optional<URL>& url);
+  // What a beacon is, for the delivery ledger: its ad and type.
+  struct Context {
+    std::string adId;
+    std::string type;
+  };
+
+  void digestEvent(const std::optional<URL>& url) { digestEvent(url, Context{}); }
+  void digestEvent(const std::optional<URL>& url, const Context& context);
+
+  // Counts each beacon handed over and its outcome; none by default.
+  void setDeliveryLedger(std::shared_ptr<BeaconDeliveryLedger> ledger);
 
  private:
   std::shared_ptr<BeaconTransport> transport_;
+  std::shared_ptr<BeaconDeliveryLedger> ledger_;  // guarded by mutex_
   NotificationCenter& center_;
   std::mutex mutex_;
   std::set<std::string> droppedSchemes_;  // guarded by mutex_

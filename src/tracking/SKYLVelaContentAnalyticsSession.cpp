@@ -24,7 +24,7 @@ void SKYLVelaContentAnalyticsSession::trackProgressToTime(const MediaTime& time)
     for (size_t i = 0; i < orderedContentImpressions_.size(); ++i) {
       const MediaTime& position = absolutePositions_[i];
       if (position > time) break;
-      if (prevTime_ < position) digester_->digestEvent(orderedContentImpressions_[i].url());
+      if (prevTime_ < position) digester_->digestEvent(orderedContentImpressions_[i].url(), {"", "contentImpression"});
     }
   }
   prevTime_ = time;

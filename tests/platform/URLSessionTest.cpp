@@ -76,7 +76,7 @@ TEST(URLSessionTest, TransportErrors) {
     LoopbackServer gone;
     closedPort = gone.port();
   }
-  auto session = URLSession::create(URLSession::Configuration{1000, 10});
+  auto session = URLSession::create(URLSession::Configuration{1000, 10, 6});
   struct Case {
     std::string name;
     URLRequest request;

@@ -22,7 +22,7 @@ SessionHarness::SessionHarness(const std::string& vmap, SKYLVUXSessionProviderOp
     });
     return player;
   });
-  options.setBeaconTransport(transport);
+  if (!options.beaconTransport()) options.setBeaconTransport(transport);
   auto provider = createSSAISessionProviderWithUpstreamSessionProvider(manager, nullptr, &options);
   controller = manager.createPlaybackControllerWithSessionProvider(provider);
   controller->setLifecycleHandler([this](const auto& s, const SKYLLifecycleEventPtr& event) {

@@ -40,6 +40,7 @@ class SessionHarness {
   std::vector<std::string> takeEvents();
   std::vector<std::string> takeBeacons();
 
+  // Records the beacons unless the options name a transport of their own.
   std::shared_ptr<RecordingTransport> transport = std::make_shared<RecordingTransport>();
   std::shared_ptr<SimulatedPlayer> player;
   std::shared_ptr<SKYLPlaybackController> controller;

@@ -99,6 +99,7 @@ class Playback {
       if (streamTime() >= until - 1e-9) break;
     }
     writePicture(err);
+    printDeliveryLedger();
     SKYLAdLedgerManager::shared().setObserver(nullptr);
     NotificationCenter::defaultCenter().removeObserver(beaconObserver_);
     NotificationCenter::defaultCenter().removeObserver(rateObserver_);
@@ -246,6 +247,28 @@ class Playback {
       return;
     }
     print(line, text, progress != nullptr);
+  }
+
+  // What became of the beacons: handed over, answered 2xx, otherwise, failed.
+  void printDeliveryLedger() {
+    if (!session_ || !options_.fire) return;
+    // Answers still on their way get a moment.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (session_->deliveryLedger()->total().pending() > 0 &&
+           std::chrono::steady_clock::now() < deadline) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    Json entries = Json::array();
+    std::string text = "delivery ledger (ad, type: handed / 2xx / other / failed)";
+    for (const auto& [key, counts] : session_->deliveryLedger()->counts()) {
+      entries.push_back(Json{{"adId", key.first}, {"type", key.second}, {"handed", counts.handed},
+                             {"answered2xx", counts.answered2xx}, {"answeredOther", counts.answeredOther},
+                             {"transportFailed", counts.transportFailed}});
+      text += fmt::format("\n    {:<8} {:<22} {} / {} / {} / {}", key.first.empty() ? "-" : key.first,
+                          key.second, counts.handed, counts.answered2xx, counts.answeredOther,
+                          counts.transportFailed);
+    }
+    print(Json{{"t", streamTime()}, {"deliveryLedger", entries}}, text);
   }
 
   void mark(const std::string& label) { trace_.marks.push_back({steps_, streamTime(), label}); }

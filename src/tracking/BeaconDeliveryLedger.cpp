@@ -1,0 +1,37 @@
+#include "tracking/BeaconDeliveryLedger.h"
+
+namespace skylark {
+
+void BeaconDeliveryLedger::recordHanded(const Key& key) {
+  std::lock_guard lock(mutex_);
+  ++counts_[key].handed;
+}
+
+void BeaconDeliveryLedger::recordOutcome(const Key& key, Outcome outcome) {
+  std::lock_guard lock(mutex_);
+  Counts& counts = counts_[key];
+  switch (outcome) {
+    case Outcome::answered2xx: ++counts.answered2xx; break;
+    case Outcome::answeredOther: ++counts.answeredOther; break;
+    case Outcome::transportFailed: ++counts.transportFailed; break;
+  }
+}
+
+std::map<BeaconDeliveryLedger::Key, BeaconDeliveryLedger::Counts> BeaconDeliveryLedger::counts() const {
+  std::lock_guard lock(mutex_);
+  return counts_;
+}
+
+BeaconDeliveryLedger::Counts BeaconDeliveryLedger::total() const {
+  std::lock_guard lock(mutex_);
+  Counts total;
+  for (const auto& [key, counts] : counts_) {
+    total.handed += counts.handed;
+    total.answered2xx += counts.answered2xx;
+    total.answeredOther += counts.answeredOther;
+    total.transportFailed += counts.transportFailed;
+  }
+  return total;
+}
+
+}  // namespace skylark

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <string>
+#include <utility>
+
+namespace skylark {
+
+// What became of a session's beacons, per ad and type ("impression",
+// "firstQuartile", "verification", ...): how many were handed to the
+// network, answered 2xx, answered otherwise, or failed in transport. It
+// changes nothing that is sent; it tells a player engineer what reached
+// the ad server. Safe from any thread: beacons are handed over on the
+// player's thread and answered on the URL session's.
+class BeaconDeliveryLedger {
+ public:
+  enum class Outcome { answered2xx, answeredOther, transportFailed };
+
+  struct Counts {
+    int64_t handed = 0;
+    int64_t answered2xx = 0;
+    int64_t answeredOther = 0;
+    int64_t transportFailed = 0;
+
+    int64_t pending() const { return handed - answered2xx - answeredOther - transportFailed; }
+    bool operator==(const Counts&) const = default;
+  };
+  // (ad id, type); content impressions have an empty ad id.
+  using Key = std::pair<std::string, std::string>;
+
+  void recordHanded(const Key& key);
+  void recordOutcome(const Key& key, Outcome outcome);
+
+  std::map<Key, Counts> counts() const;
+  Counts total() const;
+
+ private:
+  mutable std::mutex mutex_;
+  std::map<Key, Counts> counts_;  // guarded by mutex_
+};
+
+}  // namespace skylark
