@@ -1,0 +1,227 @@
+// Many sessions in one process: N SSAI sessions (manager, provider,
+// SKYLVUXSession, simulated players) play the same VOD in lock step, so
+// every session crosses each break boundary on the same tick; every beacon
+// goes over the process's one URL session to a loopback sink that counts
+// what it receives. Prints, for N = 10, 100, 1000: beacons fired and
+// received, the drain time of the last burst, memory and CPU per session,
+// the main queue's longest tick, the process's threads, and the ratios of
+// N = 1000 to N = 10 per session.
+//
+//   session_load            a healthy sink
+//   session_load --faulty   503 to one request in ten, a broken connection in fifty
+#include <sys/resource.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <string>
+#include <thread>
+
+#include <httplib.h>
+
+#include "entry/SKYLSSAIAdditions.h"
+#include "host/SKYLHostConstants.h"
+#include "host/reference/SimulatedPlayer.h"
+#include "platform/DispatchQueue.h"
+#include "session/SKYLVUXSession.h"
+#include "support/VMAPFixtures.h"
+#include "timeline/SKYLVelaLog.h"
+
+namespace {
+
+using namespace skylark;
+using Clock = std::chrono::steady_clock;
+
+long statusKB(const char* field) {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.rfind(field, 0) == 0) return std::stol(line.substr(std::strlen(field)));
+  }
+  return 0;
+}
+
+double cpuSeconds() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_utime.tv_sec + usage.ru_utime.tv_usec / 1e6 + usage.ru_stime.tv_sec +
+         usage.ru_stime.tv_usec / 1e6;
+}
+
+struct Sink {
+  explicit Sink(bool faulty) {
+    server.Get(R"(/b/.*)", [this, faulty](const httplib::Request&, httplib::Response& response) {
+      const int n = ++received;
+      if (faulty && n % 50 == 25) {
+        ++broken;
+        response.set_content_provider(10, "text/plain",
+                                      [](size_t, size_t, httplib::DataSink&) { return false; });
+      } else if (faulty && n % 10 == 0) {
+        ++unavailable;
+        response.status = 503;
+      } else {
+        ++ok;
+        response.status = 204;
+      }
+    });
+    port = server.bind_to_any_port("127.0.0.1");
+    thread = std::thread([this] { server.listen_after_bind(); });
+    while (!server.is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  ~Sink() {
+    server.stop();
+    thread.join();
+  }
+  std::string url(const std::string& path) const {
+    return "http://127.0.0.1:" + std::to_string(port) + path;
+  }
+
+  httplib::Server server;
+  std::thread thread;
+  int port = 0;
+  std::atomic<long> received{0}, ok{0}, unavailable{0}, broken{0};
+};
+
+// A 120 s VOD: a two-ad pre-roll pod and mid-rolls at content 30 and 60 s,
+// every ad with its impression, quartiles and break beacons at the sink.
+std::string document(const Sink& sink) {
+  auto ad = [&](const std::string& offset, const std::string& id) {
+    std::string tracking = "<TrackingEvents>";
+    for (const char* event : {"start", "firstQuartile", "midpoint", "thirdQuartile", "complete"}) {
+      tracking += std::string("<Tracking event=\"") + event + "\">" + sink.url("/b/" + id + "/" + event) +
+                  "</Tracking>";
+    }
+    std::string text = test::adBreak(offset, "00:00:10", id, tracking + "</TrackingEvents>");
+    for (const auto& [from, to] : std::map<std::string, std::string>{
+             {"https://beacon.example.com/imp/" + id, "impression"},
+             {"https://beacon.example.com/break/start/" + id, "breakStart"},
+             {"https://beacon.example.com/break/end/" + id, "breakEnd"}}) {
+      const size_t at = text.find(from);
+      if (at != std::string::npos) text.replace(at, from.size(), sink.url("/b/" + id + "/" + to));
+    }
+    return text;
+  };
+  std::string vmap = test::vmapDocument(ad("start", "p1") + ad("start", "p2") + ad("00:00:30", "m1") +
+                                            ad("00:01:00", "m2"),
+                                        120, 80);
+  const std::string content = "https://beacon.example.com/content/1";
+  vmap.replace(vmap.find(content), content.size(), sink.url("/b/content"));
+  return vmap;
+}
+
+struct Listener final : SKYLSessionListener {
+  void deliverSessions(const std::vector<std::shared_ptr<SKYLPlaybackSession>>& delivered) override {
+    sessions = delivered;
+  }
+  std::vector<std::shared_ptr<SKYLPlaybackSession>> sessions;
+};
+
+struct Figures {
+  long fired = 0, received = 0, answered2xx = 0, answeredOther = 0, failed = 0;
+  long sinkOk = 0, sinkUnavailable = 0, sinkBroken = 0;
+  double drainSeconds = 0, kbPerSession = 0, cpuMsPerSessionSecond = 0, longestTickMs = 0;
+  long threads = 0;
+};
+
+Figures run(int n, bool faulty) {
+  Sink sink(faulty);
+  const std::string vmap = document(sink);
+  auto& manager = SKYLPlayerSDKManager::sharedManager();
+  std::vector<std::shared_ptr<SimulatedPlayer>> players;
+  manager.setPlayerFactory([&] {
+    auto player = SimulatedPlayer::create([](const URL&) {
+      return std::optional(SimulatedMedia{MediaTime::make(120, 1), std::nullopt, {}});
+    });
+    players.push_back(player);
+    return player;
+  });
+  const long baselineKB = statusKB("VmRSS:");
+  Figures figures;
+  {
+    SKYLVUXSessionProviderOptions options;
+    options.setBeaconTransport(std::make_shared<URLSessionBeaconTransport>());
+    auto provider = createSSAISessionProviderWithUpstreamSessionProvider(manager, nullptr, &options);
+    auto listener = std::make_shared<Listener>();
+    std::vector<std::shared_ptr<SKYLVideo>> videos;
+    for (int i = 0; i < n; ++i) {
+      videos.push_back(SKYLVideo::initWithSources({SKYLSource::initWithVMAPXMLData(vmap, {})}));
+    }
+    (void)provider->playbackSessionsForVideos(videos, listener);
+    Dispatch::main().runUntil([&] { return static_cast<int>(listener->sessions.size()) == n; },
+                              std::chrono::seconds(60));
+    for (const auto& session : listener->sessions) {
+      session->begin();
+      session->avPlayerPlay();
+    }
+    Dispatch::main().runUntilIdle();
+
+    // Lock step: every session moves 0.25 s per tick.
+    const double cpuBefore = cpuSeconds();
+    double played = 0;
+    for (; played < 121; played += 0.25) {
+      const auto tick = Clock::now();
+      for (const auto& player : players) player->advance(0.25);
+      Dispatch::main().runUntilIdle();
+      figures.longestTickMs = std::max(
+          figures.longestTickMs, std::chrono::duration<double, std::milli>(Clock::now() - tick).count());
+    }
+    figures.cpuMsPerSessionSecond = (cpuSeconds() - cpuBefore) * 1000 / (n * played);
+    figures.kbPerSession = static_cast<double>(statusKB("VmHWM:") - baselineKB) / n;
+    figures.threads = statusKB("Threads:");
+
+    // The last burst drains: every beacon answered (or failed).
+    const auto drainStart = Clock::now();
+    auto pending = [&] {
+      long count = 0;
+      for (const auto& session : listener->sessions) {
+        count += static_cast<SKYLVUXSession&>(*session).deliveryLedger()->total().pending();
+      }
+      return count;
+    };
+    while (pending() > 0 && Clock::now() - drainStart < std::chrono::seconds(120)) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    figures.drainSeconds = std::chrono::duration<double>(Clock::now() - drainStart).count();
+    for (const auto& session : listener->sessions) {
+      const auto total = static_cast<SKYLVUXSession&>(*session).deliveryLedger()->total();
+      figures.fired += total.handed;
+      figures.answered2xx += total.answered2xx;
+      figures.answeredOther += total.answeredOther;
+      figures.failed += total.transportFailed;
+    }
+  }
+  figures.received = sink.received;
+  figures.sinkOk = sink.ok;
+  figures.sinkUnavailable = sink.unavailable;
+  figures.sinkBroken = sink.broken;
+  manager.setPlayerFactory(nullptr);
+  return figures;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const bool faulty = argc > 1 && std::string(argv[1]) == "--faulty";
+  SKYLVelaLogConfigure(0);
+  std::map<int, Figures> results;
+  std::printf("%s sink\n%6s %8s %8s %8s %8s %8s %9s %12s %14s %10s %8s\n", faulty ? "faulty" : "healthy",
+              "N", "fired", "received", "2xx", "other", "failed", "drain s", "KB/session",
+              "CPU ms/sess·s", "tick ms", "threads");
+  bool ok = true;
+  for (const int n : {10, 100, 1000}) {
+    const Figures f = run(n, faulty);
+    results[n] = f;
+    std::printf("%6d %8ld %8ld %8ld %8ld %8ld %9.3f %12.1f %14.4f %10.2f %8ld\n", n, f.fired, f.received,
+                f.answered2xx, f.answeredOther, f.failed, f.drainSeconds, f.kbPerSession,
+                f.cpuMsPerSessionSecond, f.longestTickMs, f.threads);
+    ok = ok && f.fired == f.received && f.answered2xx == f.sinkOk &&
+         f.answeredOther == f.sinkUnavailable && f.failed == f.sinkBroken;
+  }
+  std::printf("\nper session, N=1000 / N=10: CPU %.2f, memory %.2f\n",
+              results[1000].cpuMsPerSessionSecond / results[10].cpuMsPerSessionSecond,
+              results[1000].kbPerSession / results[10].kbPerSession);
+  std::printf("fired = received and the ledgers equal the sink's log: %s\n", ok ? "yes" : "NO");
+  return ok ? 0 : 1;
+}
