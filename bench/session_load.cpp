@@ -9,6 +9,7 @@
 //
 //   session_load            a healthy sink
 //   session_load --faulty   503 to one request in ten, a broken connection in fifty
+//   session_load --offline  beacons counted in process, no HTTP: the sessions' own cost
 #include <sys/resource.h>
 
 #include <atomic>
@@ -125,7 +126,18 @@ struct Figures {
   long threads = 0;
 };
 
-Figures run(int n, bool faulty) {
+// Counts beacons and answers each at once, for the offline run.
+class CountingTransport final : public BeaconTransport {
+ public:
+  void send(const URL& url) override { send(url, nullptr); }
+  void send(const URL&, Delivered delivered) override {
+    ++sent;
+    if (delivered) delivered(BeaconDeliveryLedger::Outcome::answered2xx);
+  }
+  std::atomic<long> sent{0};
+};
+
+Figures run(int n, bool faulty, bool offline) {
   Sink sink(faulty);
   const std::string vmap = document(sink);
   auto& manager = SKYLPlayerSDKManager::sharedManager();
@@ -141,7 +153,12 @@ Figures run(int n, bool faulty) {
   Figures figures;
   {
     SKYLVUXSessionProviderOptions options;
-    options.setBeaconTransport(std::make_shared<URLSessionBeaconTransport>());
+    auto counting = std::make_shared<CountingTransport>();
+    if (offline) {
+      options.setBeaconTransport(counting);
+    } else {
+      options.setBeaconTransport(std::make_shared<URLSessionBeaconTransport>());
+    }
     auto provider = createSSAISessionProviderWithUpstreamSessionProvider(manager, nullptr, &options);
     auto listener = std::make_shared<Listener>();
     std::vector<std::shared_ptr<SKYLVideo>> videos;
@@ -192,8 +209,8 @@ Figures run(int n, bool faulty) {
       figures.failed += total.transportFailed;
     }
   }
-  figures.received = sink.received;
-  figures.sinkOk = sink.ok;
+  figures.received = offline ? figures.answered2xx : sink.received.load();
+  figures.sinkOk = offline ? figures.answered2xx : sink.ok.load();
   figures.sinkUnavailable = sink.unavailable;
   figures.sinkBroken = sink.broken;
   manager.setPlayerFactory(nullptr);
@@ -203,15 +220,17 @@ Figures run(int n, bool faulty) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const bool faulty = argc > 1 && std::string(argv[1]) == "--faulty";
+  const std::string mode = argc > 1 ? argv[1] : "";
+  const bool faulty = mode == "--faulty";
+  const bool offline = mode == "--offline";
   SKYLVelaLogConfigure(0);
   std::map<int, Figures> results;
-  std::printf("%s sink\n%6s %8s %8s %8s %8s %8s %9s %12s %14s %10s %8s\n", faulty ? "faulty" : "healthy",
+  std::printf("%s\n%6s %8s %8s %8s %8s %8s %9s %12s %14s %10s %8s\n", offline ? "offline (no HTTP)" : faulty ? "faulty sink" : "healthy sink",
               "N", "fired", "received", "2xx", "other", "failed", "drain s", "KB/session",
               "CPU ms/sess·s", "tick ms", "threads");
   bool ok = true;
   for (const int n : {10, 100, 1000}) {
-    const Figures f = run(n, faulty);
+    const Figures f = run(n, faulty, offline);
     results[n] = f;
     std::printf("%6d %8ld %8ld %8ld %8ld %8ld %9.3f %12.1f %14.4f %10.2f %8ld\n", n, f.fired, f.received,
                 f.answered2xx, f.answeredOther, f.failed, f.drainSeconds, f.kbPerSession,

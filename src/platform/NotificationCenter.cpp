@@ -15,26 +15,36 @@ NotificationCenter::Token NotificationCenter::addObserver(std::string name, Obse
   entry->observer = std::move(observer);
   std::lock_guard lock(mutex_);
   entry->token = nextToken_++;
-  entries_.push_back(entry);
+  (entry->name.empty() ? everyName_ : named_[entry->name]).push_back(entry);
+  byToken_[entry->token] = entry;
   return entry->token;
 }
 
 void NotificationCenter::removeObserver(Token token) {
   std::lock_guard lock(mutex_);
-  const auto found = std::find_if(entries_.begin(), entries_.end(),
-                                  [token](const auto& e) { return e->token == token; });
-  if (found == entries_.end()) return;
-  (*found)->active = false;
-  entries_.erase(found);
+  const auto found = byToken_.find(token);
+  if (found == byToken_.end()) return;
+  const auto entry = found->second;
+  byToken_.erase(found);
+  entry->active = false;
+  const auto named = named_.find(entry->name);
+  Entries& list = entry->name.empty() ? everyName_ : named->second;
+  list.erase(std::find(list.begin(), list.end(), entry));
+  if (!entry->name.empty() && list.empty()) named_.erase(named);
 }
 
 void NotificationCenter::post(const Notification& notification) {
-  std::vector<std::shared_ptr<Entry>> snapshot;
+  Entries snapshot;
   {
     std::lock_guard lock(mutex_);
-    for (const auto& entry : entries_) {
-      if (entry->name.empty() || entry->name == notification.name) snapshot.push_back(entry);
-    }
+    const auto named = named_.find(notification.name);
+    const Entries none;
+    const Entries& byName = named == named_.end() ? none : named->second;
+    // Both lists are in registration order: merge them by token.
+    snapshot.reserve(byName.size() + everyName_.size());
+    std::merge(byName.begin(), byName.end(), everyName_.begin(), everyName_.end(),
+               std::back_inserter(snapshot),
+               [](const auto& a, const auto& b) { return a->token < b->token; });
   }
   for (const auto& entry : snapshot) {
     if (entry->active) entry->observer(notification);

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <unordered_map>
 #include <string>
 #include <vector>
 
@@ -42,9 +43,15 @@ class NotificationCenter {
     std::atomic<bool> active{true};
   };
 
+  using Entries = std::vector<std::shared_ptr<Entry>>;  // in registration order
+
   std::mutex mutex_;
-  Token nextToken_ = 1;
-  std::vector<std::shared_ptr<Entry>> entries_;  // guarded by mutex_
+  Token nextToken_ = 1;                                        // guarded by mutex_
+  // By name, so a post costs its own observers only, however many others
+  // there are (a thousand sessions each watch the player's rate).
+  std::unordered_map<std::string, Entries> named_;             // guarded by mutex_
+  Entries everyName_;                                          // guarded by mutex_
+  std::unordered_map<Token, std::shared_ptr<Entry>> byToken_;  // guarded by mutex_
 };
 
 }  // namespace skylark
