@@ -17,6 +17,7 @@
 #include <cstdio>
 #include <csignal>
 #include <iostream>
+#include <map>
 
 #include <CLI/CLI.hpp>
 
@@ -62,6 +63,22 @@ CLI::Validator finiteNumber(bool positive, bool allowZero) {
         return {};
       },
       positive ? (allowZero ? "NONNEGATIVE" : "POSITIVE") : "NUMBER");
+}
+
+// "K=V" with a key.
+void checkKeyValue(const std::string& param) {
+  if (param.find('=') == std::string::npos || param.front() == '=') {
+    throw CLI::ValidationError("--ads-param", "expected K=V, got " + param);
+  }
+}
+
+std::map<std::string, std::string> parseKeyValues(const std::vector<std::string>& params) {
+  std::map<std::string, std::string> values;
+  for (const auto& param : params) {
+    const size_t equals = param.find('=');
+    values[param.substr(0, equals)] = param.substr(equals + 1);
+  }
+  return values;
 }
 
 // "A:B" of two finite numbers.
@@ -164,11 +181,7 @@ int main(int argc, char** argv) {
   liveCommand->add_option("SOURCE_URL", live.sourceURL, "The live source URL")->required();
   liveCommand->add_option("--token", live.token, "The playback token");
   liveCommand->add_option("--ads-param", adsParams, "K=V ad parameter of the session (repeatable)")
-      ->each([](const std::string& param) {
-        if (param.find('=') == std::string::npos || param.front() == '=') {
-          throw CLI::ValidationError("--ads-param", "expected K=V, got " + param);
-        }
-      });
+      ->each(checkKeyValue);
   liveCommand->add_option("--playhead-delay", live.playheadDelay,
                           "Seconds the playhead stays behind now (10)")
       ->check(finiteNumber(true, true));
@@ -205,11 +218,7 @@ int main(int argc, char** argv) {
   std::vector<std::string> playAdsParams, playMetadata, playCompanions;
   playCommand->add_option("--token", play.token, "The live playback token of the source");
   playCommand->add_option("--ads-param", playAdsParams, "K=V ad parameter of a live session (repeatable)")
-      ->each([](const std::string& param) {
-        if (param.find('=') == std::string::npos || param.front() == '=') {
-          throw CLI::ValidationError("--ads-param", "expected K=V, got " + param);
-        }
-      });
+      ->each(checkKeyValue);
   playCommand->add_option("--playhead-delay", play.playheadDelay,
                           "Live: seconds the playhead stays behind the wall clock (10)")
       ->check(finiteNumber(true, true));
@@ -277,10 +286,7 @@ int main(int argc, char** argv) {
     play.seeks = parsePairs(playSeeks);
     play.pauses = parsePairs(playPauses);
     play.rates = parsePairs(playRates);
-    for (const auto& param : playAdsParams) {
-      const size_t equals = param.find('=');
-      play.adsParams[param.substr(0, equals)] = param.substr(equals + 1);
-    }
+    play.adsParams = parseKeyValues(playAdsParams);
     for (const auto& text : playMetadata) {
       const size_t colon = text.find(':');
       play.metadata.emplace_back(parseFinite(text.substr(0, colon)), text.substr(colon + 1));
@@ -293,10 +299,7 @@ int main(int argc, char** argv) {
     return skylark::tool::runPlay(play, std::cout, std::cerr);
   }
   if (liveCommand->parsed()) {
-    for (const auto& param : adsParams) {
-      const size_t equals = param.find('=');
-      live.adsParams[param.substr(0, equals)] = param.substr(equals + 1);
-    }
+    live.adsParams = parseKeyValues(adsParams);
     std::signal(SIGINT, interrupt);
     return skylark::tool::runLive(live, gInterrupted, std::cout, std::cerr);
   }
