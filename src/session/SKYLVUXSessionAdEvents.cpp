@@ -50,7 +50,16 @@ void SKYLVUXSession::trackerEventChanged(const SKYLVelaProgressTracker::Event& e
 
 void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event) {
   const auto& properties = event.properties();
-  const auto ad = properties && properties->ad ? adForVelaAd(properties->ad) : nullptr;
+  // One host record per ad while it plays: progress and exit events carry
+  // the record that entered (and whatever the application noted on it).
+  std::shared_ptr<SKYLAd> ad;
+  if (properties && properties->ad) {
+    const auto* playing = currentAd_ ? currentAd_->property<std::shared_ptr<const SKYLVelaAd>>(
+                                           kSKYLSSAIAdPropertiesKeyVelaAd)
+                                     : nullptr;
+    const bool same = event.type() != TrackerEvent::EnterAd && playing && *playing == properties->ad;
+    ad = same ? currentAd_ : adForVelaAd(properties->ad);
+  }
   const auto sequence = properties ? properties->adSequence : nullptr;
   SKYLPlaybackSessionLifecycleEvent::Properties adProperties;
   if (ad) adProperties[key(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd)] = ad;
