@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 
 #include "InspectCommand.h"
+#include "PlayLines.h"
 #include "TimelineJSON.h"
 #include "TimelineSVG.h"
 #include "companions/SKYLSSAIAdComponentDisplayContainer.h"
@@ -29,22 +30,6 @@ class ReportOnlyTransport final : public BeaconTransport {
  public:
   void send(const URL&) override {}
 };
-
-std::string shortType(std::string_view type) {
-  for (std::string_view prefix : {"kSKYLPlaybackSessionLifecycleEvent", "kSKYLSSAILifecycle"}) {
-    if (type.substr(0, prefix.size()) == prefix) return std::string(type.substr(prefix.size()));
-  }
-  return std::string(type);
-}
-
-Json anyJSON(const std::any& value) {
-  if (const auto* s = std::any_cast<std::string>(&value)) return *s;
-  if (const auto* i = std::any_cast<int64_t>(&value)) return *i;
-  if (const auto* d = std::any_cast<double>(&value)) return *d;
-  if (const auto* f = std::any_cast<float>(&value)) return *f;
-  if (const auto* b = std::any_cast<bool>(&value)) return *b;
-  return nullptr;
-}
 
 // A live stream has no end: without --until it plays this long.
 constexpr double kDefaultLiveSeconds = 60;
@@ -87,7 +72,7 @@ class Playback {
         [this](const auto& session, const SKYLLifecycleEventPtr& event) { lifecycle(session, event); });
     observeBeaconsAndRates();
     SKYLAdLedgerManager::shared().setObserver(
-        [this](const SKYLAdLedgerManager::Call& call) { printLedger(call); });
+        [this](const SKYLAdLedgerManager::Call& call) { emit(ledgerLine(call), true); });
 
     controller_->setVideos({SKYLVideo::initWithSources({source})});
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
@@ -207,35 +192,11 @@ class Playback {
       observeSession();
       attachCompanionSlots();
     }
-    const std::string type = shortType(event->eventType());
-    Json line = stamp();
-    line["lifecycle"] = event->eventType();
-    std::string text = type;
-    if (const auto* ad = event->property<std::shared_ptr<SKYLAd>>(
-            kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd);
-        ad && *ad) {
-      line["adId"] = (*ad)->adId;
-      text += " ad=" + (*ad)->adId;
-      if (event->eventType() == kSKYLPlaybackSessionLifecycleEventAdEnter) currentAd_ = *ad;
-      if (event->eventType() == kSKYLPlaybackSessionLifecycleEventAdSkipped) {
-        line["skipped"] = true;
-        text += " skipped";
+    if (event->eventType() == kSKYLPlaybackSessionLifecycleEventAdEnter) {
+      if (const auto* ad = event->property<std::shared_ptr<SKYLAd>>(
+              kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd)) {
+        currentAd_ = *ad;
       }
-    }
-    if (const auto* sequence = event->property<std::shared_ptr<SKYLAdSequence>>(
-            kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdSequence);
-        sequence && *sequence && !(*sequence)->ads.empty()) {
-      const auto* velaAd = (*sequence)->ads.front()->property<std::shared_ptr<const SKYLVelaAd>>(
-          kSKYLSSAIAdPropertiesKeyVelaAd);
-      if (velaAd && *velaAd) {
-        line["sequenceBegin"] = timeJSON((*velaAd)->beginTime());
-        text += fmt::format(" break@{:.3f}", (*velaAd)->beginTime().seconds());
-      }
-    }
-    const auto* progress = event->property<MediaTime>(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdProgress);
-    if (progress) {
-      line["progress"] = timeJSON(*progress);
-      text += fmt::format(" progress={:.3f}", progress->seconds());
     }
     if (event->eventType() == kSKYLPlaybackSessionLifecycleEventAdSkipped) mark("skip");
     if (const auto* error = event->property<SKYLError>(kSKYLSSAILifecycleEventPropertiesKeyError)) {
@@ -246,7 +207,13 @@ class Playback {
       failed_ = true;
       return;
     }
-    print(line, text, progress != nullptr);
+    emit(lifecycleLine(*event), event->eventType() == kSKYLPlaybackSessionLifecycleEventAdProgress);
+  }
+
+  void emit(PlayLine line, bool detail = false) {
+    Json fields = stamp();
+    fields.update(line.fields);
+    print(fields, line.text, detail);
   }
 
   // What became of the beacons: handed over, answered 2xx, otherwise, failed.
@@ -258,17 +225,8 @@ class Playback {
            std::chrono::steady_clock::now() < deadline) {
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
-    Json entries = Json::array();
-    std::string text = "delivery ledger (ad, type: handed / 2xx / other / failed)";
-    for (const auto& [key, counts] : session_->deliveryLedger()->counts()) {
-      entries.push_back(Json{{"adId", key.first}, {"type", key.second}, {"handed", counts.handed},
-                             {"answered2xx", counts.answered2xx}, {"answeredOther", counts.answeredOther},
-                             {"transportFailed", counts.transportFailed}});
-      text += fmt::format("\n    {:<8} {:<22} {} / {} / {} / {}", key.first.empty() ? "-" : key.first,
-                          key.second, counts.handed, counts.answered2xx, counts.answeredOther,
-                          counts.transportFailed);
-    }
-    print(Json{{"t", streamTime()}, {"deliveryLedger", entries}}, text);
+    auto line = deliveryLedgerLine(*session_->deliveryLedger());
+    print(Json{{"t", streamTime()}, {"deliveryLedger", line.fields["deliveryLedger"]}}, line.text);
   }
 
   void mark(const std::string& label) { trace_.marks.push_back({steps_, streamTime(), label}); }
@@ -335,27 +293,6 @@ class Playback {
           line["rate"] = (*player)->rate();
           print(line, fmt::format("rate {}", (*player)->rate()));
         });
-  }
-
-  void printLedger(const SKYLAdLedgerManager::Call& call) {
-    Json params = Json::object();
-    std::string text = fmt::format("ledger {}", call.code);
-    for (const auto& [name, value] : call.parameters) {
-      params[name] = anyJSON(value);
-      text += " " + shortLedgerKey(name) + "=" + anyJSON(value).dump();
-    }
-    Json line = stamp();
-    line["ledger"] = call.code;
-    line["params"] = params;
-    print(line, text, true);
-  }
-
-  static std::string shortLedgerKey(const std::string& name) {
-    std::string shorter = name;
-    for (std::string_view prefix : {"kSKYLAdLedgerParameter"}) {
-      if (shorter.rfind(prefix, 0) == 0) shorter = shorter.substr(prefix.size());
-    }
-    return shorter;
   }
 
   // Runs the application's actions due now, then moves the clock a step.

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+#include "TimelineJSON.h"
+#include "host/SKYLAdLedgerManager.h"
+#include "host/SKYLPlaybackSessionLifecycleEvent.h"
+#include "tracking/BeaconDeliveryLedger.h"
+
+namespace skylark::tool {
+
+// One happening of a playback as `play` prints it: the JSON fields (without
+// the times, which the caller stamps) and the readable text.
+struct PlayLine {
+  Json fields = Json::object();
+  std::string text;
+};
+
+// A lifecycle event: its type, ad id, the break it opens or closes, the ad
+// progress, and "skipped" on ad-skipped events.
+PlayLine lifecycleLine(const SKYLPlaybackSessionLifecycleEvent& event);
+// A call of the ad ledger with its parameters.
+PlayLine ledgerLine(const SKYLAdLedgerManager::Call& call);
+// What became of a session's beacons, per ad and type.
+PlayLine deliveryLedgerLine(const BeaconDeliveryLedger& ledger);
+
+}  // namespace skylark::tool
