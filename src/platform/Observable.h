@@ -13,7 +13,10 @@ namespace skylark {
 // synchronously on the assigning thread, in registration order, each time
 // a value is set (an equal value too). An observer removed while a change
 // is being announced is not called again; one added meanwhile hears only
-// later changes. Not thread-safe: set and observe on one sequence.
+// later changes. A value set from inside an observer is announced after
+// the current one has reached every observer, so each observer hears every
+// value in order (an application may seek from inside an ad-start
+// callback). Not thread-safe: set and observe on one sequence.
 template <typename T>
 class Observable {
  public:
@@ -31,24 +34,52 @@ class Observable {
                                     [id](const Entry& e) { return e.id == id; }),
                      entries_.end());
     }
-    void notify(const T& value) {
-      const auto snapshot = entries_;
-      for (const auto& entry : snapshot) {
-        if (contains(entry.id)) (*entry.observer)(value);
+    // Queues the change for the observers registered now; the outermost
+    // announcement delivers the queue in order.
+    void announce(const T& value) {
+      pending_.push_back({value, ids()});
+      if (announcing_) return;
+      announcing_ = true;
+      while (!pending_.empty()) {
+        Change change = std::move(pending_.front());
+        pending_.erase(pending_.begin());
+        deliver(change.value, change.observers);
       }
+      announcing_ = false;
     }
 
    private:
+    struct Change {
+      T value;
+      std::vector<uint64_t> observers;
+    };
+
+    std::vector<uint64_t> ids() const {
+      std::vector<uint64_t> out;
+      out.reserve(entries_.size());
+      for (const auto& entry : entries_) out.push_back(entry.id);
+      return out;
+    }
+    // Calls each observer of the list that is still registered.
+    void deliver(const T& value, const std::vector<uint64_t>& to) {
+      for (const uint64_t id : to) {
+        const auto found = std::find_if(entries_.begin(), entries_.end(),
+                                        [id](const Entry& e) { return e.id == id; });
+        if (found == entries_.end()) continue;
+        const auto observer = found->observer;  // alive even if removed meanwhile
+        (*observer)(value);
+      }
+    }
+
     struct Entry {
       uint64_t id;
       std::shared_ptr<Observer> observer;
     };
-    bool contains(uint64_t id) const {
-      return std::any_of(entries_.begin(), entries_.end(),
-                         [id](const Entry& e) { return e.id == id; });
-    }
+
     std::vector<Entry> entries_;
     uint64_t nextId_ = 1;
+    std::vector<Change> pending_;
+    bool announcing_ = false;
   };
 
   explicit Observable(T initial = T()) : value_(std::move(initial)) {}
@@ -58,8 +89,9 @@ class Observable {
   const T& get() const { return value_; }
   void set(T value) {
     value_ = std::move(value);
-    const T announced = value_;  // observers may assign again meanwhile
-    registry_->notify(announced);
+    // The registry, held here, outlives an observer that destroys this.
+    const std::shared_ptr<Registry> registry = registry_;
+    registry->announce(value_);
   }
 
   // Registers an observer; with `initial` it also runs at once with the

@@ -1,5 +1,7 @@
 #include "platform/Observable.h"
 
+#include <memory>
+
 #include <gtest/gtest.h>
 
 #include "host/SKYLKVOManager.h"
@@ -20,6 +22,30 @@ TEST(ObservableTest, EveryAssignmentNotifiesAndRemovalTakesEffectAtOnce) {
   property.set(2);
   property.set(2);  // an equal value notifies too
   EXPECT_EQ(calls, (std::vector<std::string>{"first 1", "first 2", "first 2"}));
+}
+
+TEST(ObservableTest, AValueSetFromAnObserverIsAnnouncedAfterTheCurrentOneInOrder) {
+  Observable<int> property(0);
+  std::vector<std::string> calls;
+  property.addObserver([&](const int& v) {
+    calls.push_back("a" + std::to_string(v));
+    if (v == 1) property.set(2);  // as an application seeking from an ad-start callback
+  }, false);
+  property.addObserver([&](const int& v) { calls.push_back("b" + std::to_string(v)); }, false);
+  property.set(1);
+  // b hears 1 before 2, though a set 2 while 1 was being announced.
+  EXPECT_EQ(calls, (std::vector<std::string>{"a1", "b1", "a2", "b2"}));
+  EXPECT_EQ(property.get(), 2);
+}
+
+TEST(ObservableTest, AnObserverMayDestroyTheProperty) {
+  auto property = std::make_unique<Observable<int>>(0);
+  int later = 0;
+  property->addObserver([&](const int&) { property.reset(); }, false);
+  property->addObserver([&](const int& v) { later = v; }, false);
+  property->set(3);
+  EXPECT_FALSE(property);
+  EXPECT_EQ(later, 3);  // the change still reaches the observers it was announced to
 }
 
 TEST(SKYLKVOManagerTest, EndsItsObservationsWhenGoneEvenAfterTheProperty) {
