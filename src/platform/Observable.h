@@ -37,9 +37,19 @@ class Observable {
     // Queues the change for the observers registered now; the outermost
     // announcement delivers the queue in order.
     void announce(const T& value) {
-      pending_.push_back({value, ids()});
-      if (announcing_) return;
+      if (announcing_) {
+        pending_.push_back({value, ids()});
+        return;
+      }
       announcing_ = true;
+      // The common case, no set from inside an observer, reuses one buffer.
+      // A copy: the property's value may change (or go) while this one is told.
+      const T current = value;
+      std::vector<uint64_t> observers = std::move(observers_);
+      observers.clear();
+      for (const auto& entry : entries_) observers.push_back(entry.id);
+      deliver(current, observers);
+      observers_ = std::move(observers);
       while (!pending_.empty()) {
         Change change = std::move(pending_.front());
         pending_.erase(pending_.begin());
@@ -79,6 +89,7 @@ class Observable {
     std::vector<Entry> entries_;
     uint64_t nextId_ = 1;
     std::vector<Change> pending_;
+    std::vector<uint64_t> observers_;  // a buffer for the outermost announcement
     bool announcing_ = false;
   };
 
