@@ -1,5 +1,6 @@
 #include "LiveCommand.h"
 
+#include <algorithm>
 #include <chrono>
 #include <mutex>
 #include <set>
@@ -143,6 +144,13 @@ int runLive(const LiveOptions& options, const std::atomic<bool>& interrupted, st
       }
       playing = now;
     }
+    // A poll may have merged since the lines above were printed: print what
+    // it brought first, so an ad's lines always precede its beacons.
+    const auto order = timeline->availOrder();
+    const bool newAvail = std::any_of(order.begin(), order.end(),
+                                      [&](const auto& id) { return !knownAvails.count(id); });
+    const auto info2 = coordinator->presentableAdInfo(playhead);
+    if (newAvail || (info2 ? std::optional(info2->adId) : std::nullopt) != playing) continue;
     coordinator->update(playhead);
     Dispatch::main().runUntil([&] { return interrupted.load(); }, std::chrono::milliseconds(500));
   }
