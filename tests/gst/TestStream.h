@@ -19,7 +19,7 @@ class TestStream {
   URL missing() const { return *URL::parse(server_->url("/stream/none.m3u8")); }
   // The stream's VMAP, naming the served stream and the beacon sink.
   std::string vmap() const;
-  LoopbackServer& server() { return *server_; }
+  LoopbackServer& server() const { return *server_; }
 
  private:
   std::unique_ptr<LoopbackServer> server_;

@@ -1,5 +1,6 @@
 #include "DemoCommand.h"
 
+#include <filesystem>
 #include <map>
 #include <set>
 #include <sstream>
@@ -49,7 +50,14 @@ const char* const kDemoToken = "eyJhbGciOiJub25lIn0.eyJzdWIiOiJkZW1vIn0.ZGVtbw";
 
 int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, std::ostream& out,
             std::ostream& err) {
-  DemoService service(kPlayheadDelay);
+  const bool gst = options.player == PlayerKind::gst;
+  if (gst && !std::filesystem::exists(std::filesystem::path(options.streamDirectory) / "vod.m3u8")) {
+    err << "error: demo --player gst needs the demo's stream: --stream DIR, a folder made by "
+           "scripts/make-test-stream DIR --layout demo (scripts/demo --player gst makes and passes it)\n";
+    return 1;
+  }
+  const bool quick = options.quick || gst;
+  DemoService service(kPlayheadDelay, gst ? options.streamDirectory : "");
   std::ostringstream discarded;
   std::ostream& progress = options.json ? discarded : out;
   progress << "Ad service on " << service.base() << "\n\n"
@@ -65,9 +73,12 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
   vod.seeks = {{40, 200}};
   vod.companions = {{300, 250}};
   vod.svg = options.svg;
+  vod.player = options.player;
+  vod.fast = options.fast;
+  vod.window = options.window;
   if (runPlay(vod, progress, err) != 0) return 1;
 
-  if (!options.quick && !interrupted) {
+  if (!quick && !interrupted) {
     progress << "\nLive: " << kLiveSeconds << " s of a Meridian Live stream, the playhead "
              << kPlayheadDelay << " s behind the clock\n";
     service.setBeaconObserver([&progress](const std::string& path) {
@@ -89,7 +100,7 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
   std::map<std::string, int> counts;
   for (const auto& path : service.received()) ++counts[path];
   auto tables = expectedVOD();
-  if (!options.quick) tables.insert(tables.end(), expectedLive().begin(), expectedLive().end());
+  if (!quick) tables.insert(tables.end(), expectedLive().begin(), expectedLive().end());
   bool allOk = true;
   Json adsJSON = Json::array();
   std::string text = "\nReport: each expected beacon and how often the ad service received it\n";

@@ -5,6 +5,8 @@
 #include <ostream>
 #include <string>
 
+#include "PlayCommand.h"
+
 namespace skylark::tool {
 
 struct DemoOptions {
@@ -12,6 +14,10 @@ struct DemoOptions {
   bool json = false;         // the report as one JSON object
   bool keepServing = false;  // leave the ad service up afterwards
   std::optional<std::string> svg;
+  PlayerKind player = PlayerKind::simulated;
+  bool fast = false;
+  bool window = false;
+  std::string streamDirectory;  // gst: the demo's stream (scripts/make-test-stream --layout demo)
 };
 
 // Starts the demo ad service, plays a scripted viewing through the whole
@@ -19,7 +25,8 @@ struct DemoOptions {
 // both mid-rolls, the post-roll; then about 20 s of a live stream), and
 // reports, for each ad, each expected beacon and how often the service
 // received it. Exit code 0 only when every expected beacon arrived exactly
-// once and nothing unexpected did.
+// once and nothing unexpected did. On the GStreamer player the real VOD
+// stream plays (the live part needs a live stream and is left out).
 int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, std::ostream& out,
             std::ostream& err);
 

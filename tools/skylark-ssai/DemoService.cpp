@@ -86,14 +86,15 @@ std::string DemoService::vodDocument(const std::string& base) {
          adBreak(base, "00:02:30", {"mid-b", "Night Trains", "00:00:15", "", true}, true, true) +
          adBreak(base, "end", {"post-1", "See You Soon", "00:00:10", "", false}, true, true) +
          "  <vmap:Extensions><sk:Skylark contenturi=\"" + base +
-         "/vod/master.m3u8\" payloadlength=\"360\" contentlength=\"300\"/></vmap:Extensions>\n"
+         "/vod/vod.m3u8\" payloadlength=\"360\" contentlength=\"300\"/></vmap:Extensions>\n"
          "</vmap:VMAP>\n";
 }
 
-DemoService::DemoService(double playheadDelaySeconds)
+DemoService::DemoService(double playheadDelaySeconds, const std::string& streamDirectory)
     : server_(std::make_unique<httplib::Server>()), playheadDelay_(playheadDelaySeconds) {
   // One request per connection, so stopping never waits out a keep-alive.
   server_->set_keep_alive_max_count(1);
+  if (!streamDirectory.empty()) server_->set_mount_point("/vod", streamDirectory);
   server_->Get("/vod/vmap.xml", [this](const httplib::Request&, httplib::Response& response) {
     response.set_content(vodDocument(base()), "application/xml");
   });

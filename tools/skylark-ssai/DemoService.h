@@ -25,7 +25,10 @@ class DemoService {
  public:
   // The live service dates its ad this far behind the wall clock, so a
   // playhead that delay behind the clock meets it within seconds.
-  explicit DemoService(double playheadDelaySeconds = 10);
+  // With a stream directory (scripts/make-test-stream DIR --layout demo),
+  // the VOD stream itself is served too, at /vod/vod.m3u8, so a real player
+  // can play it.
+  explicit DemoService(double playheadDelaySeconds = 10, const std::string& streamDirectory = "");
   ~DemoService();
   DemoService(const DemoService&) = delete;
   DemoService& operator=(const DemoService&) = delete;

@@ -18,6 +18,9 @@
 #include "host/SKYLErrorSession.h"
 #include "host/SKYLHostConstants.h"
 #include "host/reference/SimulatedPlayer.h"
+#ifdef SKYLARK_HAVE_GST
+#include "host/gst/GstPlayer.h"
+#endif
 #include "platform/DispatchQueue.h"
 #include "timeline/SKYLSSAIConstants.h"
 #include "session/SKYLVUXSession.h"
@@ -55,10 +58,7 @@ class Playback {
     auto source = sourceFor(err);
     if (!source) return 1;
     auto& manager = SKYLPlayerSDKManager::sharedManager();
-    manager.setPlayerFactory([this] {
-      player_ = SimulatedPlayer::create([this](const URL& url) { return media(url); });
-      return player_;
-    });
+    if (!installPlayerFactory(manager, err)) return 1;
     SKYLVUXSessionProviderOptions providerOptions;
     if (!options_.headers.empty()) {
       providerOptions.setHttpHeaders(requestHeaders(options_.headers));
@@ -75,7 +75,9 @@ class Playback {
         [this](const SKYLAdLedgerManager::Call& call) { emit(ledgerLine(call), true); });
 
     controller_->setVideos({SKYLVideo::initWithSources({source})});
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    // A stream that stops moving ends the run: a minute of virtual playback
+    // time, an hour of a real one.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(simulated() ? 60 : 3600);
     while (!controller_->finished() && !failed_) {
       const bool live = isLive();
       if (!live && std::chrono::steady_clock::now() > deadline) break;
@@ -93,6 +95,38 @@ class Playback {
   }
 
  private:
+  bool simulated() const { return options_.player == PlayerKind::simulated; }
+
+  bool installPlayerFactory(SKYLPlayerSDKManager& manager, std::ostream& err) {
+    if (simulated()) {
+      manager.setPlayerFactory([this] {
+        simulated_ = SimulatedPlayer::create([this](const URL& url) { return media(url); });
+        player_ = simulated_;
+        return player_;
+      });
+      return true;
+    }
+#ifdef SKYLARK_HAVE_GST
+    std::string why;
+    GstPlayerOptions gst{.sync = !options_.fast, .window = options_.window};
+    // As fast as it decodes, the stream moves seconds in 50 ms: look often.
+    if (options_.fast) gst.positionInterval = std::chrono::milliseconds(5);
+    if (!GstPlayer::create(gst, &why)) {
+      err << "error: the GStreamer player cannot start: " << why << "\n";
+      return false;
+    }
+    manager.setPlayerFactory([this, gst] {
+      player_ = GstPlayer::create(gst);
+      return player_;
+    });
+    return true;
+#else
+    err << "error: this build has no GStreamer player (GStreamer was not found when it was configured; "
+           "scripts/setup installs it)\n";
+    return false;
+#endif
+  }
+
   std::shared_ptr<SKYLSource> sourceFor(std::ostream& err) {
     if (options_.source.find("://") != std::string::npos) {
       auto url = URL::parse(options_.source);
@@ -184,11 +218,7 @@ class Playback {
   void lifecycle(const std::shared_ptr<SKYLPlaybackSession>& session, const SKYLLifecycleEventPtr& event) {
     if (auto ssai = std::dynamic_pointer_cast<SKYLVUXSession>(session); ssai && ssai != session_) {
       session_ = ssai;
-      session_->setAdTimerFactory([this](std::function<void()> tick) {
-        auto handle = std::make_shared<AdTimer>(AdTimer{std::move(tick), 0});
-        adTimers_.push_back(handle);
-        return std::shared_ptr<void>(handle);
-      });
+      if (simulated()) installVirtualAdTimers();
       observeSession();
       attachCompanionSlots();
     }
@@ -342,16 +372,34 @@ class Playback {
         controller_->play();
       }
     }
+    if (!simulated()) {
+      // The real player moves on its own: the main queue runs while it does.
+      const auto slice = options_.fast ? std::chrono::duration<double>(0.005)
+                                       : std::chrono::duration<double>(seconds);
+      Dispatch::main().runUntil([] { return false; },
+                                std::chrono::duration_cast<std::chrono::steady_clock::duration>(slice));
+      trace_.samples.push_back({steps_++, streamTime()});
+      return;
+    }
     if (options_.until && player_->rate() > 0) {
       seconds = std::min(seconds, (*options_.until - now) / player_->rate());
     }
-    player_->advance(seconds);
+    simulated_->advance(seconds);
     Dispatch::main().runUntilIdle();
     tickAdTimers(seconds);
     trace_.samples.push_back({steps_++, streamTime()});
     if (options_.realtime || isLive()) {
       std::this_thread::sleep_for(std::chrono::duration<double>(options_.step));
     }
+  }
+
+  // The session's one-second ad timers, on the virtual clock.
+  void installVirtualAdTimers() {
+    session_->setAdTimerFactory([this](std::function<void()> tick) {
+      auto handle = std::make_shared<AdTimer>(AdTimer{std::move(tick), 0});
+      adTimers_.push_back(handle);
+      return std::shared_ptr<void>(handle);
+    });
   }
 
   void tickAdTimers(double seconds) {
@@ -407,7 +455,8 @@ class Playback {
 
   const PlayOptions& options_;
   std::ostream& out_;
-  std::shared_ptr<SimulatedPlayer> player_;
+  std::shared_ptr<Player> player_;
+  std::shared_ptr<SimulatedPlayer> simulated_;  // when the player is the simulated one
   std::shared_ptr<SKYLPlaybackController> controller_;
   std::shared_ptr<SKYLVUXSession> session_;
   std::shared_ptr<SKYLAd> currentAd_;

@@ -11,8 +11,15 @@
 
 namespace skylark::tool {
 
+// The media back-end: the simulated player on a virtual clock, or GStreamer
+// playing the real stream.
+enum class PlayerKind { simulated, gst };
+
 struct PlayOptions {
   std::string source;  // a VMAP file or an http(s) URL
+  PlayerKind player = PlayerKind::simulated;
+  bool fast = false;    // gst: as fast as the stream decodes (no real time)
+  bool window = false;  // gst: show the video in a window
   HTTPHeaderFields headers;
   double step = 0.25;  // seconds of playback per update
   std::optional<double> until;  // stream seconds
@@ -39,7 +46,7 @@ struct PlayOptions {
 
 // Plays a VMAP document through the whole stack as an application would:
 // manager, SSAI playback controller, session provider, session, and the
-// simulated player on a virtual clock. Prints every lifecycle event the
+// simulated player on a virtual clock or GStreamer on the wall clock. Prints every lifecycle event the
 // application receives, the content duration, every beacon and ledger
 // call, seek completions and rates. A live source plays for --until
 // seconds (60 by default) paced to the wall clock. Returns the exit code.

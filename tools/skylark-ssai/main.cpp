@@ -1,6 +1,7 @@
 // skylark-ssai: the library's command-line tool.
 //
 //   skylark-ssai demo [--quick] [--json] [--keep-serving] [--svg FILE]
+//                [--player simulated|gst --stream DIR [--fast] [--window]]
 //   skylark-ssai inspect SOURCE [--header NAME:VALUE]... [--json]
 //   skylark-ssai simulate SOURCE [--step S] [--rate R] [--until T]
 //                [--seek-at AT:TO]... [--skip-at AT]... [--fire] [--json]
@@ -8,6 +9,7 @@
 //                [--skip-at AT]... [--pause-at AT:SECONDS]... [--rate-at AT:R]...
 //                [--fire] [--json] [--realtime] [--token T] [--ads-param K=V]...
 //                [--playhead-delay S] [--live] [--metadata-at AT:FILE]... [--companion WxH]...
+//                [--player simulated|gst] [--fast] [--window]
 //   skylark-ssai live SOURCE_URL [--token T] [--ads-param K=V]... [--playhead-delay S]
 //                [--duration S] [--fire] [--json]
 //
@@ -190,11 +192,21 @@ int main(int argc, char** argv) {
   liveCommand->add_flag("--fire", live.fire, "Send the beacons (otherwise only report)");
   liveCommand->add_flag("--json", live.json, "Print one JSON object per line");
 
+  const std::map<std::string, skylark::tool::PlayerKind> players = {
+      {"simulated", skylark::tool::PlayerKind::simulated}, {"gst", skylark::tool::PlayerKind::gst}};
+  auto addPlayerOptions = [&](CLI::App& command, skylark::tool::PlayerKind& kind, bool& fast, bool& window) {
+    command.add_option("--player", kind, "simulated (a virtual clock, the default) or gst (GStreamer)")
+        ->transform(CLI::CheckedTransformer(players, CLI::ignore_case));
+    command.add_flag("--fast", fast, "gst: play as fast as the stream decodes instead of in real time");
+    command.add_flag("--window", window, "gst: show the video in a window");
+  };
+
   skylark::tool::PlayOptions play;
   std::vector<std::string> playHeaders, playSeeks, playPauses, playRates;
   auto* playCommand = app.add_subcommand(
-      "play", "Play a VMAP document through the whole plug-in stack on a simulated player");
+      "play", "Play a VMAP document through the whole plug-in stack on a simulated or GStreamer player");
   playCommand->add_option("SOURCE", play.source, "A VMAP file or an http(s) URL")->required();
+  addPlayerOptions(*playCommand, play.player, play.fast, play.window);
   addHeaderOption(*playCommand, playHeaders);
   playCommand->add_option("--step", play.step, "Seconds of playback per update (0.25)")
       ->check(finiteNumber(true, false));
@@ -250,6 +262,9 @@ int main(int argc, char** argv) {
   demoCommand->add_flag("--json", demo.json, "Print the report as JSON");
   demoCommand->add_flag("--keep-serving", demo.keepServing, "Leave the ad service up afterwards (Ctrl-C ends it)");
   demoCommand->add_option("--svg", demo.svg, "Write an SVG picture of the timeline and the viewing to FILE");
+  addPlayerOptions(*demoCommand, demo.player, demo.fast, demo.window);
+  demoCommand->add_option("--stream", demo.streamDirectory,
+                          "gst: the demo's stream, made by scripts/make-test-stream DIR --layout demo");
 
   try {
     app.parse(argc, argv);
