@@ -212,6 +212,8 @@ class Playback {
     } else {
       out_ << fmt::format("{:>9.3f}  content {:>9.3f}  {}\n", streamTime(), contentTime(), text);
     }
+    // Someone may be watching a real-time run through a pipe.
+    if (options_.realtime || !simulated()) out_ << std::flush;
   }
   Json stamp() const { return Json{{"t", streamTime()}, {"content", contentTime()}}; }
 
