@@ -75,12 +75,23 @@ class Playback {
         [this](const SKYLAdLedgerManager::Call& call) { emit(ledgerLine(call), true); });
 
     controller_->setVideos({SKYLVideo::initWithSources({source})});
-    // A stream that stops moving ends the run: a minute of virtual playback
-    // time, an hour of a real one.
+    // A VOD run ends with the stream, after a minute of wall time on the
+    // virtual clock (an hour on a real player), or once a real player has
+    // stood still for five seconds with nothing left to resume it.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(simulated() ? 60 : 3600);
+    auto lastMove = std::chrono::steady_clock::now();
+    double lastTime = -1;
     while (!controller_->finished() && !failed_) {
       const bool live = isLive();
-      if (!live && std::chrono::steady_clock::now() > deadline) break;
+      const auto now = std::chrono::steady_clock::now();
+      if (!live && now > deadline) break;
+      if (streamTime() != lastTime || resumeAfter_ || (player_ && player_->rate() != 0)) {
+        lastTime = streamTime();
+        lastMove = now;
+      } else if (!simulated() && !live && now - lastMove > std::chrono::seconds(5)) {
+        print(Json{{"t", streamTime()}, {"note", "the player stopped"}}, "the player stopped; nothing resumes it");
+        break;
+      }
       step();
       const double until = options_.until.value_or(live ? kDefaultLiveSeconds : INFINITY);
       if (streamTime() >= until - 1e-9) break;
