@@ -132,10 +132,10 @@ struct Figures {
 // Counts beacons and answers each at once, for the offline run.
 class CountingTransport final : public BeaconTransport {
  public:
-  void send(const URL& url) override { send(url, nullptr); }
+  using BeaconTransport::send;
   void send(const URL&, Delivered delivered) override {
     ++sent;
-    if (delivered) delivered(BeaconDeliveryLedger::Outcome::answered2xx);
+    if (delivered) delivered({BeaconDelivery::Outcome::answered2xx, 204, ""});
   }
   std::atomic<long> sent{0};
 };

@@ -15,7 +15,8 @@ namespace {
 
 class NoTransport final : public BeaconTransport {
  public:
-  void send(const URL&) override {}
+  using BeaconTransport::send;
+  void send(const URL&, Delivered) override {}
 };
 
 // Breaks of four ads, each with a dozen beacons at offsets.

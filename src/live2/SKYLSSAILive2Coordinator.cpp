@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "beacons/RetryingBeaconTransport.h"
+#include "beacons/URLSessionBeaconTransport.h"
 #include "live2/SKYLSSAILive2Detector.h"
 #include "live2/SKYLSSAILive2OMID.h"
 #include "host/SKYLHostLog.h"
@@ -62,17 +64,22 @@ bool presentable(const SKYLSSAILive2TimelineEntry& entry) { return !entry.isSlat
 
 }  // namespace
 
+std::shared_ptr<BeaconTransport> SKYLSSAILive2Coordinator::liveBeaconTransport(std::shared_ptr<URLSession> session) {
+  // Over the process's one session: beacons already handed to it finish
+  // even when this coordinator is gone.
+  RetryingBeaconTransport::Options options;
+  options.logLabel = "Meridian Live beacon";
+  return RetryingBeaconTransport::create(
+      std::make_shared<URLSessionBeaconTransport>(std::move(session), std::chrono::seconds(5)), options);
+}
+
 std::shared_ptr<SKYLSSAILive2Coordinator> SKYLSSAILive2Coordinator::create(URL sourceURL) {
-  // The process's one session: beacons already handed to it finish even
-  // when this coordinator is gone.
-  return create(std::move(sourceURL), {},
-                SKYLSSAILive2URLSessionBeaconTransport::create(
-                    SKYLSSAILive2SessionClient::sharedSession()));
+  return create(std::move(sourceURL), {}, liveBeaconTransport());
 }
 
 std::shared_ptr<SKYLSSAILive2Coordinator> SKYLSSAILive2Coordinator::create(
     URL sourceURL, SKYLSSAILive2SessionController::Dependencies dependencies,
-    std::shared_ptr<SKYLSSAILive2BeaconTransport> transport) {
+    std::shared_ptr<BeaconTransport> transport) {
   auto controller =
       SKYLSSAILive2SessionController::create(std::move(sourceURL), std::move(dependencies));
   std::shared_ptr<SKYLSSAILive2Coordinator> coordinator(
@@ -83,7 +90,7 @@ std::shared_ptr<SKYLSSAILive2Coordinator> SKYLSSAILive2Coordinator::create(
 
 SKYLSSAILive2Coordinator::SKYLSSAILive2Coordinator(
     std::shared_ptr<SKYLSSAILive2SessionController> controller,
-    std::shared_ptr<SKYLSSAILive2BeaconTransport> transport)
+    std::shared_ptr<BeaconTransport> transport)
     : controller_(std::move(controller)), beaconFirer_(std::move(transport)) {}
 
 bool SKYLSSAILive2Coordinator::isLive2(const std::optional<URL>& sourceURL,

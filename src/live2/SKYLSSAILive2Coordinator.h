@@ -32,7 +32,12 @@ class SKYLSSAILive2Coordinator final
   // caller's (tests, tools).
   static std::shared_ptr<SKYLSSAILive2Coordinator> create(
       URL sourceURL, SKYLSSAILive2SessionController::Dependencies dependencies,
-      std::shared_ptr<SKYLSSAILive2BeaconTransport> transport);
+      std::shared_ptr<BeaconTransport> transport);
+
+  // Live beacons: GETs over `session` with a 5 s time-out, retried after
+  // 1, 2 and 4 s when the failure may pass.
+  static std::shared_ptr<BeaconTransport> liveBeaconTransport(
+      std::shared_ptr<URLSession> session = URLSession::shared());
 
   static bool isLive2(const std::optional<URL>& sourceURL,
                       const std::optional<std::string>& playbackToken);
@@ -79,7 +84,7 @@ class SKYLSSAILive2Coordinator final
 
  private:
   SKYLSSAILive2Coordinator(std::shared_ptr<SKYLSSAILive2SessionController> controller,
-                           std::shared_ptr<SKYLSSAILive2BeaconTransport> transport);
+                           std::shared_ptr<BeaconTransport> transport);
   std::optional<SKYLSSAILive2TimelineEntry> firstEntry(const std::string& adId) const;
   // Hands the start's outcome to its completion once; later failures are logged.
   void settle(std::optional<URL> manifest, std::optional<SKYLError> error);

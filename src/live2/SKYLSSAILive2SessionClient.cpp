@@ -6,11 +6,6 @@
 
 namespace skylark {
 
-std::shared_ptr<URLSession> SKYLSSAILive2SessionClient::sharedSession() {
-  static const std::shared_ptr<URLSession> session = URLSession::create();
-  return session;
-}
-
 std::shared_ptr<URLSessionDataTask> SKYLSSAILive2SessionClient::start(
     const URL& url, const std::map<std::string, std::string>& adsParams,
     Completion completion) const {

@@ -18,7 +18,7 @@ class SKYLSSAILive2SessionClient {
   using Completion =
       std::function<void(Result<SKYLSSAILive2SessionURLs, SKYLSSAILive2Error> result)>;
 
-  explicit SKYLSSAILive2SessionClient(std::shared_ptr<URLSession> session = sharedSession(),
+  explicit SKYLSSAILive2SessionClient(std::shared_ptr<URLSession> session = URLSession::shared(),
                                       double timeout = 10.0)
       : session_(std::move(session)), timeout_(timeout) {}
 
@@ -26,8 +26,6 @@ class SKYLSSAILive2SessionClient {
                                             const std::map<std::string, std::string>& adsParams,
                                             Completion completion) const;
 
-  // The session the live path shares (beacons excepted).
-  static std::shared_ptr<URLSession> sharedSession();
 
  private:
   std::shared_ptr<URLSession> session_;

@@ -13,7 +13,7 @@ std::shared_ptr<SKYLSSAILive2SessionController> SKYLSSAILive2SessionController::
   if (!dependencies.makeTrackingClient) {
     dependencies.makeTrackingClient = [](const URL& tracking) {
       return SKYLSSAILive2TrackingClient::create(tracking,
-                                                 SKYLSSAILive2SessionClient::sharedSession());
+                                                 URLSession::shared());
     };
   }
   return std::shared_ptr<SKYLSSAILive2SessionController>(

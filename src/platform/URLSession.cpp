@@ -362,4 +362,9 @@ void URLSessionDataTask::cancel() {
   if (auto session = session_.lock()) session->enqueue(state_, /*cancel=*/true);
 }
 
+std::shared_ptr<URLSession> URLSession::shared() {
+  static const std::shared_ptr<URLSession> session = create();
+  return session;
+}
+
 }  // namespace skylark

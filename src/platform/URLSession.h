@@ -84,6 +84,9 @@ class URLSession : public std::enable_shared_from_this<URLSession> {
 
   static std::shared_ptr<URLSession> create(Configuration configuration);
   static std::shared_ptr<URLSession> create() { return create(Configuration{}); }
+  // The process's one session (one HTTP thread), made on first use and
+  // never shut down: beacons and service calls of every session share it.
+  static std::shared_ptr<URLSession> shared();
   ~URLSession();
   URLSession(const URLSession&) = delete;
   URLSession& operator=(const URLSession&) = delete;

@@ -6,6 +6,8 @@
 #include <string>
 #include <utility>
 
+#include "beacons/BeaconTransport.h"
+
 namespace skylark {
 
 // What became of a session's beacons, per ad and type ("impression",
@@ -16,7 +18,7 @@ namespace skylark {
 // player's thread and answered on the URL session's.
 class BeaconDeliveryLedger {
  public:
-  enum class Outcome { answered2xx, answeredOther, transportFailed };
+  using Outcome = BeaconDelivery::Outcome;
 
   struct Counts {
     int64_t handed = 0;

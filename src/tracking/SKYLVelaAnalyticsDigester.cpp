@@ -4,25 +4,6 @@
 
 namespace skylark {
 
-std::shared_ptr<URLSession> URLSessionBeaconTransport::sharedSession() {
-  static const std::shared_ptr<URLSession> session = URLSession::create();
-  return session;
-}
-
-void URLSessionBeaconTransport::send(const URL& url, Delivered delivered) {
-  session_->dataTask(URLRequest(url), [delivered = std::move(delivered)](
-                                          Result<URLSessionResponse> result) {
-    if (!delivered) return;
-    if (!result.ok()) {
-      delivered(BeaconDeliveryLedger::Outcome::transportFailed);
-    } else {
-      const long status = result->response.statusCode;
-      delivered(status >= 200 && status <= 299 ? BeaconDeliveryLedger::Outcome::answered2xx
-                                               : BeaconDeliveryLedger::Outcome::answeredOther);
-    }
-  })->resume();
-}
-
 void SKYLVelaAnalyticsDigester::setDeliveryLedger(std::shared_ptr<BeaconDeliveryLedger> ledger) {
   std::lock_guard lock(mutex_);
   ledger_ = std::move(ledger);
@@ -57,8 +38,8 @@ void SKYLVelaAnalyticsDigester::digestEvent(const std::optional<URL>& url, const
   }
   BeaconDeliveryLedger::Key key{context.adId, context.type};
   ledger->recordHanded(key);
-  transport_->send(*url, [ledger, key](BeaconDeliveryLedger::Outcome outcome) {
-    ledger->recordOutcome(key, outcome);
+  transport_->send(*url, [ledger, key](const BeaconDelivery& delivery) {
+    ledger->recordOutcome(key, delivery.outcome);
   });
 }
 

@@ -76,7 +76,7 @@ class SKYLSSAILive2CoordinatorTest : public ::testing::Test {
     dependencies.pollInterval = 60;  // one poll is all these tests need
     coordinator_ = SKYLSSAILive2Coordinator::create(
         *URL::parse(service_.sessionURL()), std::move(dependencies),
-        SKYLSSAILive2URLSessionBeaconTransport::create(SKYLSSAILive2SessionClient::sharedSession()));
+        SKYLSSAILive2Coordinator::liveBeaconTransport());
     const std::string base = service_.sessionURL().substr(0, service_.sessionURL().find("/v1"));
     coordinator_->resume(*URL::parse(base + "/live/m.m3u8"), *URL::parse(base + "/live/tracking"),
                          nullptr);
@@ -219,7 +219,7 @@ TEST(SKYLSSAILive2CoordinatorStartTest, TheCompletionRunsOnceOnTheMainQueue) {
   dependencies.pollInterval = 0.02;
   auto coordinator = SKYLSSAILive2Coordinator::create(
       *URL::parse(service.sessionURL()), std::move(dependencies),
-      SKYLSSAILive2URLSessionBeaconTransport::create(SKYLSSAILive2SessionClient::sharedSession()));
+      SKYLSSAILive2Coordinator::liveBeaconTransport());
   std::vector<std::string> calls;
   coordinator->start({}, [&](auto manifest, auto error) {
     EXPECT_TRUE(Dispatch::main().isCurrent());
@@ -239,62 +239,6 @@ TEST(SKYLSSAILive2CoordinatorStartTest, TheCompletionRunsOnceOnTheMainQueue) {
   Dispatch::main().runUntil([&] { return !calls.empty(); }, 5s);
   Dispatch::main().runUntil([] { return false; }, 50ms);
   EXPECT_EQ(calls, std::vector<std::string>{"error"});
-}
-
-TEST(SKYLSSAILive2BeaconTransportTest, ABeaconThatIsNotHTTPIsDroppedAtOnce) {
-  test::LogCapture log;
-  std::atomic<int> scheduled{0};
-  auto transport = SKYLSSAILive2URLSessionBeaconTransport::create(
-      SKYLSSAILive2SessionClient::sharedSession(), 5.0, {1.0, 2.0, 4.0},
-      [&](double, std::function<void()>) { ++scheduled; });
-  transport->send(*URL::parse("file:///etc/passwd"));
-  EXPECT_EQ(log.messages(), std::vector<std::string>{
-                                "SkylarkSSAI: Meridian Live beacon file:///etc/passwd. dropped, "
-                                "not an http(s) URL"});
-  EXPECT_EQ(scheduled.load(), 0);
-}
-
-TEST(SKYLSSAILive2BeaconTransportTest, DropsPermanentFailuresAndRetriesThreeTimes) {
-  auto sink = beaconSink();
-  test::LogCapture log;
-  std::atomic<int> scheduled{0};
-  auto transport = SKYLSSAILive2URLSessionBeaconTransport::create(
-      URLSession::create(), 5.0, {1.0, 2.0, 4.0}, [&](double delay, std::function<void()> work) {
-        ++scheduled;
-        Dispatch::global().asyncAfter(std::chrono::milliseconds(static_cast<int>(delay * 10)),
-                                      std::move(work));
-      });
-  transport->send(*URL::parse(sink->url("/gone/x")));
-  transport->send(*URL::parse(sink->url("/busy/y")));
-  ASSERT_TRUE(sink->waitForRequests(5, 5s));  // 404 once, 503 four times
-  const auto deadline = std::chrono::steady_clock::now() + 5s;
-  auto dropped = [&] {
-    int lines = 0;
-    for (const auto& m : log.messages()) lines += m.find("Meridian Live beacon") != std::string::npos;
-    return lines;
-  };
-  while (dropped() < 2 && std::chrono::steady_clock::now() < deadline) std::this_thread::sleep_for(5ms);
-  const auto messages = log.messages();
-  EXPECT_NE(std::find(messages.begin(), messages.end(),
-                      "SkylarkSSAI: Meridian Live beacon " + sink->url("/gone/x") +
-                          ". dropped, HTTP 404"),
-            messages.end());
-  EXPECT_NE(std::find(messages.begin(), messages.end(),
-                      "SkylarkSSAI: Meridian Live beacon " + sink->url("/busy/y") +
-                          ". dropped after 3 retries, last failure HTTP 503"),
-            messages.end());
-  EXPECT_EQ(scheduled.load(), 3);
-}
-
-TEST(SKYLSSAILive2BeaconTransportTest, StoppingWithRetriesPendingSendsNothingMore) {
-  auto sink = beaconSink();
-  auto transport = SKYLSSAILive2URLSessionBeaconTransport::create(
-      URLSession::create(), 5.0, {0.05, 0.05, 0.05});
-  transport->send(*URL::parse(sink->url("/busy/z")));
-  ASSERT_TRUE(sink->waitForRequests(1, 5s));
-  transport->stop();
-  std::this_thread::sleep_for(300ms);
-  EXPECT_EQ(sink->requests().size(), 1u);
 }
 
 }  // namespace

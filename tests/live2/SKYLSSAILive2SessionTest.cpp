@@ -49,7 +49,7 @@ TEST(SKYLSSAILive2DetectorTest, Rules) {
 Result<SKYLSSAILive2SessionURLs, SKYLSSAILive2Error> openSession(const std::string& url,
                                                                  double timeout = 10.0) {
   std::promise<Result<SKYLSSAILive2SessionURLs, SKYLSSAILive2Error>> done;
-  SKYLSSAILive2SessionClient client(SKYLSSAILive2SessionClient::sharedSession(), timeout);
+  SKYLSSAILive2SessionClient client(URLSession::shared(), timeout);
   client.start(*URL::parse(url), {{"k", "v"}}, [&](auto result) { done.set_value(std::move(result)); });
   auto future = done.get_future();
   if (future.wait_for(10s) != std::future_status::ready) {
@@ -249,7 +249,7 @@ TEST(SKYLSSAILive2TrackingClientTest, ASecondFetchWhileOneIsOutstandingIsSkipped
   service.scriptTracking({{200, kAvail, 300}});
   const std::string base = service.sessionURL().substr(0, service.sessionURL().find("/v1"));
   auto client = SKYLSSAILive2TrackingClient::create(*URL::parse(base + "/live/tracking"),
-                                                    SKYLSSAILive2SessionClient::sharedSession());
+                                                    URLSession::shared());
   std::promise<bool> first;
   EXPECT_TRUE(client->fetch([&](auto outcome) {
     first.set_value(std::holds_alternative<SKYLSSAILive2TrackingResponse>(outcome));

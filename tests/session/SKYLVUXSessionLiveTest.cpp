@@ -57,7 +57,7 @@ class LiveSessionTest : public ::testing::Test {
       dependencies.pollInterval = pollInterval;
       return SKYLSSAILive2Coordinator::create(
           url, std::move(dependencies),
-          SKYLSSAILive2URLSessionBeaconTransport::create(SKYLSSAILive2SessionClient::sharedSession()));
+          SKYLSSAILive2Coordinator::liveBeaconTransport());
     });
     session->lifecycleState().addObserver(
         [this](const SKYLLifecycleEventPtr& event) {

@@ -8,15 +8,9 @@
 #include "host/SKYLAdLedgerManager.h"
 #include "host/reference/SimulatedPlayer.h"
 #include "session/SKYLVUXSession.h"
+#include "support/RecordingTransport.h"
 
 namespace skylark::test {
-
-// Keeps every beacon handed to it; sends nothing.
-class RecordingTransport final : public BeaconTransport {
- public:
-  void send(const URL& url) override { urls.push_back(url.absoluteString()); }
-  std::vector<std::string> urls;
-};
 
 // An application on the whole stack: the SSAI playback controller over a
 // VMAP document given as bytes, on a simulated player whose stream is the

@@ -42,22 +42,22 @@ class Printer {
 };
 
 // Reports each beacon, then hands it on (or not, without --fire).
-class ReportingTransport final : public SKYLSSAILive2BeaconTransport {
+class ReportingTransport final : public BeaconTransport {
  public:
-  ReportingTransport(std::shared_ptr<Printer> printer,
-                     std::shared_ptr<SKYLSSAILive2BeaconTransport> inner)
+  ReportingTransport(std::shared_ptr<Printer> printer, std::shared_ptr<BeaconTransport> inner)
       : printer_(std::move(printer)), inner_(std::move(inner)) {}
-  void send(const URL& url) override {
+  using BeaconTransport::send;
+  void send(const URL& url, Delivered delivered) override {
     printer_->print({{"t", isoTime(SystemTime(std::chrono::duration_cast<std::chrono::milliseconds>(
                               Clock::now().time_since_epoch())))},
                     {"beacon", url.absoluteString()}},
                    "beacon " + url.absoluteString() + (inner_ ? "" : " (not sent)"));
-    if (inner_) inner_->send(url);
+    if (inner_) inner_->send(url, std::move(delivered));
   }
 
  private:
   std::shared_ptr<Printer> printer_;
-  std::shared_ptr<SKYLSSAILive2BeaconTransport> inner_;
+  std::shared_ptr<BeaconTransport> inner_;
 };
 
 }  // namespace
@@ -76,10 +76,7 @@ int runLive(const LiveOptions& options, const std::atomic<bool>& interrupted, st
                 detected ? "Meridian Live source" : "not recognised as a Meridian Live source; "
                                                     "opening a session anyway");
 
-  auto inner = options.fire ? std::static_pointer_cast<SKYLSSAILive2BeaconTransport>(
-                                  SKYLSSAILive2URLSessionBeaconTransport::create(
-                                  SKYLSSAILive2SessionClient::sharedSession()))
-                            : nullptr;
+  auto inner = options.fire ? SKYLSSAILive2Coordinator::liveBeaconTransport() : nullptr;
   auto coordinator = SKYLSSAILive2Coordinator::create(
       *source, {}, std::make_shared<ReportingTransport>(printer, inner));
 

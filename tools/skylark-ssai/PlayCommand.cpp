@@ -31,7 +31,8 @@ namespace {
 // Hands nothing to the network: beacons are only reported.
 class ReportOnlyTransport final : public BeaconTransport {
  public:
-  void send(const URL&) override {}
+  using BeaconTransport::send;
+  void send(const URL&, Delivered) override {}
 };
 
 // A live stream has no end: without --until it plays this long.

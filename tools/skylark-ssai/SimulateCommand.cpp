@@ -18,23 +18,26 @@ namespace {
 // Reports beacons without sending them.
 class ReportOnlyTransport final : public BeaconTransport {
  public:
-  void send(const URL&) override {}
+  using BeaconTransport::send;
+  void send(const URL&, Delivered) override {}
 };
 
 // Sends beacons and lets the tool wait for them before it exits (a URL
 // session abandons requests still in flight when it goes).
 class WaitingTransport final : public BeaconTransport {
  public:
-  void send(const URL& url) override {
+  using BeaconTransport::send;
+  void send(const URL& url, Delivered delivered) override {
     {
       std::lock_guard lock(mutex_);
       ++inFlight_;
     }
-    session_->dataTask(URLRequest(url), [this](Result<URLSessionResponse>) {
+    inner_.send(url, [this, delivered](const BeaconDelivery& delivery) {
+      if (delivered) delivered(delivery);
       std::lock_guard lock(mutex_);
       --inFlight_;
       done_.notify_all();
-    })->resume();
+    });
   }
   void waitForAll(std::chrono::seconds timeout) {
     std::unique_lock lock(mutex_);
@@ -42,7 +45,7 @@ class WaitingTransport final : public BeaconTransport {
   }
 
  private:
-  std::shared_ptr<URLSession> session_ = URLSession::create();
+  URLSessionBeaconTransport inner_;
   std::mutex mutex_;
   std::condition_variable done_;
   int inFlight_ = 0;
