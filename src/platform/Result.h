@@ -68,8 +68,20 @@ class [[nodiscard]] Result<void, SKYLError> {
 }  // namespace skylark
 
 // Returns the error of a failed Result from the enclosing function.
-#define SKYL_RETURN_IF_ERROR(expr)              \
-  do {                                          \
+#define SKYL_RETURN_IF_ERROR(expr)                 \
+  do {                                             \
     if (auto skyl_result_ = (expr); !skyl_result_) \
-      return skyl_result_.error();              \
+      return skyl_result_.error();                 \
   } while (false)
+
+// Declares or assigns `lhs` from the value of a Result, or returns its
+// error from the enclosing function:
+//   SKYL_ASSIGN_OR_RETURN(SKYLVelaAdBuilder builder, parseAd(element));
+#define SKYL_ASSIGN_OR_RETURN(lhs, expr) \
+  SKYL_ASSIGN_OR_RETURN_IMPL_(SKYL_RESULT_CONCAT_(skyl_result_, __LINE__), lhs, expr)
+#define SKYL_ASSIGN_OR_RETURN_IMPL_(result, lhs, expr) \
+  auto result = (expr);                                \
+  if (!result.ok()) return result.error();             \
+  lhs = std::move(result).value()
+#define SKYL_RESULT_CONCAT_(a, b) SKYL_RESULT_CONCAT_INNER_(a, b)
+#define SKYL_RESULT_CONCAT_INNER_(a, b) a##b

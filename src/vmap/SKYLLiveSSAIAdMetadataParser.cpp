@@ -133,10 +133,9 @@ Result<SKYLVelaTimeline::Sequences> SKYLLiveSSAIParseAdMetadataFromXMLDocWithErr
     if (const auto ad = childPath(adBreak, {"AdSource", "VASTAdData", "VAST", "Ad"})) {
       SKYLHostLog(6, "SLS AD: Adding ad with absolute offset %@, logical offset %@",
                   fmt::format("{:.2f}", begin.seconds()), fmt::format("{:.2f}", start.seconds()));
-      auto parsed = SKYLLiveSSAIParseAdBuilderFromAdElementAndBeginTimeWithError(
-          *ad, begin, start, options.clientOnlyTracking);
-      if (!parsed.ok()) return parsed.error();
-      SKYLVelaAdBuilder adBuilder = std::move(parsed.value());
+      SKYL_ASSIGN_OR_RETURN(SKYLVelaAdBuilder adBuilder,
+                            SKYLLiveSSAIParseAdBuilderFromAdElementAndBeginTimeWithError(
+                                *ad, begin, start, options.clientOnlyTracking));
       if (justBegun) adBuilder.duration = milliseconds(timing.adRemainingMs);
       accumulated = accumulated + adBuilder.duration;
       builder.insertAdBuilder(std::move(adBuilder), start);
@@ -181,10 +180,8 @@ Result<SKYLVelaTimeline::Sequences> SKYLLiveSSAIParseAdMetadataFromXMLDocWithErr
 Result<SKYLVelaAdBuilder> SKYLLiveSSAIParseAdBuilderFromAdElementAndBeginTimeWithError(
     const SKYLVelaXMLElement& adElement, const MediaTime& beginTime, const MediaTime& logicalTime,
     bool clientOnlyTracking) {
-  auto parsed = SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError(adElement, std::nullopt,
-                                                                       beginTime, logicalTime);
-  if (!parsed.ok()) return parsed.error();
-  SKYLVelaAdBuilder builder = std::move(parsed.value());
+  SKYL_ASSIGN_OR_RETURN(SKYLVelaAdBuilder builder, SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError(
+                                                      adElement, std::nullopt, beginTime, logicalTime));
   builder.adId = std::nullopt;  // live ads are known by position, not id
   builder.skipOffset = MediaTime::invalid();  // and are never skippable
   builder.liveSSAI = true;

@@ -337,15 +337,15 @@ Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromXMLDocumentWi
                   adBreak.valueForAttribute("breakId"), offsetText);
       continue;
     }
-    auto ad = SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError(
-        *adElement, adBreak.firstChildWithTag("TrackingEvents"), offset + accumulated, offset);
-    if (!ad.ok()) return ad.error();
+    SKYL_ASSIGN_OR_RETURN(SKYLVelaAdBuilder ad,
+                          SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError(
+                              *adElement, adBreak.firstChildWithTag("TrackingEvents"), offset + accumulated, offset));
     if (!offset.isPositiveInfinity()) {
-      accumulated = accumulated + ad->duration;
+      accumulated = accumulated + ad.duration;
     } else {
-      ad->beginTime = MediaTime::positiveInfinity();
+      ad.beginTime = MediaTime::positiveInfinity();
     }
-    sequences.insertAdBuilder(std::move(ad.value()), offset);
+    sequences.insertAdBuilder(std::move(ad), offset);
   }
 
   auto built = sequences.buildAdSequences();
