@@ -141,6 +141,7 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
         << "  VMAP document   " << service.vmapURL() << "\n"
         << "  live session    " << service.liveURL() << "  (token " << kDemoToken << ")\n"
         << "  beacon sink     " << service.base() << "/b/AD/EVENT\n"
+        << "  any size        " << service.base() << "/generated.xml?breaks=60&ads=4&seed=1\n"
         << "Try: skylark-ssai inspect " << service.vmapURL() << "\n";
     while (!interrupted) std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }

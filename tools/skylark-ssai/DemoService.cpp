@@ -1,9 +1,13 @@
 #include "DemoService.h"
 
-#include <httplib.h>
+#include <algorithm>
+#include <cstdlib>
 
+#include <httplib.h>
 #include <fmt/chrono.h>
 #include <fmt/format.h>
+
+#include "GenerateCommand.h"
 
 namespace skylark::tool {
 namespace {
@@ -97,6 +101,20 @@ DemoService::DemoService(double playheadDelaySeconds, const std::string& streamD
   if (!streamDirectory.empty()) server_->set_mount_point("/vod", streamDirectory);
   server_->Get("/vod/vmap.xml", [this](const httplib::Request&, httplib::Response& response) {
     response.set_content(vodDocument(base()), "application/xml");
+  });
+  // Any size of document, for inspect and play: /generated.xml?breaks=N&ads=M&seed=S.
+  server_->Get("/generated.xml", [](const httplib::Request& request, httplib::Response& response) {
+    GenerateOptions options;
+    auto number = [&](const char* key, int64_t low, int64_t high, int64_t fallback) {
+      const auto text = request.get_param_value(key);
+      char* end = nullptr;
+      const long long value = text.empty() ? fallback : std::strtoll(text.c_str(), &end, 10);
+      return std::clamp<int64_t>(end && *end ? fallback : value, low, high);
+    };
+    options.breaks = static_cast<int>(number("breaks", 1, 2000, 3));
+    options.adsPerBreak = static_cast<int>(number("ads", 1, 10, 1));
+    options.seed = static_cast<uint64_t>(number("seed", 0, INT64_MAX, 20240601));
+    response.set_content(generateVMAP(options), "application/xml");
   });
   server_->Post("/live/v1/session", [this](const httplib::Request&, httplib::Response& response) {
     {

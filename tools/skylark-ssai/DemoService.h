@@ -20,7 +20,8 @@ namespace skylark::tool {
 // impressions, quartiles, creative views, verifications, companions and a
 // skip offset), a live service of the newer kind (session POST, tracking
 // GET with nextToken, an ad placed a few seconds after the session opens),
-// and a beacon sink at /b/AD/EVENT that records every request.
+// a beacon sink at /b/AD/EVENT that records every request, and generated
+// documents of any size at /generated.xml?breaks=N&ads=M&seed=S.
 class DemoService {
  public:
   // The live service dates its ad this far behind the wall clock, so a

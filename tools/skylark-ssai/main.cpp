@@ -2,6 +2,7 @@
 //
 //   skylark-ssai demo [--quick] [--json] [--keep-serving] [--svg FILE]
 //                [--player simulated|gst --stream DIR [--fast] [--window]]
+//   skylark-ssai generate [--breaks N] [--ads-per-break M] [--seed S] [--size small|medium|large] [-o FILE]
 //   skylark-ssai inspect SOURCE [--header NAME:VALUE]... [--json]
 //   skylark-ssai simulate SOURCE [--step S] [--rate R] [--until T]
 //                [--seek-at AT:TO]... [--skip-at AT]... [--fire] [--json]
@@ -24,6 +25,7 @@
 #include <CLI/CLI.hpp>
 
 #include "DemoCommand.h"
+#include "GenerateCommand.h"
 #include "InspectCommand.h"
 #include "LiveCommand.h"
 #include "PlayCommand.h"
@@ -178,6 +180,19 @@ int main(int argc, char** argv) {
 
   skylark::tool::LiveOptions live;
   std::vector<std::string> adsParams;
+  skylark::tool::GenerateOptions generate;
+  std::string generateSize;
+  auto* generateCommand = app.add_subcommand(
+      "generate", "Write a realistic VMAP document of a given size (the same bytes for the same options)");
+  generateCommand->add_option("--breaks", generate.breaks, "Ad breaks, five minutes apart (3)")
+      ->check(CLI::Range(1, 100'000));
+  generateCommand->add_option("--ads-per-break", generate.adsPerBreak, "Ads in each break (1)")
+      ->check(CLI::Range(1, 100));
+  generateCommand->add_option("--seed", generate.seed, "Seed of the document's random parts");
+  generateCommand->add_option("--size", generateSize, "small (3 x 1), medium (60 x 4) or large (500 x 4)")
+      ->check(CLI::IsMember({"small", "medium", "large"}));
+  generateCommand->add_option("-o,--output", generate.output, "Write to FILE instead of standard output");
+
   auto* liveCommand = app.add_subcommand(
       "live", "Follow a Meridian Live stream: session, tracking poll, ads and beacons");
   liveCommand->add_option("SOURCE_URL", live.sourceURL, "The live source URL")->required();
@@ -275,6 +290,11 @@ int main(int argc, char** argv) {
     return kUsageError;
   }
 
+  if (generateCommand->parsed()) {
+    const std::map<std::string, std::pair<int, int>> sizes = {{"small", {3, 1}}, {"medium", {60, 4}}, {"large", {500, 4}}};
+    if (!generateSize.empty()) std::tie(generate.breaks, generate.adsPerBreak) = sizes.at(generateSize);
+    return skylark::tool::runGenerate(generate, std::cout, std::cerr);
+  }
   if (inspectCommand->parsed()) {
     inspect.headers = parseHeaders(inspectHeaders);
     return skylark::tool::runInspect(inspect, std::cout, std::cerr);

@@ -1,0 +1,41 @@
+#include "GenerateCommand.h"
+
+#include <gtest/gtest.h>
+
+#include "timeline/SKYLVelaLog.h"
+#include "vmap/SKYLVelaVMAPParser.h"
+
+namespace skylark::tool {
+namespace {
+
+TEST(GenerateCommandTest, TheSameOptionsGiveTheSameBytesAndAnotherSeedOthers) {
+  const GenerateOptions options{4, 2, 7, "-"};
+  EXPECT_EQ(generateVMAP(options), generateVMAP(options));
+  EXPECT_NE(generateVMAP(options), generateVMAP({4, 2, 8, "-"}));
+}
+
+TEST(GenerateCommandTest, TheDocumentParsesIntoTheBreaksAndAdsAskedFor) {
+  SKYLVelaLogConfigure(0);
+  for (const auto& [breaks, ads] : {std::pair{1, 1}, std::pair{3, 1}, std::pair{12, 4}}) {
+    const auto timeline = SKYLVelaParseTimelineFromDataWithError(nullptr, generateVMAP({breaks, ads, 1, "-"}));
+    ASSERT_TRUE(timeline.ok()) << timeline.error().description();
+    const auto sequences = timeline.value()->adSequences();
+    ASSERT_EQ(static_cast<int>(sequences->size()), breaks);
+    MediaTime adTime = MediaTime::zero();
+    for (const auto& sequence : *sequences) {
+      ASSERT_EQ(static_cast<int>(sequence->ads().size()), ads);
+      for (const auto& ad : sequence->ads()) {
+        EXPECT_EQ(ad->impressionURLs().size(), 2u);
+        ASSERT_TRUE(ad->companionsCollection());
+        EXPECT_EQ(ad->companionsCollection()->orderedCompanionAdsWithWidthThenHeight().size(), 2u);
+        adTime = adTime + ad->duration();
+      }
+    }
+    // The stream is its content and its ads.
+    EXPECT_NEAR(timeline.value()->payloadLength().seconds(),
+                timeline.value()->contentLength().seconds() + adTime.seconds(), 1e-3);
+  }
+}
+
+}  // namespace
+}  // namespace skylark::tool
