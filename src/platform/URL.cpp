@@ -76,8 +76,50 @@ std::string percentDecode(std::string_view s) {
 
 }  // namespace
 
+namespace {
+
+bool isAlphanumeric(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+}
+
+// The scheme's length when the text is an http(s) URL with a plain host
+// name (letters, digits, dots and hyphens; alphanumeric at both ends) and
+// at most a port of 1 to 65535, followed by nothing or by a path, query or
+// fragment; 0 otherwise. libcurl accepts every such text (whose characters
+// hasOnlyURLCharacters has checked), so beacons, nearly all of them of this
+// form, need not go through it.
+size_t plainHTTPSchemeLength(std::string_view text) {
+  size_t at = 0;
+  if (text.size() > 7 && lowercaseASCII(text.substr(0, 7)) == "http://") {
+    at = 7;
+  } else if (text.size() > 8 && lowercaseASCII(text.substr(0, 8)) == "https://") {
+    at = 8;
+  } else {
+    return 0;
+  }
+  const size_t schemeLength = at - 3;
+  const size_t hostStart = at;
+  while (at < text.size() && (isAlphanumeric(text[at]) || text[at] == '.' || text[at] == '-')) ++at;
+  if (at == hostStart || !isAlphanumeric(text[hostStart]) || !isAlphanumeric(text[at - 1])) return 0;
+  if (at < text.size() && text[at] == ':') {
+    const size_t portStart = ++at;
+    long port = 0;
+    while (at < text.size() && text[at] >= '0' && text[at] <= '9' && at - portStart < 5) {
+      port = port * 10 + (text[at++] - '0');
+    }
+    if (at == portStart || port < 1 || port > 65535) return 0;
+  }
+  if (at < text.size() && text[at] != '/' && text[at] != '?' && text[at] != '#') return 0;
+  return schemeLength;
+}
+
+}  // namespace
+
 std::optional<URL> URL::parse(std::string_view text) {
   if (text.empty() || !hasOnlyURLCharacters(text)) return std::nullopt;
+  if (const size_t schemeLength = plainHTTPSchemeLength(text)) {
+    return URL(std::string(text), lowercaseASCII(text.substr(0, schemeLength)));
+  }
   CurlURL handle(curl_url());
   if (!handle) return std::nullopt;
   std::string owned(text);

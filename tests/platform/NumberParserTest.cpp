@@ -1,10 +1,12 @@
 #include "platform/NumberParser.h"
 
+#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <unicode/unum.h>
 
 namespace skylark {
 namespace {
@@ -57,6 +59,32 @@ TEST(NumberParserTest, SharedParserIsReadFromManyThreads) {
   }
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(wrong.load(), 0);
+}
+
+// Plain decimals are read without ICU; the value must be ICU's, to the bit.
+TEST(NumberParserTest, PlainDecimalsReadAsICUReadsThem) {
+  UErrorCode status = U_ZERO_ERROR;
+  UNumberFormat* icu = unum_open(UNUM_DECIMAL, nullptr, 0, "en_US", nullptr, &status);
+  ASSERT_TRUE(U_SUCCESS(status));
+  unum_setAttribute(icu, UNUM_GROUPING_USED, 0);
+  uint64_t state = 42;
+  auto next = [&] {
+    state = state * 6364136223846793005ull + 1442695040888963407ull;
+    return state >> 33;
+  };
+  for (int i = 0; i < 20000; ++i) {
+    std::string text = (next() % 4 == 0 ? "-" : "") + std::to_string(next() % 100000);
+    if (next() % 2) text += "." + std::to_string(next() % 1000000000);
+    std::u16string utf16(text.begin(), text.end());
+    int32_t position = 0;
+    status = U_ZERO_ERROR;
+    const double expected = unum_parseDouble(icu, utf16.data(), static_cast<int32_t>(utf16.size()), &position, &status);
+    ASSERT_TRUE(U_SUCCESS(status));
+    const auto value = NumberParser::decimalEnUS().parse(text);
+    ASSERT_TRUE(value) << text;
+    EXPECT_EQ(std::memcmp(&*value, &expected, sizeof expected), 0) << text << " " << *value << " " << expected;
+  }
+  unum_close(icu);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "platform/URL.h"
 
+#include <curl/curl.h>
 #include <gtest/gtest.h>
 
 namespace skylark {
@@ -84,6 +85,41 @@ TEST(URLTest, EncodingInvalidCharactersKeepsEscapesAndReservedCharacters) {
     const auto url = URL::parseEncodingInvalidCharacters(c.text);
     EXPECT_EQ(url ? std::optional(url->absoluteString()) : std::nullopt, c.expected) << c.text;
   }
+}
+
+// Beacon-shaped texts skip libcurl when their form is plainly valid; the
+// verdict must stay libcurl's for every text, near misses included.
+TEST(URLTest, PlainHTTPTextsAreJudgedAsLibcurlJudgesThem) {
+  const std::vector<std::string> schemes = {"http://", "HTTPS://", "https://", "ftp://", "http:/", "http:"};
+  const std::vector<std::string> hosts = {"b.example.com", "B-1.example", "a", "-a.com", "a-.com", "a..b",
+                                          "a.b.", "", "1.2.3.4", "[::1]", "user@h.com", "h_1.com", "h%41.com"};
+  const std::vector<std::string> ports = {"", ":80", ":0", ":65535", ":65536", ":", ":8a", ":123456"};
+  const std::vector<std::string> rests = {"", "/", "/imp?x=1&cb=[CACHEBUSTING]", "?q", "#f", "/a#b#c",
+                                          "/%zz", "x", "/p:q@r", "/;a=b,c"};
+  auto curlAccepts = [](const std::string& text) {
+    CURLU* handle = curl_url();
+    const bool ok = curl_url_set(handle, CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK;
+    curl_url_cleanup(handle);
+    return ok;
+  };
+  size_t checked = 0;
+  for (const auto& scheme : schemes) {
+    for (const auto& host : hosts) {
+      for (const auto& port : ports) {
+        for (const auto& rest : rests) {
+          const std::string text = scheme + host + port + rest;
+          const auto url = URL::parse(text);
+          EXPECT_EQ(url.has_value(), curlAccepts(text)) << text;
+          if (url) {
+            EXPECT_EQ(url->absoluteString(), text);
+          }
+          ++checked;
+        }
+      }
+    }
+  }
+  EXPECT_EQ(checked, 6u * 13 * 8 * 10);
+  EXPECT_EQ(URL::parse("HTTPS://b.example.com/x")->scheme(), "https");
 }
 
 }  // namespace
