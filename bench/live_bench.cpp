@@ -62,7 +62,8 @@ void BM_EntryAt(benchmark::State& state) {
   int64_t probe = 0;
   for (auto _ : state) {
     probe = (probe + 7'919) % span;
-    benchmark::DoNotOptimize(timeline.entry(SystemTime(std::chrono::milliseconds(kStartMs + probe))));
+    benchmark::DoNotOptimize(
+        timeline.entry(SystemTime(std::chrono::milliseconds(kStartMs + probe))));
   }
 }
 

@@ -94,8 +94,8 @@ std::string document(const Sink& sink) {
   auto ad = [&](const std::string& offset, const std::string& id) {
     std::string tracking = "<TrackingEvents>";
     for (const char* event : {"start", "firstQuartile", "midpoint", "thirdQuartile", "complete"}) {
-      tracking += std::string("<Tracking event=\"") + event + "\">" + sink.url("/b/" + id + "/" + event) +
-                  "</Tracking>";
+      tracking += std::string("<Tracking event=\"") + event + "\">" +
+                  sink.url("/b/" + id + "/" + event) + "</Tracking>";
     }
     std::string text = test::adBreak(offset, "00:00:10", id, tracking + "</TrackingEvents>");
     for (const auto& [from, to] : std::map<std::string, std::string>{
@@ -107,16 +107,16 @@ std::string document(const Sink& sink) {
     }
     return text;
   };
-  std::string vmap = test::vmapDocument(ad("start", "p1") + ad("start", "p2") + ad("00:00:30", "m1") +
-                                            ad("00:01:00", "m2"),
-                                        120, 80);
+  std::string vmap = test::vmapDocument(
+      ad("start", "p1") + ad("start", "p2") + ad("00:00:30", "m1") + ad("00:01:00", "m2"), 120, 80);
   const std::string content = "https://beacon.example.com/content/1";
   vmap.replace(vmap.find(content), content.size(), sink.url("/b/content"));
   return vmap;
 }
 
 struct Listener final : SKYLSessionListener {
-  void deliverSessions(const std::vector<std::shared_ptr<SKYLPlaybackSession>>& delivered) override {
+  void deliverSessions(
+      const std::vector<std::shared_ptr<SKYLPlaybackSession>>& delivered) override {
     sessions = delivered;
   }
   std::vector<std::shared_ptr<SKYLPlaybackSession>> sessions;
@@ -162,7 +162,8 @@ Figures run(int n, bool faulty, bool offline) {
     } else {
       options.setBeaconTransport(std::make_shared<URLSessionBeaconTransport>());
     }
-    auto provider = createSSAISessionProviderWithUpstreamSessionProvider(manager, nullptr, &options);
+    auto provider =
+        createSSAISessionProviderWithUpstreamSessionProvider(manager, nullptr, &options);
     auto listener = std::make_shared<Listener>();
     std::vector<std::shared_ptr<SKYLVideo>> videos;
     for (int i = 0; i < n; ++i) {
@@ -184,8 +185,9 @@ Figures run(int n, bool faulty, bool offline) {
       const auto tick = Clock::now();
       for (const auto& player : players) player->advance(0.25);
       Dispatch::main().runUntilIdle();
-      figures.longestTickMs = std::max(
-          figures.longestTickMs, std::chrono::duration<double, std::milli>(Clock::now() - tick).count());
+      figures.longestTickMs =
+          std::max(figures.longestTickMs,
+                   std::chrono::duration<double, std::milli>(Clock::now() - tick).count());
     }
     figures.cpuMsPerSessionSecond = (cpuSeconds() - cpuBefore) * 1000 / (n * played);
     figures.kbPerSession = static_cast<double>(statusKB("VmHWM:") - baselineKB) / n;
@@ -240,16 +242,19 @@ int main(int argc, char** argv) {
   }
   SKYLVelaLogConfigure(0);
   std::map<int, Figures> results;
-  std::printf("%s\n%6s %8s %8s %8s %8s %8s %9s %12s %14s %10s %8s\n", offline ? "offline (no HTTP)" : faulty ? "faulty sink" : "healthy sink",
+  std::printf("%s\n%6s %8s %8s %8s %8s %8s %9s %12s %14s %10s %8s\n",
+              offline  ? "offline (no HTTP)"
+              : faulty ? "faulty sink"
+                       : "healthy sink",
               "N", "fired", "received", "2xx", "other", "failed", "drain s", "KB/session",
               "CPU ms/sess·s", "tick ms", "threads");
   bool ok = true;
   for (const int n : counts) {
     const Figures f = run(n, faulty, offline);
     results[n] = f;
-    std::printf("%6d %8ld %8ld %8ld %8ld %8ld %9.3f %12.1f %14.4f %10.2f %8ld\n", n, f.fired, f.received,
-                f.answered2xx, f.answeredOther, f.failed, f.drainSeconds, f.kbPerSession,
-                f.cpuMsPerSessionSecond, f.longestTickMs, f.threads);
+    std::printf("%6d %8ld %8ld %8ld %8ld %8ld %9.3f %12.1f %14.4f %10.2f %8ld\n", n, f.fired,
+                f.received, f.answered2xx, f.answeredOther, f.failed, f.drainSeconds,
+                f.kbPerSession, f.cpuMsPerSessionSecond, f.longestTickMs, f.threads);
     ok = ok && f.fired == f.received && f.answered2xx == f.sinkOk &&
          f.answeredOther == f.sinkUnavailable && f.failed == f.sinkBroken;
   }

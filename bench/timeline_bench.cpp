@@ -96,8 +96,8 @@ BENCHMARK(BM_PathByWalk)->Arg(10)->Arg(1000);
 
 int main(int argc, char** argv) {
   std::vector<std::pair<std::string, std::string>> pairs;
-  for (const char* name : {"BM_ContentTimeAtAbsoluteTime", "BM_AbsoluteTimeAtContentTime",
-                           "BM_PathAtTime"}) {
+  for (const char* name :
+       {"BM_ContentTimeAtAbsoluteTime", "BM_AbsoluteTimeAtContentTime", "BM_PathAtTime"}) {
     const std::string n(name);
     pairs.emplace_back(n + "/100", n + "/10");
     pairs.emplace_back(n + "/1000", n + "/10");

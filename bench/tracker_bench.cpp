@@ -22,8 +22,8 @@ class NoTransport final : public BeaconTransport {
 // Breaks of four ads, each with a dozen beacons at offsets.
 std::shared_ptr<SKYLVelaTimeline> timelineWithBreaks(int count) {
   SKYLVelaTrackingEventsCollectionBuilder events;
-  const char* names[] = {"start", "firstQuartile", "midpoint", "thirdQuartile", "progress",
-                         "progress", "progress", "progress"};
+  const char* names[] = {"start",    "firstQuartile", "midpoint", "thirdQuartile",
+                         "progress", "progress",      "progress", "progress"};
   for (int i = 0; i < 8; ++i) {
     events.addTrackingEventNamed(names[i], std::to_string(i * 2),
                                  URL::parse("https://t.example.com/e" + std::to_string(i)));
@@ -62,8 +62,8 @@ void BM_TrackerUpdate(benchmark::State& state) {
   SKYLVelaProgressTracker tracker(timeline);
   tracker.setPlaybackRate(1);
   NotificationCenter center;
-  SKYLVelaAnalyticsSession analytics(
-      tracker, std::make_shared<SKYLVelaAnalyticsDigester>(std::make_shared<NoTransport>(), center));
+  SKYLVelaAnalyticsSession analytics(tracker, std::make_shared<SKYLVelaAnalyticsDigester>(
+                                                  std::make_shared<NoTransport>(), center));
   const int64_t end = timeline->payloadLength().value;  // at timescale 600
   int64_t playhead = 0;
   for (auto _ : state) {

@@ -63,9 +63,8 @@ BENCHMARK(BM_ParseAndBuild)->Arg(0)->Arg(1)->Arg(2)->Unit(benchmark::kMicrosecon
 }  // namespace skylark
 
 int main(int argc, char** argv) {
-  return skylark::bench::runWithRatios(
-      argc, argv,
-      {{"BM_ParseAndBuild/0", "BM_LibxmlReadMemory/0"},
-       {"BM_ParseAndBuild/1", "BM_LibxmlReadMemory/1"},
-       {"BM_ParseAndBuild/2", "BM_LibxmlReadMemory/2"}});
+  return skylark::bench::runWithRatios(argc, argv,
+                                       {{"BM_ParseAndBuild/0", "BM_LibxmlReadMemory/0"},
+                                        {"BM_ParseAndBuild/1", "BM_LibxmlReadMemory/1"},
+                                        {"BM_ParseAndBuild/2", "BM_LibxmlReadMemory/2"}});
 }

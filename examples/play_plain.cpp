@@ -22,8 +22,9 @@ int main() {
     return player;
   });
 
-  auto controller = SKYLPlayerSDKManager::sharedManager().createPlaybackControllerWithSessionProvider(
-      std::make_shared<SKYLBasicSessionProvider>());
+  auto controller =
+      SKYLPlayerSDKManager::sharedManager().createPlaybackControllerWithSessionProvider(
+          std::make_shared<SKYLBasicSessionProvider>());
   controller->setLifecycleHandler([](const auto& session, const SKYLLifecycleEventPtr& event) {
     std::cout << session->progressSource().currentTimeValue.get().seconds() << " s  "
               << event->eventType() << "\n";

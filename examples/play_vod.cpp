@@ -42,9 +42,9 @@ int main(int argc, char** argv) {
               << event->eventType() << "\n";
   });
 
-  const auto source = SKYLSource::initWithURL(
-      URL::parse("https://origin.example.com/vod/master.m3u8"), "FlintSSAI",
-      {{std::string(kSKYLSourcePropertyKeyVMAP), argv[1]}});
+  const auto source =
+      SKYLSource::initWithURL(URL::parse("https://origin.example.com/vod/master.m3u8"), "FlintSSAI",
+                              {{std::string(kSKYLSourcePropertyKeyVMAP), argv[1]}});
   controller->setVideos({SKYLVideo::initWithSources({source})});
 
   while (!controller->finished()) {

@@ -17,6 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const MediaTime skip = SKYLVelaSkipOffsetFromStringWithDuration(text, duration);
   (void)SKYLVelaCMTimesWithinTolerance(duration, offset, skip);
   (void)SKYLTrimXMLStringValue(text);
-  if (duration.isValid() && !duration.isNumeric() && !duration.isPositiveInfinity()) __builtin_trap();
+  if (duration.isValid() && !duration.isNumeric() && !duration.isPositiveInfinity())
+    __builtin_trap();
   return 0;
 }

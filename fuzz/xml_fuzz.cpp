@@ -46,7 +46,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (!root) return 0;
   walk(*root, 0);
   (void)skylark::SKYLAdBuilderDictionaryFromXMLElement(*root);
-  for (const char* xpath : {"//vmap:AdBreak", "//v:Ad | //Ad", "//@*", "namespace::*", "//text()"}) {
+  for (const char* xpath :
+       {"//vmap:AdBreak", "//v:Ad | //Ad", "//@*", "namespace::*", "//text()"}) {
     if (auto enumerator = document->XPath(xpath)) {
       for (const auto& element : enumerator->allObjects()) (void)element.stringValue();
     }

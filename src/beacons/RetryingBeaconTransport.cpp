@@ -7,8 +7,8 @@
 
 namespace skylark {
 
-std::shared_ptr<RetryingBeaconTransport> RetryingBeaconTransport::create(std::shared_ptr<BeaconTransport> inner,
-                                                                         Options options) {
+std::shared_ptr<RetryingBeaconTransport> RetryingBeaconTransport::create(
+    std::shared_ptr<BeaconTransport> inner, Options options) {
   if (!options.schedule) {
     options.schedule = [](double delay, std::function<void()> work) {
       Dispatch::global().asyncAfter(std::chrono::duration_cast<std::chrono::steady_clock::duration>(
@@ -16,10 +16,12 @@ std::shared_ptr<RetryingBeaconTransport> RetryingBeaconTransport::create(std::sh
                                     std::move(work));
     };
   }
-  return std::shared_ptr<RetryingBeaconTransport>(new RetryingBeaconTransport(std::move(inner), std::move(options)));
+  return std::shared_ptr<RetryingBeaconTransport>(
+      new RetryingBeaconTransport(std::move(inner), std::move(options)));
 }
 
-RetryingBeaconTransport::RetryingBeaconTransport(std::shared_ptr<BeaconTransport> inner, Options options)
+RetryingBeaconTransport::RetryingBeaconTransport(std::shared_ptr<BeaconTransport> inner,
+                                                 Options options)
     : inner_(std::move(inner)), options_(std::move(options)) {}
 
 bool RetryingBeaconTransport::retryable(const BeaconDelivery& delivery) {
@@ -63,8 +65,8 @@ void RetryingBeaconTransport::attempt(const URL& url, size_t attemptNumber, Deli
   });
 }
 
-void RetryingBeaconTransport::finished(const URL& url, size_t attemptNumber, const BeaconDelivery& delivery,
-                                       Delivered delivered) {
+void RetryingBeaconTransport::finished(const URL& url, size_t attemptNumber,
+                                       const BeaconDelivery& delivery, Delivered delivered) {
   if (delivery.outcome == BeaconDelivery::Outcome::answered2xx) {
     if (delivered) delivered(delivery);
     return;
@@ -74,7 +76,8 @@ void RetryingBeaconTransport::finished(const URL& url, size_t attemptNumber, con
   } else if (attemptNumber < options_.delays.size()) {
     std::weak_ptr<RetryingBeaconTransport> weak = shared_from_this();
     const std::string label = options_.logLabel;
-    options_.schedule(options_.delays[attemptNumber], [weak, url, attemptNumber, delivery, delivered, label] {
+    options_.schedule(options_.delays[attemptNumber], [weak, url, attemptNumber, delivery,
+                                                       delivered, label] {
       if (const auto self = weak.lock()) {
         self->attempt(url, attemptNumber + 1, delivered);
         return;
@@ -86,8 +89,8 @@ void RetryingBeaconTransport::finished(const URL& url, size_t attemptNumber, con
     return;
   } else {
     SKYLHostLog(3, "SkylarkSSAI: " + options_.logLabel + " %@. %@", url,
-                "dropped after " + std::to_string(options_.delays.size()) + " retries, last failure " +
-                    delivery.reason);
+                "dropped after " + std::to_string(options_.delays.size()) +
+                    " retries, last failure " + delivery.reason);
   }
   if (delivered) delivered(delivery);
 }

@@ -40,7 +40,8 @@ class RetryingBeaconTransport final : public BeaconTransport,
  private:
   RetryingBeaconTransport(std::shared_ptr<BeaconTransport> inner, Options options);
   void attempt(const URL& url, size_t attemptNumber, Delivered delivered);
-  void finished(const URL& url, size_t attemptNumber, const BeaconDelivery& delivery, Delivered delivered);
+  void finished(const URL& url, size_t attemptNumber, const BeaconDelivery& delivery,
+                Delivered delivered);
   void logDropped(const URL& url, const std::string& why) const;
 
   const std::shared_ptr<BeaconTransport> inner_;

@@ -2,7 +2,8 @@
 
 namespace skylark {
 
-std::shared_ptr<SKYLSSAIAdComponentDisplayContainer> SKYLSSAIAdComponentDisplayContainer::initWithCompanionSlots(
+std::shared_ptr<SKYLSSAIAdComponentDisplayContainer>
+SKYLSSAIAdComponentDisplayContainer::initWithCompanionSlots(
     std::vector<std::shared_ptr<SKYLSSAICompanionSlot>> companionSlots) {
   std::shared_ptr<SKYLSSAIAdComponentDisplayContainer> container(
       new SKYLSSAIAdComponentDisplayContainer(std::move(companionSlots)));
@@ -25,12 +26,14 @@ void SKYLSSAIAdComponentDisplayContainer::configureCommon() {
   };
 }
 
-void SKYLSSAIAdComponentDisplayContainer::setSession(const std::shared_ptr<SKYLPlaybackSession>& session) {
+void SKYLSSAIAdComponentDisplayContainer::setSession(
+    const std::shared_ptr<SKYLPlaybackSession>& session) {
   session_ = session;
   for (const auto& slot : slots_) slot->setSession(session);
 }
 
-void SKYLSSAIAdComponentDisplayContainer::deliverAdClickThrough(const SKYLVUXAdClickThrough& clickThrough) {
+void SKYLSSAIAdComponentDisplayContainer::deliverAdClickThrough(
+    const SKYLVUXAdClickThrough& clickThrough) {
   if (nextBlock_) nextBlock_(clickThrough);
 }
 
@@ -38,11 +41,13 @@ void SKYLSSAIAdComponentDisplayContainer::play() {
   if (const auto session = session_.lock()) session->avPlayerPlay();
 }
 
-void SKYLSSAIAdComponentDisplayContainer::willPresentWebViewController(const SKYLLifecycleEventPtr& event) {
+void SKYLSSAIAdComponentDisplayContainer::willPresentWebViewController(
+    const SKYLLifecycleEventPtr& event) {
   if (const auto delegate = delegate_.lock()) delegate->willOpenInAppBrowserWithAd(event);
 }
 
-void SKYLSSAIAdComponentDisplayContainer::didPresentWebViewController(const SKYLLifecycleEventPtr& event) {
+void SKYLSSAIAdComponentDisplayContainer::didPresentWebViewController(
+    const SKYLLifecycleEventPtr& event) {
   if (const auto delegate = delegate_.lock()) delegate->didOpenInAppBrowserWithAd(event);
 }
 
@@ -50,12 +55,14 @@ void SKYLSSAIAdComponentDisplayContainer::actionButtonPressed(const SKYLLifecycl
   if (const auto delegate = delegate_.lock()) delegate->willOpenExternalBrowserWithAd(event);
 }
 
-void SKYLSSAIAdComponentDisplayContainer::willDismissWebViewController(const SKYLLifecycleEventPtr& event) {
+void SKYLSSAIAdComponentDisplayContainer::willDismissWebViewController(
+    const SKYLLifecycleEventPtr& event) {
   if (const auto delegate = delegate_.lock()) delegate->willCloseInAppBrowserWithAd(event);
   play();
 }
 
-void SKYLSSAIAdComponentDisplayContainer::didDismissWebViewController(const SKYLLifecycleEventPtr& event) {
+void SKYLSSAIAdComponentDisplayContainer::didDismissWebViewController(
+    const SKYLLifecycleEventPtr& event) {
   if (const auto delegate = delegate_.lock()) delegate->didCloseInAppBrowserWithAd(event);
   play();
 }

@@ -34,7 +34,9 @@ class SKYLSSAIAdComponentDisplayContainer {
   static std::shared_ptr<SKYLSSAIAdComponentDisplayContainer> initWithCompanionSlots(
       std::vector<std::shared_ptr<SKYLSSAICompanionSlot>> companionSlots);
 
-  const std::vector<std::shared_ptr<SKYLSSAICompanionSlot>>& companionSlots() const { return slots_; }
+  const std::vector<std::shared_ptr<SKYLSSAICompanionSlot>>& companionSlots() const {
+    return slots_;
+  }
   void setDelegate(std::weak_ptr<SKYLSSAIAdComponentDisplayContainerDelegate> delegate) {
     delegate_ = std::move(delegate);
   }
@@ -44,10 +46,9 @@ class SKYLSSAIAdComponentDisplayContainer {
 
   void deliverAdClickThrough(const SKYLVUXAdClickThrough& clickThrough);
   // Presenting the in-app browser and advancing sessions are hooks.
-  void presentLearnMoreWebViewControllerFromViewController(SKYLViewController&,
-                                                           const std::shared_ptr<SKYLAd>&,
-                                                           const std::optional<URL>&,
-                                                           const std::shared_ptr<SKYLPlaybackSession>&) {}
+  void presentLearnMoreWebViewControllerFromViewController(
+      SKYLViewController&, const std::shared_ptr<SKYLAd>&, const std::optional<URL>&,
+      const std::shared_ptr<SKYLPlaybackSession>&) {}
   void didAdvanceToPlaybackSession(const std::shared_ptr<SKYLPlaybackSession>&) {}
 
   void willPresentWebViewController(const SKYLLifecycleEventPtr& event);
@@ -58,7 +59,8 @@ class SKYLSSAIAdComponentDisplayContainer {
   void didDismissWebViewController(const SKYLLifecycleEventPtr& event);
 
  private:
-  explicit SKYLSSAIAdComponentDisplayContainer(std::vector<std::shared_ptr<SKYLSSAICompanionSlot>> slots)
+  explicit SKYLSSAIAdComponentDisplayContainer(
+      std::vector<std::shared_ptr<SKYLSSAICompanionSlot>> slots)
       : slots_(std::move(slots)) {}
   void configureCommon();
   void play();

@@ -40,15 +40,19 @@ void SKYLSSAICompanionSlot::setSession(const std::shared_ptr<SKYLPlaybackSession
 }
 
 void SKYLSSAICompanionSlot::didEnterAd(const SKYLLifecycleEventPtr& event) {
-  const auto* ad = event->property<std::shared_ptr<SKYLAd>>(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd);
+  const auto* ad =
+      event->property<std::shared_ptr<SKYLAd>>(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd);
   if (!ad || !*ad) return;
   currentAd_ = *ad;
   currentCompanionAd_ = nullptr;
-  const auto* velaAd = (*ad)->property<std::shared_ptr<const SKYLVelaAd>>(kSKYLSSAIAdPropertiesKeyVelaAd);
+  const auto* velaAd =
+      (*ad)->property<std::shared_ptr<const SKYLVelaAd>>(kSKYLSSAIAdPropertiesKeyVelaAd);
   if (!velaAd || !*velaAd || !(*velaAd)->companionsCollection()) return;
   // Ordered by width then height: the last that fits is the largest.
-  for (const auto& companion : (*velaAd)->companionsCollection()->orderedCompanionAdsWithWidthThenHeight()) {
-    if (companion->width() <= width_ && companion->height() <= height_) currentCompanionAd_ = companion;
+  for (const auto& companion :
+       (*velaAd)->companionsCollection()->orderedCompanionAdsWithWidthThenHeight()) {
+    if (companion->width() <= width_ && companion->height() <= height_)
+      currentCompanionAd_ = companion;
   }
   if (!currentCompanionAd_) return;
   if (view_) {
@@ -59,7 +63,8 @@ void SKYLSSAICompanionSlot::didEnterAd(const SKYLLifecycleEventPtr& event) {
   if (auto* analytics = analyticsOf(**ad); analytics && currentCompanionAd_->identifier()) {
     analytics->trackCompanionCreativeView(*currentCompanionAd_->identifier());
   }
-  if (const auto delegate = delegate_.lock()) delegate->companionSlotDidShow(*this, *currentCompanionAd_);
+  if (const auto delegate = delegate_.lock())
+    delegate->companionSlotDidShow(*this, *currentCompanionAd_);
 }
 
 void SKYLSSAICompanionSlot::clickCurrentCompanion() {

@@ -41,9 +41,13 @@ class SKYLSSAICompanionSlot : public std::enable_shared_from_this<SKYLSSAICompan
   // The session whose lifecycle the slot follows (held weakly).
   void setSession(const std::shared_ptr<SKYLPlaybackSession>& session);
   std::shared_ptr<SKYLPlaybackSession> session() const { return session_.lock(); }
-  void setDelegate(std::weak_ptr<SKYLSSAICompanionSlotDelegate> delegate) { delegate_ = std::move(delegate); }
+  void setDelegate(std::weak_ptr<SKYLSSAICompanionSlotDelegate> delegate) {
+    delegate_ = std::move(delegate);
+  }
 
-  const std::shared_ptr<const SKYLVelaCompanionAd>& currentCompanionAd() const { return currentCompanionAd_; }
+  const std::shared_ptr<const SKYLVelaCompanionAd>& currentCompanionAd() const {
+    return currentCompanionAd_;
+  }
   const std::shared_ptr<SKYLAd>& currentAd() const { return currentAd_; }
 
   // The lifecycle events of the session: ad-enter fills the slot.

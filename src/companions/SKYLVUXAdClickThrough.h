@@ -30,7 +30,9 @@ class SKYLVUXAdClickThrough {
  private:
   SKYLVUXAdClickThrough(std::shared_ptr<SKYLAd> ad, std::shared_ptr<SKYLPlaybackSession> session,
                         std::optional<URL> url, std::shared_ptr<SKYLView> sender)
-      : ad_(std::move(ad)), session_(std::move(session)), clickThroughURL_(std::move(url)),
+      : ad_(std::move(ad)),
+        session_(std::move(session)),
+        clickThroughURL_(std::move(url)),
         sender_(std::move(sender)) {}
 
   std::shared_ptr<SKYLAd> ad_;

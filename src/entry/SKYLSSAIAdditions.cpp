@@ -18,7 +18,8 @@ SKYLVUXSession* sessionAnswering(const SKYLSessionProviderExtension& extension,
 
 }  // namespace
 
-std::shared_ptr<SKYLPlaybackController> createSSAIPlaybackController(SKYLPlayerSDKManager& manager) {
+std::shared_ptr<SKYLPlaybackController> createSSAIPlaybackController(
+    SKYLPlayerSDKManager& manager) {
   return createSSAIPlaybackControllerWithViewStrategy(manager, nullptr);
 }
 
@@ -34,7 +35,8 @@ std::shared_ptr<SKYLPlaybackController> createSSAIPlaybackControllerWithViewStra
 
 std::shared_ptr<SKYLVUXSessionProvider> createSSAISessionProviderWithUpstreamSessionProvider(
     SKYLPlayerSDKManager& manager, std::shared_ptr<SKYLSessionProvider> upstream) {
-  return createSSAISessionProviderWithUpstreamSessionProvider(manager, std::move(upstream), nullptr);
+  return createSSAISessionProviderWithUpstreamSessionProvider(manager, std::move(upstream),
+                                                              nullptr);
 }
 
 std::shared_ptr<SKYLVUXSessionProvider> createSSAISessionProviderWithUpstreamSessionProvider(

@@ -3,8 +3,8 @@
 #include <functional>
 #include <memory>
 
-#include "entry/SKYLVUXSessionProviderOptions.h"
 #include "entry/SKYLVUXSessionProvider.h"
+#include "entry/SKYLVUXSessionProviderOptions.h"
 #include "host/SKYLPlayerSDKManager.h"
 #include "host/SKYLSessionProviderExtension.h"
 #include "platform/MediaTime.h"

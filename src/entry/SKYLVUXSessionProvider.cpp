@@ -7,8 +7,8 @@
 #include "host/SKYLHostLog.h"
 #include "host/SKYLPlayerSDKManager.h"
 #include "platform/ASCIICase.h"
-#include "timeline/SKYLSSAIConstants.h"
 #include "session/SKYLVUXSession.h"
+#include "timeline/SKYLSSAIConstants.h"
 
 namespace skylark {
 namespace {
@@ -43,7 +43,8 @@ std::shared_ptr<SKYLVUXSessionProvider> SKYLVUXSessionProvider::initWithOptions(
     std::shared_ptr<const SKYLVUXSessionProviderOptions> options,
     std::shared_ptr<SKYLSessionProvider> upstreamSessionProvider) {
   if (!options) options = std::make_shared<const SKYLVUXSessionProviderOptions>();
-  if (!upstreamSessionProvider) upstreamSessionProvider = std::make_shared<SKYLBasicSessionProvider>();
+  if (!upstreamSessionProvider)
+    upstreamSessionProvider = std::make_shared<SKYLBasicSessionProvider>();
   return std::shared_ptr<SKYLVUXSessionProvider>(
       new SKYLVUXSessionProvider(std::move(options), std::move(upstreamSessionProvider)));
 }
@@ -110,7 +111,8 @@ void SKYLVUXSessionProvider::processSessions(
         [weak, weakSession](int64_t state) {
           const auto self = weak.lock();
           const auto loaded = weakSession.lock();
-          if (self && loaded && (state == 2 || state == 3)) self->finishPreparingSession(loaded, state);
+          if (self && loaded && (state == 2 || state == 3))
+            self->finishPreparingSession(loaded, state);
         },
         false);
     processingSessions_.push_back(session);
@@ -226,8 +228,8 @@ SKYLVUXSessionProvider::live2ResolvedSessionForSourceURL(const URL& sourceURL) {
 }
 
 void SKYLVUXSessionProvider::recordLive2ResolvedSessionForSourceURL(const URL& sourceURL,
-                                                                     const URL& manifestURL,
-                                                                     const URL& trackingURL) {
+                                                                    const URL& manifestURL,
+                                                                    const URL& trackingURL) {
   const std::string& key = sourceURL.absoluteString();
   if (key.empty()) return;
   live2ResolvedSessions_[key] =

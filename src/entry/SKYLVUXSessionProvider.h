@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "session/SKYLSSAILive2ResolvedSession.h"
 #include "entry/SKYLVUXSessionProviderOptions.h"
 #include "host/SKYLKVOManager.h"
 #include "host/SKYLSessionProvider.h"
+#include "session/SKYLSSAILive2ResolvedSession.h"
 
 namespace skylark {
 

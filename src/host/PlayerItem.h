@@ -60,7 +60,9 @@ class PlayerItem {
   const std::optional<SystemTime>& startDate() const { return startDate_; }
 
   // Where the platform shows ads as interstitials (stream time).
-  const std::vector<MediaTimeRange>& interstitialTimeRanges() const { return interstitialTimeRanges_; }
+  const std::vector<MediaTimeRange>& interstitialTimeRanges() const {
+    return interstitialTimeRanges_;
+  }
   void setInterstitialTimeRanges(std::vector<MediaTimeRange> ranges) {
     interstitialTimeRanges_ = std::move(ranges);
   }

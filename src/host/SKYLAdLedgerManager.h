@@ -39,8 +39,8 @@ class SKYLAdLedgerManager {
 
  private:
   mutable std::mutex mutex_;
-  std::vector<Call> calls_;                        // guarded by mutex_
-  std::function<void(const Call&)> observer_;      // guarded by mutex_
+  std::vector<Call> calls_;                       // guarded by mutex_
+  std::function<void(const Call&)> observer_;     // guarded by mutex_
   std::map<const SKYLView*, double> visibility_;  // guarded by mutex_
 };
 

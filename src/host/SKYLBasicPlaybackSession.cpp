@@ -110,15 +110,25 @@ void SKYLBasicPlaybackSession::avPlayerPause() {
 
 bool SKYLBasicPlaybackSession::respondsToSelector(std::string_view selector) const {
   static const std::set<std::string_view, std::less<>> kSelectors = {
-      "load", "begin", "loadVideoURL:", "resumeVideoAtTime:withAutoPlay:", "avPlayerPlay",
-      "avPlayerPause", "player", "video", "source", "setSessionCommonProperties:",
-      "checkIfSourceIsAudioOnly:", "checkForThumbnailSource:"};
+      "load",
+      "begin",
+      "loadVideoURL:",
+      "resumeVideoAtTime:withAutoPlay:",
+      "avPlayerPlay",
+      "avPlayerPause",
+      "player",
+      "video",
+      "source",
+      "setSessionCommonProperties:",
+      "checkIfSourceIsAudioOnly:",
+      "checkForThumbnailSource:"};
   return kSelectors.count(selector) > 0;
 }
 
 void SKYLBasicPlaybackSession::emit(std::string_view type,
                                     SKYLPlaybackSessionLifecycleEvent::Properties properties) {
-  lifecycleState_.set(SKYLPlaybackSessionLifecycleEvent::eventWithType(type, std::move(properties)));
+  lifecycleState_.set(
+      SKYLPlaybackSessionLifecycleEvent::eventWithType(type, std::move(properties)));
 }
 
 }  // namespace skylark

@@ -10,8 +10,9 @@ namespace skylark {
 // The host's own session: plays the chosen source's stream on a player and
 // publishes its time, duration, ranges and lifecycle (ready, play, pause,
 // end, resume-complete, failure). Main queue only.
-class SKYLBasicPlaybackSession final : public SKYLPlaybackSession,
-                                       public std::enable_shared_from_this<SKYLBasicPlaybackSession> {
+class SKYLBasicPlaybackSession final
+    : public SKYLPlaybackSession,
+      public std::enable_shared_from_this<SKYLBasicPlaybackSession> {
  public:
   // source may be null: the common properties' policy (or the video's
   // first source) chooses at load.

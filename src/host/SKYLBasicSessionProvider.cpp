@@ -5,14 +5,15 @@
 
 namespace skylark {
 
-std::vector<std::shared_ptr<SKYLPlaybackSession>> SKYLBasicSessionProvider::playbackSessionsForVideos(
+std::vector<std::shared_ptr<SKYLPlaybackSession>>
+SKYLBasicSessionProvider::playbackSessionsForVideos(
     const std::vector<std::shared_ptr<SKYLVideo>>& videos,
     const std::shared_ptr<SKYLSessionListener>& withListener) {
   std::vector<std::shared_ptr<SKYLPlaybackSession>> sessions;
   const auto properties = commonProperties_.lock();
   for (const auto& video : videos) {
-    auto session = SKYLBasicPlaybackSession::create(video, nullptr,
-                                                    SKYLPlayerSDKManager::sharedManager().makePlayer());
+    auto session = SKYLBasicPlaybackSession::create(
+        video, nullptr, SKYLPlayerSDKManager::sharedManager().makePlayer());
     session->setSessionCommonProperties(properties);
     if (shouldLoadVideo_) session->load();
     sessions.push_back(std::move(session));

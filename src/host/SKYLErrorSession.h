@@ -14,7 +14,8 @@ class SKYLErrorSession final : public SKYLPlaybackSession {
  public:
   static std::shared_ptr<SKYLErrorSession> initWithPlaybackSession(
       std::shared_ptr<SKYLPlaybackSession> session, SKYLLifecycleEventPtr errorEvent) {
-    return std::shared_ptr<SKYLErrorSession>(new SKYLErrorSession(std::move(session), std::move(errorEvent)));
+    return std::shared_ptr<SKYLErrorSession>(
+        new SKYLErrorSession(std::move(session), std::move(errorEvent)));
   }
 
   const std::shared_ptr<SKYLPlaybackSession>& failedSession() const { return session_; }
@@ -33,9 +34,15 @@ class SKYLErrorSession final : public SKYLPlaybackSession {
   void resumeVideoAtTime(const MediaTime&, bool) override {}
   void avPlayerPlay() override {}
   void avPlayerPause() override {}
-  std::shared_ptr<Player> player() const override { return session_ ? session_->player() : nullptr; }
-  std::shared_ptr<SKYLVideo> video() const override { return session_ ? session_->video() : nullptr; }
-  std::shared_ptr<SKYLSource> source() const override { return session_ ? session_->source() : nullptr; }
+  std::shared_ptr<Player> player() const override {
+    return session_ ? session_->player() : nullptr;
+  }
+  std::shared_ptr<SKYLVideo> video() const override {
+    return session_ ? session_->video() : nullptr;
+  }
+  std::shared_ptr<SKYLSource> source() const override {
+    return session_ ? session_->source() : nullptr;
+  }
   std::shared_ptr<SKYLSessionCommonProperties> sessionCommonProperties() const override {
     return session_ ? session_->sessionCommonProperties() : nullptr;
   }

@@ -17,9 +17,9 @@ namespace skylark {
 // apart, and logging object lifetimes.
 struct SKYLHostServices {
   using TTLCompletion = std::function<void(std::optional<SKYLError> error)>;
-  using UpdateManifestURLTTLToken = std::function<void(
-      const std::shared_ptr<SKYLVideo>& video, const std::shared_ptr<SKYLSource>& source,
-      TTLCompletion completion)>;
+  using UpdateManifestURLTTLToken =
+      std::function<void(const std::shared_ptr<SKYLVideo>& video,
+                         const std::shared_ptr<SKYLSource>& source, TTLCompletion completion)>;
   // Given kSKYLSourceURLKey and kSKYLSourcePropertyKeyEncryption entries.
   using SourceIsHLSe = std::function<bool(const std::map<std::string, std::string>& source)>;
 

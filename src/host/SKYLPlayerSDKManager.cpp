@@ -19,7 +19,8 @@ std::vector<std::shared_ptr<SKYLComponent>> SKYLPlayerSDKManager::registeredComp
   return components_;
 }
 
-std::shared_ptr<SKYLPlaybackController> SKYLPlayerSDKManager::createPlaybackControllerWithSessionProvider(
+std::shared_ptr<SKYLPlaybackController>
+SKYLPlayerSDKManager::createPlaybackControllerWithSessionProvider(
     std::shared_ptr<SKYLSessionProvider> provider, ViewStrategy) {
   return SKYLPlaybackController::create(std::move(provider));
 }

@@ -12,7 +12,8 @@ namespace skylark {
 class SKYLSessionListener {
  public:
   virtual ~SKYLSessionListener() = default;
-  virtual void deliverSessions(const std::vector<std::shared_ptr<SKYLPlaybackSession>>& sessions) = 0;
+  virtual void deliverSessions(
+      const std::vector<std::shared_ptr<SKYLPlaybackSession>>& sessions) = 0;
 };
 
 // A link in the host's chain of session providers: makes the playback

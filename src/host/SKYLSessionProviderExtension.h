@@ -17,7 +17,9 @@ class SKYLSessionProviderExtension {
     return extension;
   }
   std::shared_ptr<SKYLPlaybackSession> playbackSession() const { return session_.lock(); }
-  void setPlaybackSession(const std::shared_ptr<SKYLPlaybackSession>& session) { session_ = session; }
+  void setPlaybackSession(const std::shared_ptr<SKYLPlaybackSession>& session) {
+    session_ = session;
+  }
 
  private:
   std::weak_ptr<SKYLPlaybackSession> session_;

@@ -20,9 +20,9 @@ class SKYLVideo {
  public:
   using Properties = std::map<std::string, std::string>;
 
-  static std::shared_ptr<SKYLVideo> initWithSources(std::vector<std::shared_ptr<SKYLSource>> sources,
-                                                    std::vector<SKYLCuePoint> cuePoints = {},
-                                                    Properties properties = {});
+  static std::shared_ptr<SKYLVideo> initWithSources(
+      std::vector<std::shared_ptr<SKYLSource>> sources, std::vector<SKYLCuePoint> cuePoints = {},
+      Properties properties = {});
 
   const std::vector<std::shared_ptr<SKYLSource>>& sources() const { return sources_; }
   const std::vector<SKYLCuePoint>& cuePoints() const { return cuePoints_; }
@@ -30,7 +30,9 @@ class SKYLVideo {
   std::optional<std::string> identifier() const;
 
   const std::shared_ptr<SKYLSource>& liveSSAISource() const { return liveSSAISource_; }
-  void setLiveSSAISource(std::shared_ptr<SKYLSource> source) { liveSSAISource_ = std::move(source); }
+  void setLiveSSAISource(std::shared_ptr<SKYLSource> source) {
+    liveSSAISource_ = std::move(source);
+  }
 
   // False once the stream's signed manifest address has expired.
   bool manifestTTLIsValid() const { return manifestTTLIsValid_; }

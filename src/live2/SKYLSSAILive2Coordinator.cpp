@@ -4,9 +4,9 @@
 
 #include "beacons/RetryingBeaconTransport.h"
 #include "beacons/URLSessionBeaconTransport.h"
+#include "host/SKYLHostLog.h"
 #include "live2/SKYLSSAILive2Detector.h"
 #include "live2/SKYLSSAILive2OMID.h"
-#include "host/SKYLHostLog.h"
 #include "live2/SKYLSSAILive2SessionClient.h"
 #include "platform/DispatchQueue.h"
 
@@ -54,7 +54,8 @@ SKYLSSAILive2AdInfo adInfo(const SKYLSSAILive2TimelineEntry& entry) {
     c.height = companion.height.value_or(0);
     if (companion.staticResource) c.staticResource = URL::parse(*companion.staticResource);
     c.creativeType = companion.creativeType.value_or("");
-    if (companion.companionClickThrough) c.clickThrough = URL::parse(*companion.companionClickThrough);
+    if (companion.companionClickThrough)
+      c.clickThrough = URL::parse(*companion.companionClickThrough);
     info.companions.push_back(std::move(c));
   }
   return info;
@@ -64,13 +65,15 @@ bool presentable(const SKYLSSAILive2TimelineEntry& entry) { return !entry.isSlat
 
 }  // namespace
 
-std::shared_ptr<BeaconTransport> SKYLSSAILive2Coordinator::liveBeaconTransport(std::shared_ptr<URLSession> session) {
+std::shared_ptr<BeaconTransport> SKYLSSAILive2Coordinator::liveBeaconTransport(
+    std::shared_ptr<URLSession> session) {
   // Over the process's one session: beacons already handed to it finish
   // even when this coordinator is gone.
   RetryingBeaconTransport::Options options;
   options.logLabel = "Meridian Live beacon";
   return RetryingBeaconTransport::create(
-      std::make_shared<URLSessionBeaconTransport>(std::move(session), std::chrono::seconds(5)), options);
+      std::make_shared<URLSessionBeaconTransport>(std::move(session), std::chrono::seconds(5)),
+      options);
 }
 
 std::shared_ptr<SKYLSSAILive2Coordinator> SKYLSSAILive2Coordinator::create(URL sourceURL) {
@@ -118,7 +121,8 @@ void SKYLSSAILive2Coordinator::settle(std::optional<URL> manifest, std::optional
   if (!completion) {
     // Resolved already: later failures belong to the poll, which resets
     // itself after repeated failures; the stream keeps playing.
-    if (error) SKYLHostLog(3, "SkylarkSSAI: Meridian Live tracking failed: %@", error->description());
+    if (error)
+      SKYLHostLog(3, "SkylarkSSAI: Meridian Live tracking failed: %@", error->description());
     return;
   }
   Dispatch::main().async([completion = std::move(completion), manifest = std::move(manifest),
@@ -159,7 +163,8 @@ void SKYLSSAILive2Coordinator::live2ControllerDidFail(const SKYLError& error) {
   settle(std::nullopt, error);
 }
 
-std::optional<SKYLSSAILive2AdInfo> SKYLSSAILive2Coordinator::presentableAdInfo(SystemTime at) const {
+std::optional<SKYLSSAILive2AdInfo> SKYLSSAILive2Coordinator::presentableAdInfo(
+    SystemTime at) const {
   const auto entry = controller_->timeline()->entry(at);
   if (!entry) return std::nullopt;
   return adInfo(*entry);
@@ -189,8 +194,8 @@ void SKYLSSAILive2Coordinator::update(SystemTime forPlayheadDate) {
         (!entry || entry->adId != playing_->adId)) {
       finished = playing_;
     }
-    const bool backBeforeIt = playing_ && playing_->programDate &&
-                              forPlayheadDate < *playing_->programDate;
+    const bool backBeforeIt =
+        playing_ && playing_->programDate && forPlayheadDate < *playing_->programDate;
     if (entry || finished || backBeforeIt) playing_ = entry;
   }
   if (finished) fireProgress(*finished, finished->durationInSeconds);
@@ -198,7 +203,8 @@ void SKYLSSAILive2Coordinator::update(SystemTime forPlayheadDate) {
   fireProgress(*entry, secondsBetween(*entry->programDate, forPlayheadDate));
 }
 
-std::vector<SKYLSSAILive2AdInfo> SKYLSSAILive2Coordinator::ads(const std::string& forAvailId) const {
+std::vector<SKYLSSAILive2AdInfo> SKYLSSAILive2Coordinator::ads(
+    const std::string& forAvailId) const {
   std::vector<SKYLSSAILive2AdInfo> infos;
   const auto snapshot = controller_->timeline()->snapshot();
   for (const auto& entry : snapshot->entries) {
@@ -292,7 +298,8 @@ void SKYLSSAILive2Coordinator::fireAdPaused(const std::string& forAdId) {
 }
 
 void SKYLSSAILive2Coordinator::fireAdResumed(const std::string& forAdId) {
-  if (const auto entry = firstEntry(forAdId)) beaconFirer_.fire(entry->ad->beaconUrls(Type::resume));
+  if (const auto entry = firstEntry(forAdId))
+    beaconFirer_.fire(entry->ad->beaconUrls(Type::resume));
 }
 
 void SKYLSSAILive2Coordinator::fireClickTracking(const std::string& forAdId) {

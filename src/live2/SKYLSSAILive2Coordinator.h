@@ -94,8 +94,8 @@ class SKYLSSAILive2Coordinator final
   SKYLSSAILive2BeaconFirer beaconFirer_;
 
   mutable std::mutex mutex_;
-  std::optional<URL> manifestURL_;                      // guarded by mutex_
-  Completion onResolved_;                               // guarded by mutex_
+  std::optional<URL> manifestURL_;                     // guarded by mutex_
+  Completion onResolved_;                              // guarded by mutex_
   std::optional<SKYLSSAILive2TimelineEntry> playing_;  // guarded by mutex_
 };
 

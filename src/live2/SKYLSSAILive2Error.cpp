@@ -26,12 +26,18 @@ std::optional<SKYLSSAILive2ErrorCode> SKYLSSAILive2ErrorCodeFromRaw(int64_t raw)
 
 std::string_view SKYLSSAILive2ErrorCodeName(SKYLSSAILive2ErrorCode code) {
   switch (code) {
-    case SKYLSSAILive2ErrorCode::NETWORK_ERROR: return "NETWORK_ERROR";
-    case SKYLSSAILive2ErrorCode::INVALID_SESSION: return "INVALID_SESSION";
-    case SKYLSSAILive2ErrorCode::TIMEOUT_ERROR: return "TIMEOUT_ERROR";
-    case SKYLSSAILive2ErrorCode::PARSE_ERROR: return "PARSE_ERROR";
-    case SKYLSSAILive2ErrorCode::SESSION_ERROR: return "SESSION_ERROR";
-    case SKYLSSAILive2ErrorCode::TRACKING_ERROR: return "TRACKING_ERROR";
+    case SKYLSSAILive2ErrorCode::NETWORK_ERROR:
+      return "NETWORK_ERROR";
+    case SKYLSSAILive2ErrorCode::INVALID_SESSION:
+      return "INVALID_SESSION";
+    case SKYLSSAILive2ErrorCode::TIMEOUT_ERROR:
+      return "TIMEOUT_ERROR";
+    case SKYLSSAILive2ErrorCode::PARSE_ERROR:
+      return "PARSE_ERROR";
+    case SKYLSSAILive2ErrorCode::SESSION_ERROR:
+      return "SESSION_ERROR";
+    case SKYLSSAILive2ErrorCode::TRACKING_ERROR:
+      return "TRACKING_ERROR";
   }
   return "";
 }
@@ -47,7 +53,9 @@ SKYLError SKYLSSAILive2Error::toError() const {
   SKYLError error(std::string(kSKYLSSAILive2ErrorDomain), static_cast<int64_t>(code), message);
   error.withUserInfo("code", std::string(SKYLSSAILive2ErrorCodeName(code)));
   error.withUserInfo("message", message);
-  error.withUserInfo("timestamp", fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(std::chrono::system_clock::to_time_t(timestamp))));
+  error.withUserInfo("timestamp",
+                     fmt::format("{:%Y-%m-%dT%H:%M:%SZ}",
+                                 fmt::gmtime(std::chrono::system_clock::to_time_t(timestamp))));
   error.withUserInfo("context", printed(context));
   if (underlying) error.withUnderlyingError(*underlying);
   return error;

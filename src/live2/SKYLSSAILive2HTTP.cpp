@@ -5,9 +5,11 @@ namespace skylark {
 std::optional<SKYLSSAILive2Error> SKYLSSAILive2CheckHTTPResponse(const HTTPURLResponse& response,
                                                                  const std::string& label,
                                                                  SKYLSSAILive2ErrorCode code) {
-  if (response.statusCode == 0) return SKYLSSAILive2Error(code, label + " returned no HTTP response");
+  if (response.statusCode == 0)
+    return SKYLSSAILive2Error(code, label + " returned no HTTP response");
   if (response.statusCode >= 200 && response.statusCode <= 299) return std::nullopt;
-  SKYLSSAILive2Error error(code, label + " failed with HTTP " + std::to_string(response.statusCode));
+  SKYLSSAILive2Error error(code,
+                           label + " failed with HTTP " + std::to_string(response.statusCode));
   error.context["statusCode"] = std::to_string(response.statusCode);
   return error;
 }

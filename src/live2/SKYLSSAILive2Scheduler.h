@@ -22,7 +22,8 @@ class SKYLSSAILive2Scheduler {
 // "com.skylark.ssai.live2.poll".
 class SKYLSSAILive2TimerScheduler final : public SKYLSSAILive2Scheduler {
  public:
-  SKYLSSAILive2TimerScheduler() : queue_(Dispatch::makeSerialQueue("com.skylark.ssai.live2.poll")) {}
+  SKYLSSAILive2TimerScheduler()
+      : queue_(Dispatch::makeSerialQueue("com.skylark.ssai.live2.poll")) {}
   ~SKYLSSAILive2TimerScheduler() override { cancel(); }
 
   void schedule(double every, std::function<void()> handler) override;

@@ -33,8 +33,8 @@ std::shared_ptr<URLSessionDataTask> SKYLSSAILive2SessionClient::start(
       return;
     }
     if (result->data.empty()) {
-      completion(SKYLSSAILive2Error(SKYLSSAILive2ErrorCode::PARSE_ERROR,
-                                    "Session response was empty"));
+      completion(
+          SKYLSSAILive2Error(SKYLSSAILive2ErrorCode::PARSE_ERROR, "Session response was empty"));
       return;
     }
     auto info = SKYLSSAILive2SessionInfo::decode(result->data);

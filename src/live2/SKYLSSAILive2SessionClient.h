@@ -26,7 +26,6 @@ class SKYLSSAILive2SessionClient {
                                             const std::map<std::string, std::string>& adsParams,
                                             Completion completion) const;
 
-
  private:
   std::shared_ptr<URLSession> session_;
   double timeout_;

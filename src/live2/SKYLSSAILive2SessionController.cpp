@@ -12,8 +12,7 @@ std::shared_ptr<SKYLSSAILive2SessionController> SKYLSSAILive2SessionController::
   }
   if (!dependencies.makeTrackingClient) {
     dependencies.makeTrackingClient = [](const URL& tracking) {
-      return SKYLSSAILive2TrackingClient::create(tracking,
-                                                 URLSession::shared());
+      return SKYLSSAILive2TrackingClient::create(tracking, URLSession::shared());
     };
   }
   return std::shared_ptr<SKYLSSAILive2SessionController>(
@@ -64,7 +63,8 @@ void SKYLSSAILive2SessionController::start(const std::map<std::string, std::stri
       if (self->stopped_) return;  // an answer after stop is dropped, failures too
     }
     if (!result.ok()) {
-      if (auto delegate = self->delegate()) delegate->live2ControllerDidFail(result.error().toError());
+      if (auto delegate = self->delegate())
+        delegate->live2ControllerDidFail(result.error().toError());
       return;
     }
     self->didResolve(result.value());

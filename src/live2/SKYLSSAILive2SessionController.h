@@ -76,7 +76,7 @@ class SKYLSSAILive2SessionController
       std::make_shared<SKYLSSAILive2Timeline>();
 
   mutable std::mutex lock_;
-  std::weak_ptr<SKYLSSAILive2ControllerDelegate> delegate_;     // guarded by lock_
+  std::weak_ptr<SKYLSSAILive2ControllerDelegate> delegate_;      // guarded by lock_
   std::shared_ptr<SKYLSSAILive2TrackingClient> trackingClient_;  // guarded by lock_
   std::shared_ptr<URLSessionDataTask> startTask_;                // guarded by lock_
   bool stopped_ = false;                                         // guarded by lock_

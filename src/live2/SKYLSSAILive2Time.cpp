@@ -23,10 +23,17 @@ std::optional<double> SKYLSSAILive2ParseTimeDuration(std::string_view text) {
       return std::nullopt;
     }
     switch (c) {
-      case 'H': total += value * 3600; break;
-      case 'M': total += value * 60; break;
-      case 'S': total += value; break;
-      default: return std::nullopt;
+      case 'H':
+        total += value * 3600;
+        break;
+      case 'M':
+        total += value * 60;
+        break;
+      case 'S':
+        total += value;
+        break;
+      default:
+        return std::nullopt;
     }
     buffer.clear();
   }

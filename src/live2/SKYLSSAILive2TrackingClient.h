@@ -23,15 +23,17 @@ struct SKYLSSAILive2PollSkip {
 // failures so that polling starts over from the plain URL. Safe from any
 // thread; completions run on the URL session's thread (or at once, for a
 // skipped poll).
-class SKYLSSAILive2TrackingClient : public std::enable_shared_from_this<SKYLSSAILive2TrackingClient> {
+class SKYLSSAILive2TrackingClient
+    : public std::enable_shared_from_this<SKYLSSAILive2TrackingClient> {
  public:
   using Outcome =
       std::variant<SKYLSSAILive2TrackingResponse, SKYLSSAILive2Error, SKYLSSAILive2PollSkip>;
   using Completion = std::function<void(Outcome outcome)>;
 
-  static std::shared_ptr<SKYLSSAILive2TrackingClient> create(
-      URL trackingURL, std::shared_ptr<URLSession> session, double timeout = 10.0,
-      int failureThreshold = 5);
+  static std::shared_ptr<SKYLSSAILive2TrackingClient> create(URL trackingURL,
+                                                             std::shared_ptr<URLSession> session,
+                                                             double timeout = 10.0,
+                                                             int failureThreshold = 5);
 
   // Starts one poll; nothing (and alreadyInFlight at once) while another is
   // outstanding.

@@ -4,8 +4,8 @@
 #include <cctype>
 
 #include "live2/JSONFields.h"
-#include "platform/ASCIICase.h"
 #include "live2/SKYLSSAILive2Time.h"
+#include "platform/ASCIICase.h"
 
 namespace skylark {
 namespace {
@@ -61,9 +61,9 @@ SKYLSSAILive2AdVerification decodeVerification(const Json& o) {
   try {
     for (auto& resource : decodeArray<SKYLSSAILive2AdVerification::Resource>(
              o, "javaScriptResources", [](const Json& r) {
-               return SKYLSSAILive2AdVerification::Resource{
-                   string(r, "uri"), optionalString(r, "apiFramework"),
-                   optionalBool(r, "browserOptional")};
+               return SKYLSSAILive2AdVerification::Resource{string(r, "uri"),
+                                                            optionalString(r, "apiFramework"),
+                                                            optionalBool(r, "browserOptional")};
              })) {
       verification.resources.push_back(std::move(resource));
     }
@@ -97,8 +97,9 @@ SKYLSSAILive2Avail decodeAvail(const Json& o) {
   avail.availProgramDateTime = optionalString(o, "availProgramDateTime");
   avail.adMarkerDuration = lenientString(o, "adMarkerDuration");
   const auto markerSeconds = lenientNumber(o, "adMarkerDurationInSeconds");
-  const auto marker =
-      avail.adMarkerDuration ? SKYLSSAILive2ParseTimeDuration(*avail.adMarkerDuration) : std::nullopt;
+  const auto marker = avail.adMarkerDuration
+                          ? SKYLSSAILive2ParseTimeDuration(*avail.adMarkerDuration)
+                          : std::nullopt;
   if (markerSeconds && *markerSeconds > 0) {
     avail.durationInSeconds = *markerSeconds;
   } else if (marker && *marker > 0 && *marker <= 1e9) {
@@ -140,12 +141,18 @@ std::optional<double> SKYLSSAILive2TrackingTypeProgressFraction(SKYLSSAILive2Tra
   switch (type) {
     case SKYLSSAILive2TrackingType::impression:
     case SKYLSSAILive2TrackingType::start:
-    case SKYLSSAILive2TrackingType::creativeView: return 0.0;
-    case SKYLSSAILive2TrackingType::firstQuartile: return 0.25;
-    case SKYLSSAILive2TrackingType::midpoint: return 0.5;
-    case SKYLSSAILive2TrackingType::thirdQuartile: return 0.75;
-    case SKYLSSAILive2TrackingType::complete: return 1.0;
-    default: return std::nullopt;
+    case SKYLSSAILive2TrackingType::creativeView:
+      return 0.0;
+    case SKYLSSAILive2TrackingType::firstQuartile:
+      return 0.25;
+    case SKYLSSAILive2TrackingType::midpoint:
+      return 0.5;
+    case SKYLSSAILive2TrackingType::thirdQuartile:
+      return 0.75;
+    case SKYLSSAILive2TrackingType::complete:
+      return 1.0;
+    default:
+      return std::nullopt;
   }
 }
 

@@ -17,8 +17,7 @@ struct SKYLViewableImpressionCollection {
   // Which list fires with the ad's impression: an ad tracked by the server
   // reports "undetermined"; a client-tracked ad with no impression URLs
   // "not viewable"; otherwise "viewable".
-  const std::vector<URL>& URLsForImpression(bool clientOnlyTracking,
-                                            bool hasImpressionURLs) const;
+  const std::vector<URL>& URLsForImpression(bool clientOnlyTracking, bool hasImpressionURLs) const;
 
   bool operator==(const SKYLViewableImpressionCollection&) const = default;
   std::string description() const;

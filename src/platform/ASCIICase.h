@@ -12,9 +12,9 @@ namespace skylark {
 inline char toLowerASCII(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + 32) : c; }
 
 inline bool equalsIgnoringASCIICase(std::string_view a, std::string_view b) {
-  return a.size() == b.size() &&
-         std::equal(a.begin(), a.end(), b.begin(),
-                    [](char x, char y) { return toLowerASCII(x) == toLowerASCII(y); });
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+           return toLowerASCII(x) == toLowerASCII(y);
+         });
 }
 
 inline std::string lowercaseASCII(std::string_view s) {

@@ -20,10 +20,8 @@ inline std::string descriptionHeader(std::string_view className, const void* sel
 inline std::string describe(const std::string& s) { return s; }
 inline std::string describe(bool b) { return b ? "YES" : "NO"; }
 template <typename T>
-  requires requires(const T& t) { t.description(); }
-std::string describe(const T& value) {
-  return value.description();
-}
+requires requires(const T& t) { t.description(); }
+std::string describe(const T& value) { return value.description(); }
 template <typename T>
 std::string describe(const std::shared_ptr<T>& p) {
   return p ? describe(*p) : "(null)";

@@ -116,8 +116,8 @@ class IOContextMainQueue final : public MainQueue {
       const auto now = std::chrono::steady_clock::now();
       if (now >= deadline) return false;
       io_.restart();
-      io_.run_one_for(std::min<std::chrono::steady_clock::duration>(
-          deadline - now, std::chrono::milliseconds(10)));
+      io_.run_one_for(std::min<std::chrono::steady_clock::duration>(deadline - now,
+                                                                    std::chrono::milliseconds(10)));
     }
     return true;
   }

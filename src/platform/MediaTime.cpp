@@ -151,8 +151,8 @@ MediaTime multiplyByFloat64(const MediaTime& t, double multiplier) {
     return infinityWithSign((t.value < 0) != (multiplier < 0));
   }
   const long double rounded = std::round(product);
-  const uint32_t roundedFlag =
-      (rounded != product ? MediaTime::kHasBeenRounded : 0) | (t.flags & MediaTime::kHasBeenRounded);
+  const uint32_t roundedFlag = (rounded != product ? MediaTime::kHasBeenRounded : 0) |
+                               (t.flags & MediaTime::kHasBeenRounded);
   return {static_cast<int64_t>(rounded), timescale, MediaTime::kValid | roundedFlag, t.epoch};
 }
 

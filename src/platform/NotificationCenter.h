@@ -7,8 +7,8 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <unordered_map>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace skylark {
@@ -46,7 +46,7 @@ class NotificationCenter {
   using Entries = std::vector<std::shared_ptr<Entry>>;  // in registration order
 
   std::mutex mutex_;
-  Token nextToken_ = 1;                                        // guarded by mutex_
+  Token nextToken_ = 1;  // guarded by mutex_
   // By name, so a post costs its own observers only, however many others
   // there are (a thousand sessions each watch the player's rate).
   std::unordered_map<std::string, Entries> named_;             // guarded by mutex_

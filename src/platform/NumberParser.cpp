@@ -95,9 +95,9 @@ std::optional<double> NumberParser::parse(std::string_view text) const {
   const auto length = static_cast<int32_t>(utf16->size());
   int32_t position = 0;
   UErrorCode status = U_ZERO_ERROR;
-  const double value = unum_parseDouble(impl_->format.get(),
-                                        reinterpret_cast<const UChar*>(utf16->data()), length,
-                                        &position, &status);
+  const double value =
+      unum_parseDouble(impl_->format.get(), reinterpret_cast<const UChar*>(utf16->data()), length,
+                       &position, &status);
   if (U_FAILURE(status) || position != length || !std::isfinite(value)) return std::nullopt;
   return value;
 }

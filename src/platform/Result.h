@@ -68,10 +68,9 @@ class [[nodiscard]] Result<void, SKYLError> {
 }  // namespace skylark
 
 // Returns the error of a failed Result from the enclosing function.
-#define SKYL_RETURN_IF_ERROR(expr)                 \
-  do {                                             \
-    if (auto skyl_result_ = (expr); !skyl_result_) \
-      return skyl_result_.error();                 \
+#define SKYL_RETURN_IF_ERROR(expr)                                              \
+  do {                                                                          \
+    if (auto skyl_result_ = (expr); !skyl_result_) return skyl_result_.error(); \
   } while (false)
 
 // Declares or assigns `lhs` from the value of a Result, or returns its

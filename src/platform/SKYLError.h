@@ -22,7 +22,8 @@ struct SKYLError {
 
   SKYLError() = default;
   SKYLError(std::string domain, int64_t code, std::string localizedDescription = {})
-      : domain(std::move(domain)), code(code),
+      : domain(std::move(domain)),
+        code(code),
         localizedDescription(std::move(localizedDescription)) {}
 
   SKYLError& withFailureReason(std::string reason);

@@ -14,22 +14,22 @@ namespace skylark {
 // specifiers, and its number for %f.
 class FormatArg {
  public:
-  FormatArg(std::nullptr_t) : text_("(null)") {}  // NOLINT: implicit by design
+  FormatArg(std::nullptr_t) : text_("(null)") {}         // NOLINT: implicit by design
   FormatArg(const char* s) : text_(s ? s : "(null)") {}  // NOLINT
-  FormatArg(std::string_view s) : text_(s) {}  // NOLINT
-  FormatArg(const std::string& s) : text_(s) {}  // NOLINT
-  FormatArg(bool b) : text_(b ? "YES" : "NO") {}  // NOLINT
+  FormatArg(std::string_view s) : text_(s) {}            // NOLINT
+  FormatArg(const std::string& s) : text_(s) {}          // NOLINT
+  FormatArg(bool b) : text_(b ? "YES" : "NO") {}         // NOLINT
   template <std::integral I>
-    requires(!std::same_as<I, bool>)
-  FormatArg(I i) : text_(std::to_string(i)), number_(static_cast<double>(i)) {}  // NOLINT
+  requires(!std::same_as<I, bool>) FormatArg(I i)
+      : text_(std::to_string(i)), number_(static_cast<double>(i)) {}  // NOLINT
   template <std::floating_point F>
   FormatArg(F f) : text_(std::to_string(f)), number_(static_cast<double>(f)) {}  // NOLINT
   FormatArg(const void* p);  // NOLINT: rendered as 0x...
   // Anything with a description(), as the platform prints objects.
   template <typename T>
-    requires requires(const T& t) {
-      { t.description() } -> std::convertible_to<std::string>;
-    }
+  requires requires(const T& t) {
+    { t.description() } -> std::convertible_to<std::string>;
+  }
   FormatArg(const T& object) : text_(object.description()) {}  // NOLINT
   template <typename T>
   FormatArg(const std::optional<T>& maybe)  // NOLINT

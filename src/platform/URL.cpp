@@ -29,7 +29,15 @@ bool hasOnlyURLCharacters(std::string_view text) {
     const auto u = static_cast<unsigned char>(c);
     if (u <= 0x20 || u >= 0x7f) return false;
     switch (c) {
-      case '<': case '>': case '"': case '{': case '}': case '|': case '\\': case '^': case '`':
+      case '<':
+      case '>':
+      case '"':
+      case '{':
+      case '}':
+      case '|':
+      case '\\':
+      case '^':
+      case '`':
         return false;
       default:
         return true;
@@ -100,7 +108,8 @@ size_t plainHTTPSchemeLength(std::string_view text) {
   const size_t schemeLength = at - 3;
   const size_t hostStart = at;
   while (at < text.size() && (isAlphanumeric(text[at]) || text[at] == '.' || text[at] == '-')) ++at;
-  if (at == hostStart || !isAlphanumeric(text[hostStart]) || !isAlphanumeric(text[at - 1])) return 0;
+  if (at == hostStart || !isAlphanumeric(text[hostStart]) || !isAlphanumeric(text[at - 1]))
+    return 0;
   if (at < text.size() && text[at] == ':') {
     const size_t portStart = ++at;
     long port = 0;
@@ -189,8 +198,8 @@ std::optional<std::string> URL::query() const {
   const size_t mark = text_.find('?');
   if (mark == std::string::npos) return std::nullopt;
   const size_t fragment = text_.find('#', mark);
-  return text_.substr(mark + 1, fragment == std::string::npos ? std::string::npos
-                                                               : fragment - mark - 1);
+  return text_.substr(mark + 1,
+                      fragment == std::string::npos ? std::string::npos : fragment - mark - 1);
 }
 
 std::vector<URLQueryItem> URL::queryItems() const {
@@ -215,7 +224,8 @@ std::vector<URLQueryItem> URL::queryItems() const {
 std::string URL::host() const {
   if (isRelative()) return {};
   CurlURL handle(curl_url());
-  if (!handle || curl_url_set(handle.get(), CURLUPART_URL, text_.c_str(), kParseFlags) != CURLUE_OK) {
+  if (!handle ||
+      curl_url_set(handle.get(), CURLUPART_URL, text_.c_str(), kParseFlags) != CURLUE_OK) {
     return {};
   }
   return part(handle, CURLUPART_HOST);

@@ -263,14 +263,16 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
     const std::string detail = task.errorBuffer[0] ? task.errorBuffer : curl_easy_strerror(code);
     switch (code) {
       case CURLE_OPERATION_TIMEDOUT:
-        return urlError(kURLErrorTimedOut,
-                        fmt::format("timed out after {:g} s",
-                                    task.request.timeoutInterval.count() / 1000.0));
+        return urlError(
+            kURLErrorTimedOut,
+            fmt::format("timed out after {:g} s", task.request.timeoutInterval.count() / 1000.0));
       case CURLE_COULDNT_CONNECT:
         return urlError(kURLErrorCannotConnectToHost, "Could not connect to the server. " + detail);
       case CURLE_COULDNT_RESOLVE_HOST:
-        return urlError(kURLErrorCannotFindHost, "A server with the specified hostname could not "
-                                                 "be found. " + detail);
+        return urlError(kURLErrorCannotFindHost,
+                        "A server with the specified hostname could not "
+                        "be found. " +
+                            detail);
       case CURLE_UNSUPPORTED_PROTOCOL:
         if (const auto scheme = refusedRedirectScheme(task)) {
           return urlError(kURLErrorUnsupportedURL, "HTTP redirect to " + *scheme + ":// refused");
@@ -289,8 +291,8 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
       case CURLE_RECV_ERROR:
       case CURLE_SEND_ERROR:
       case CURLE_PARTIAL_FILE:
-        return urlError(kURLErrorNetworkConnectionLost, "The network connection was lost. " +
-                                                            detail);
+        return urlError(kURLErrorNetworkConnectionLost,
+                        "The network connection was lost. " + detail);
       default:
         return urlError(kURLErrorUnknown, detail);
     }
@@ -329,9 +331,9 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
   std::atomic<uint64_t> nextIdentifier{1};
 
   std::mutex mutex;
-  bool stopping = false;                                 // guarded by mutex
-  std::vector<std::shared_ptr<TaskState>> toStart;       // guarded by mutex
-  std::vector<std::shared_ptr<TaskState>> toCancel;      // guarded by mutex
+  bool stopping = false;                                // guarded by mutex
+  std::vector<std::shared_ptr<TaskState>> toStart;      // guarded by mutex
+  std::vector<std::shared_ptr<TaskState>> toCancel;     // guarded by mutex
   std::map<CURL*, std::shared_ptr<TaskState>> running;  // session thread only
 };
 
@@ -349,8 +351,7 @@ void URLSession::invalidateAndCancel() { impl_->shutdown(); }
 std::shared_ptr<URLSessionDataTask> URLSession::dataTask(URLRequest request,
                                                          Completion completion) {
   auto state = std::make_shared<TaskState>(std::move(request), std::move(completion));
-  return std::make_shared<URLSessionDataTask>(impl_, std::move(state),
-                                              impl_->nextIdentifier++);
+  return std::make_shared<URLSessionDataTask>(impl_, std::move(state), impl_->nextIdentifier++);
 }
 
 void URLSessionDataTask::resume() {

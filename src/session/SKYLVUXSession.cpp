@@ -9,8 +9,8 @@
 #include "live2/SKYLSSAILive2Detector.h"
 #include "platform/DispatchQueue.h"
 #include "platform/NotificationCenter.h"
-#include "timeline/SKYLSSAIConstants.h"
 #include "session/SessionHelpers.h"
+#include "timeline/SKYLSSAIConstants.h"
 #include "vmap/SKYLVelaTimelineLoader.h"
 
 namespace skylark {
@@ -22,9 +22,12 @@ using TrackerEvent = SKYLVelaProgressTrackerEvent;
 // first two cases, anything else the third.
 SKYLSSAILive2DetectionRule detectionRule(int64_t meridianLiveDetection) {
   switch (meridianLiveDetection) {
-    case 1: return static_cast<SKYLSSAILive2DetectionRule>(0);
-    case 2: return static_cast<SKYLSSAILive2DetectionRule>(1);
-    default: return static_cast<SKYLSSAILive2DetectionRule>(2);
+    case 1:
+      return static_cast<SKYLSSAILive2DetectionRule>(0);
+    case 2:
+      return static_cast<SKYLSSAILive2DetectionRule>(1);
+    default:
+      return static_cast<SKYLSSAILive2DetectionRule>(2);
   }
 }
 
@@ -38,7 +41,8 @@ using namespace session_detail;
 
 std::shared_ptr<SKYLVUXSession> SKYLVUXSession::initWithUpstreamSession(
     std::shared_ptr<SKYLPlaybackSession> session, HTTPHeaderFields httpHeaders) {
-  std::shared_ptr<SKYLVUXSession> made(new SKYLVUXSession(std::move(session), std::move(httpHeaders)));
+  std::shared_ptr<SKYLVUXSession> made(
+      new SKYLVUXSession(std::move(session), std::move(httpHeaders)));
   made->start();
   return made;
 }
@@ -86,11 +90,21 @@ void SKYLVUXSession::checkIfSourceIsAudioOnly(const std::shared_ptr<SKYLSource>&
 
 bool SKYLVUXSession::respondsToSelector(std::string_view selector) const {
   static const std::set<std::string_view, std::less<>> kOwn = {
-      "load", "video", "canSeek", "currentTime", "absoluteTimeAtContentTime:",
-      "contentTimeAtAbsoluteTime:", "contentTimeFromVideoTime:", "setSessionCommonProperties:",
-      "checkIfSourceIsAudioOnly:", "startObservingRequiredValuesOnInnerPlaybackSession:",
-      "seekToTime:completionHandler:", "seekToTime:toleranceBefore:toleranceAfter:completionHandler:",
-      "resumeVideoAtTime:withAutoPlay:", "pauseAd", "resumeAd"};
+      "load",
+      "video",
+      "canSeek",
+      "currentTime",
+      "absoluteTimeAtContentTime:",
+      "contentTimeAtAbsoluteTime:",
+      "contentTimeFromVideoTime:",
+      "setSessionCommonProperties:",
+      "checkIfSourceIsAudioOnly:",
+      "startObservingRequiredValuesOnInnerPlaybackSession:",
+      "seekToTime:completionHandler:",
+      "seekToTime:toleranceBefore:toleranceAfter:completionHandler:",
+      "resumeVideoAtTime:withAutoPlay:",
+      "pauseAd",
+      "resumeAd"};
   return kOwn.count(selector) > 0 || innerPlaybackSession()->respondsToSelector(selector);
 }
 
@@ -134,7 +148,8 @@ void SKYLVUXSession::load() {
     return;
   }
   if (SKYLSSAILive2Detector::isLive2(source->url(), token, detectionRule(3))) {
-    SKYLHostLog(3, "Meridian Live handling is off for this source. Playing it without ad features.");
+    SKYLHostLog(3,
+                "Meridian Live handling is off for this source. Playing it without ad features.");
     live2PlayContentOnly(source);
     return;
   }
@@ -153,7 +168,8 @@ void SKYLVUXSession::loadTimeline(const std::shared_ptr<SKYLSource>& source) {
   loader->load([weak](std::shared_ptr<SKYLVelaTimelineLoader> done) {
     // The loader finishes on its own queue: everything else is main-queue.
     Dispatch::main().async([weak, done] {
-      if (const auto self = weak.lock()) self->didLoadTimeline(done->resultTimeline(), done->error());
+      if (const auto self = weak.lock())
+        self->didLoadTimeline(done->resultTimeline(), done->error());
     });
   });
 }
@@ -262,7 +278,8 @@ void SKYLVUXSession::fail(SKYLError error) {
 
 // Relayed values ---------------------------------------------------------
 
-void SKYLVUXSession::startObservingRequiredValuesOnInnerPlaybackSession(SKYLPlaybackSession& inner) {
+void SKYLVUXSession::startObservingRequiredValuesOnInnerPlaybackSession(
+    SKYLPlaybackSession& inner) {
   if (observingInner_) return;
   observingInner_ = true;
   kvoManager_.startObserving<MediaTime>(
@@ -353,7 +370,8 @@ void SKYLVUXSession::setLifecycleStateFiltered(const SKYLLifecycleEventPtr& even
     const auto& properties = currentTrackerEvent_->properties();
     auto ad = properties && properties->ad ? adForVelaAd(properties->ad) : currentAd_;
     if (ad) {
-      emit(pause ? kSKYLPlaybackSessionLifecycleEventAdPause : kSKYLPlaybackSessionLifecycleEventAdResume,
+      emit(pause ? kSKYLPlaybackSessionLifecycleEventAdPause
+                 : kSKYLPlaybackSessionLifecycleEventAdResume,
            {{key(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd), std::move(ad)}});
       return;
     }
@@ -366,7 +384,8 @@ void SKYLVUXSession::setLifecycleStateFiltered(const SKYLLifecycleEventPtr& even
 
 void SKYLVUXSession::emit(std::string_view type,
                           SKYLPlaybackSessionLifecycleEvent::Properties properties) {
-  lifecycleState_.set(SKYLPlaybackSessionLifecycleEvent::eventWithType(type, std::move(properties)));
+  lifecycleState_.set(
+      SKYLPlaybackSessionLifecycleEvent::eventWithType(type, std::move(properties)));
 }
 
 // Time mapping ----------------------------------------------------------------

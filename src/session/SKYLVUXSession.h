@@ -6,13 +6,13 @@
 #include <optional>
 #include <string>
 
-#include "host/SKYLAd.h"
 #include "companions/SKYLSSAIAdComponentDisplayContainer.h"
+#include "host/SKYLAd.h"
 #include "host/SKYLAdLedgerManager.h"
 #include "host/SKYLAdSequence.h"
 #include "host/SKYLKVOManager.h"
-#include "live2/SKYLSSAILive2AdInfo.h"
 #include "host/SKYLSessionProviderExtension.h"
+#include "live2/SKYLSSAILive2AdInfo.h"
 #include "platform/URLSession.h"
 #include "session/ForwardingPlaybackSession.h"
 #include "session/SKYLSSAILive2ResolvedSession.h"
@@ -231,7 +231,8 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   std::shared_ptr<const std::string> vmapResponseData_;
   std::unique_ptr<SKYLVelaProgressTracker> tracker_;
   std::shared_ptr<SKYLVelaAnalyticsDigester> sharedDigester_;
-  const std::shared_ptr<BeaconDeliveryLedger> deliveryLedger_ = std::make_shared<BeaconDeliveryLedger>();
+  const std::shared_ptr<BeaconDeliveryLedger> deliveryLedger_ =
+      std::make_shared<BeaconDeliveryLedger>();
   std::unique_ptr<SKYLVelaAnalyticsSession> analyticsSession_;
   SKYLVelaProgressTracker::Event currentTrackerEvent_;
   std::shared_ptr<SKYLAd> currentAd_;

@@ -4,9 +4,9 @@
 
 #include "host/SKYLHostConstants.h"
 #include "platform/DispatchQueue.h"
-#include "timeline/SKYLSSAIConstants.h"
 #include "session/SKYLVUXSession.h"
 #include "session/SessionHelpers.h"
+#include "timeline/SKYLSSAIConstants.h"
 
 namespace skylark {
 
@@ -57,7 +57,8 @@ void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event)
     const auto* playing = currentAd_ ? currentAd_->property<std::shared_ptr<const SKYLVelaAd>>(
                                            kSKYLSSAIAdPropertiesKeyVelaAd)
                                      : nullptr;
-    const bool same = event.type() != TrackerEvent::EnterAd && playing && *playing == properties->ad;
+    const bool same =
+        event.type() != TrackerEvent::EnterAd && playing && *playing == properties->ad;
     ad = same ? currentAd_ : adForVelaAd(properties->ad);
   }
   const auto sequence = properties ? properties->adSequence : nullptr;
@@ -89,10 +90,9 @@ void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event)
       auto tick = [weak] {
         if (const auto self = weak.lock()) self->adTimerTick();
       };
-      adInfoTimer_ = adTimerFactory_
-                         ? adTimerFactory_(tick)
-                         : std::make_shared<RepeatingTimer>(Dispatch::main(), std::chrono::seconds(1),
-                                                            false, tick);
+      adInfoTimer_ = adTimerFactory_ ? adTimerFactory_(tick)
+                                     : std::make_shared<RepeatingTimer>(
+                                           Dispatch::main(), std::chrono::seconds(1), false, tick);
       relay(kSKYLPlaybackSessionLifecycleEventAdEnter, std::move(adProperties));
       break;
     }
@@ -233,7 +233,8 @@ SKYLAdLedgerManager::Parameters SKYLVUXSession::adEventParametersForEvent(int64_
   }
   const bool postRoll = podType == kSKYLAdLedgerOptionAdPodTypePostroll;
   if (!liveSSAI_) {
-    parameters[key(kSKYLAdLedgerParameterPodIndexKey)] = postRoll ? int64_t{-1} : currentAdPodIndex_;
+    parameters[key(kSKYLAdLedgerParameterPodIndexKey)] =
+        postRoll ? int64_t{-1} : currentAdPodIndex_;
   }
   if (code == kPodStart || code == kPodEnd) {
     parameters[key(kSKYLAdLedgerParameterPodAdCountKey)] =
@@ -274,7 +275,8 @@ SKYLAdLedgerManager::Parameters SKYLVUXSession::adEventParametersForEvent(int64_
   return parameters;
 }
 
-std::shared_ptr<SKYLAd> SKYLVUXSession::adForVelaAd(const std::shared_ptr<const SKYLVelaAd>& ad) const {
+std::shared_ptr<SKYLAd> SKYLVUXSession::adForVelaAd(
+    const std::shared_ptr<const SKYLVelaAd>& ad) const {
   if (!ad) return nullptr;
   auto record = std::make_shared<SKYLAd>();
   record->title = ad->title();
@@ -316,7 +318,8 @@ std::shared_ptr<SKYLAdSequence> SKYLVUXSession::adSequenceForVelaAdSequence(
   auto record = std::make_shared<SKYLAdSequence>();
   for (const auto& ad : sequence->ads()) record->ads.push_back(adForVelaAd(ad));
   record->properties[key(kSKYLSSAIAdPropertiesKeyVelaAdSequence)] = sequence;
-  record->setVmapClientOptionsShowAdRemainingTime(sequence->liveSsaiClientOptionsShowAdRemainingTime());
+  record->setVmapClientOptionsShowAdRemainingTime(
+      sequence->liveSsaiClientOptionsShowAdRemainingTime());
   record->setVmapClientOptionsShowAdBreakRemainingTime(
       sequence->liveSsaiClientOptionsShowAdBreakRemainingTime());
   record->setVmapClientOptionsShowNumberOfRemainingAds(

@@ -33,7 +33,9 @@ SystemTime plusSeconds(SystemTime t, double seconds) {
 
 void SKYLVUXSession::loadLive2Session(const std::shared_ptr<SKYLSource>& source) {
   if (live2Coordinator_ && live2SessionSourceURL_ == source->url()) {
-    SKYLHostLog(3, "A Meridian Live session is already active for this source. Skipping re-initialization.");
+    SKYLHostLog(
+        3,
+        "A Meridian Live session is already active for this source. Skipping re-initialization.");
     return;
   }
   live2TeardownSession();
@@ -47,10 +49,13 @@ void SKYLVUXSession::loadLive2Session(const std::shared_ptr<SKYLSource>& source)
   live2Coordinator_ = live2CoordinatorFactory_ ? live2CoordinatorFactory_(*source->url())
                                                : SKYLSSAILive2Coordinator::create(*source->url());
   std::weak_ptr<SKYLVUXSession> weak = shared_from_this();
-  auto completion = [weak, generation, source](std::optional<URL> manifest, std::optional<SKYLError> error) {
-    if (const auto self = weak.lock()) self->live2DidStart(generation, source, std::move(manifest), std::move(error));
+  auto completion = [weak, generation, source](std::optional<URL> manifest,
+                                               std::optional<SKYLError> error) {
+    if (const auto self = weak.lock())
+      self->live2DidStart(generation, source, std::move(manifest), std::move(error));
   };
-  const auto resolved = live2ResolvedSessionLookup_ ? live2ResolvedSessionLookup_(*source->url()) : nullptr;
+  const auto resolved =
+      live2ResolvedSessionLookup_ ? live2ResolvedSessionLookup_(*source->url()) : nullptr;
   if (resolved) {
     SKYLHostLog(3, "Resuming the Meridian Live session already established for this source.");
     live2Coordinator_->resume(resolved->manifestURL, resolved->trackingURL, completion);
@@ -72,7 +77,8 @@ void SKYLVUXSession::live2DidStart(uint64_t generation, const std::shared_ptr<SK
       tracking && live2ResolvedSessionRecorder_ && source->url()) {
     live2ResolvedSessionRecorder_(*source->url(), *manifest, *tracking);
   }
-  ssaiSource_ = SKYLSource::initWithURL(manifest, std::string(kSKYLDeliveryHLS), source->properties());
+  ssaiSource_ =
+      SKYLSource::initWithURL(manifest, std::string(kSKYLDeliveryHLS), source->properties());
   innerPlaybackSession()->loadVideoURL(*manifest);
   startObservingRequiredValuesOnInnerPlaybackSession(*innerPlaybackSession());
   loadState_.set(2);
@@ -124,7 +130,8 @@ void SKYLVUXSession::live2UpdateAdState() {
     if (count > live2SequenceAdCount_) {
       // Announced again whenever more of the break's ads can be shown.
       auto sequence = std::make_shared<SKYLAdSequence>();
-      for (const auto& ad : live2Coordinator_->ads(*availId)) sequence->ads.push_back(live2AdForInfo(ad));
+      for (const auto& ad : live2Coordinator_->ads(*availId))
+        sequence->ads.push_back(live2AdForInfo(ad));
       live2SequenceAdCount_ = count;
       live2CurrentAdSequence_ = sequence;
       live2EmitEventOfType(kSKYLPlaybackSessionLifecycleEventAdSequenceEnter,
@@ -185,11 +192,12 @@ void SKYLVUXSession::live2EmitAdProgressAt(SystemTime date) {
 void SKYLVUXSession::live2EmitEventOfType(std::string_view type, std::string_view propertyKey,
                                           std::any value) {
   if (!value.has_value()) {
-    SKYLHostLog(0, "Suppressed Meridian Live %@ with no %@; emitting it would abort.", type, propertyKey);
+    SKYLHostLog(0, "Suppressed Meridian Live %@ with no %@; emitting it would abort.", type,
+                propertyKey);
     return;
   }
-  lifecycleState_.set(
-      SKYLPlaybackSessionLifecycleEvent::eventWithType(type, {{key(propertyKey), std::move(value)}}));
+  lifecycleState_.set(SKYLPlaybackSessionLifecycleEvent::eventWithType(
+      type, {{key(propertyKey), std::move(value)}}));
 }
 
 std::shared_ptr<SKYLAd> SKYLVUXSession::live2AdForInfo(const SKYLSSAILive2AdInfo& info) const {
@@ -217,7 +225,8 @@ std::shared_ptr<SKYLAd> SKYLVUXSession::live2AdForInfo(const SKYLSSAILive2AdInfo
   return record;
 }
 
-std::shared_ptr<const SKYLVelaAd> SKYLVUXSession::live2VelaAdForInfo(const SKYLSSAILive2AdInfo& info) const {
+std::shared_ptr<const SKYLVelaAd> SKYLVUXSession::live2VelaAdForInfo(
+    const SKYLSSAILive2AdInfo& info) const {
   SKYLVelaAdBuilder builder;
   builder.adId = info.adId;
   builder.adTitle = info.title;
@@ -237,7 +246,8 @@ std::shared_ptr<const SKYLVelaAd> SKYLVUXSession::live2VelaAdForInfo(const SKYLS
     companions.addCompanionAd(c.buildCompanionAd());
   }
   builder.companionsCollection = companions.buildCompanionAdsCollection();
-  if (!info.clickthroughURLs.empty()) builder.clickThroughURL = URL::parse(info.clickthroughURLs.front());
+  if (!info.clickthroughURLs.empty())
+    builder.clickThroughURL = URL::parse(info.clickthroughURLs.front());
   for (const auto& text : info.clickTrackingURLs) {
     if (auto url = URL::parse(text)) builder.clickTrackingURLs.push_back(std::move(*url));
   }
@@ -282,7 +292,8 @@ void SKYLVUXSession::outputDidOutputTimedMetadata(const std::vector<TimedMetadat
   // main queue, where the tracker that reads it lives.
   for (const auto& item : items) {
     if (item.keySpace != "org.id3" || item.key != "TXXX") continue;
-    SKYLHostLog(6, "keySpace : %@ (%@)", item.keySpace, fmt::format("time : {:.2f}", item.time.seconds()));
+    SKYLHostLog(6, "keySpace : %@ (%@)", item.keySpace,
+                fmt::format("time : {:.2f}", item.time.seconds()));
     SKYLHostLog(6, "key : %@ (%@)", item.key, fmt::format("time : {:.2f}", item.time.seconds()));
     SKYLHostLog(6, "value : %@", item.bytes);
     auto parsed = SKYLLiveSSAIParseAdMetadataFromDataWithError(item.bytes, item.time);

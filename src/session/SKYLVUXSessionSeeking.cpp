@@ -156,7 +156,8 @@ void SKYLVUXSession::skipAd(const std::weak_ptr<SKYLAd>& record) {
     analyticsSession_->adAnalaytics()->trackAdSkip();
   }
   player->pause();
-  const auto* velaAd = ad->property<std::shared_ptr<const SKYLVelaAd>>(kSKYLSSAIAdPropertiesKeyVelaAd);
+  const auto* velaAd =
+      ad->property<std::shared_ptr<const SKYLVelaAd>>(kSKYLSSAIAdPropertiesKeyVelaAd);
   const MediaTime target = (velaAd && *velaAd ? (*velaAd)->endTime() : MediaTime()) + seekOffset();
   tracker_->setSuspendProgress(true);
   // Either way the tracker hears of the skip, so the analytics report

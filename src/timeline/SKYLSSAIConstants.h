@@ -30,8 +30,9 @@ inline constexpr std::string_view kSKYLSSAILifecycleEventAdWebViewControllerWill
     "kSKYLSSAILifecycleEventAdWebViewControllerWillClose";
 inline constexpr std::string_view kSKYLSSAILifecycleEventAdWebViewControllerDidClose =
     "kSKYLSSAILifecycleEventAdWebViewControllerDidClose";
-inline constexpr std::string_view kSKYLSSAILifecycleEventAdWebViewControllerWillOpenExternalBrowser =
-    "kSKYLSSAILifecycleEventAdWebViewControllerWillOpenExternalBrowser";
+inline constexpr std::string_view
+    kSKYLSSAILifecycleEventAdWebViewControllerWillOpenExternalBrowser =
+        "kSKYLSSAILifecycleEventAdWebViewControllerWillOpenExternalBrowser";
 
 inline constexpr std::string_view kSKYLSSAIAdPropertiesKeyVelaAd = "kSKYLSSAIAdPropertiesKeyVelaAd";
 inline constexpr std::string_view kSKYLSSAIAdPropertiesKeyVelaAdSequence =

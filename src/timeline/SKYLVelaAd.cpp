@@ -38,11 +38,10 @@ size_t SKYLVelaAd::hash() const {
 
 std::string SKYLVelaAd::description() const {
   std::string verifications = "(" + std::to_string(adVerifications_.size()) + " records)";
-  return descriptionHeader("SKYLVelaAd", this) + " title = " + title_ + ";" +
-         " adId = " + adId_ + ";" + " beginTime = " + beginTime_.description() + ";" +
-         " endTime = " + endTime_.description() + ";" +
-         " duration = " + duration_.description() + ";" +
-         " logicalOffset = " + logicalOffset_.description() + ";" +
+  return descriptionHeader("SKYLVelaAd", this) + " title = " + title_ + ";" + " adId = " + adId_ +
+         ";" + " beginTime = " + beginTime_.description() + ";" +
+         " endTime = " + endTime_.description() + ";" + " duration = " + duration_.description() +
+         ";" + " logicalOffset = " + logicalOffset_.description() + ";" +
          " skipOffset = " + skipOffset_.description() + ";" +
          " adVerifications = " + verifications +
          " viewableImpression = " + (viewableImpression_ ? "(present)" : "(null)") + ";" +

@@ -113,9 +113,8 @@ size_t SKYLVelaAdSequence::hash() const {
 std::string SKYLVelaAdSequence::description() const {
   return descriptionHeader("SKYLVelaAdSequence", this) + " ads = " + describeList(ads()) + ";" +
          " beginTime = " + beginTime().description() + ";" +
-         " endTime = " + endTime().description() + ";" +
-         " duration = " + duration().description() + ";" +
-         " logicalOffset = " + logicalOffset().description() + ";>";
+         " endTime = " + endTime().description() + ";" + " duration = " + duration().description() +
+         ";" + " logicalOffset = " + logicalOffset().description() + ";>";
 }
 
 }  // namespace skylark

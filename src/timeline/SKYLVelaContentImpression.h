@@ -26,8 +26,8 @@ class SKYLVelaContentImpression {
     return hashStep(hashStep(1, url_ ? url_->hash() : 0), hashFromDouble(logicalTime_.seconds()));
   }
   std::string description() const {
-    return descriptionHeader("SKYLVelaContentImpression", this) + " url = " + describe(url_) +
-           ";" + " logicalTime = " + logicalTime_.description() + ";>";
+    return descriptionHeader("SKYLVelaContentImpression", this) + " url = " + describe(url_) + ";" +
+           " logicalTime = " + logicalTime_.description() + ";>";
   }
 
  private:

@@ -7,8 +7,8 @@
 
 namespace skylark {
 
-SKYLVelaPath::SKYLVelaPath(std::shared_ptr<const SKYLVelaTimeline> timeline,
-                           MediaTime absoluteTime, std::shared_ptr<SKYLVelaAdSequence> adSequence,
+SKYLVelaPath::SKYLVelaPath(std::shared_ptr<const SKYLVelaTimeline> timeline, MediaTime absoluteTime,
+                           std::shared_ptr<SKYLVelaAdSequence> adSequence,
                            std::shared_ptr<const SKYLVelaAd> ad)
     : timeline_(std::move(timeline)),
       absoluteTime_(absoluteTime),
@@ -48,8 +48,8 @@ std::string SKYLVelaPath::description() const {
   return descriptionHeader("SKYLVelaPath", this) +
          " absoluteTime = " + absoluteTime_.description() + ";" +
          " logicalTime = " + logicalTime().description() + ";" + " ad = " + describe(ad_) + ";" +
-         " adSequence = " + describe(adSequence_) + ";" +
-         " timeline = " + describe(timeline_) + ";>";
+         " adSequence = " + describe(adSequence_) + ";" + " timeline = " + describe(timeline_) +
+         ";>";
 }
 
 }  // namespace skylark

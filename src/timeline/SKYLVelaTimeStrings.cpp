@@ -25,9 +25,7 @@ std::string loggable(std::string_view s) {
 // How the rejecting character set prints in the log line: the set object
 // itself, not the list of allowed characters.
 struct DurationRejectSet {
-  std::string description() const {
-    return "<CharacterSet: inverted set of \"0123456789.:+\">";
-  }
+  std::string description() const { return "<CharacterSet: inverted set of \"0123456789.:+\">"; }
 };
 
 std::vector<std::string_view> split(std::string_view s, char separator) {
@@ -66,8 +64,8 @@ std::pair<char32_t, size_t> decodeAt(std::string_view s, size_t i) {
 
 bool isWhiteSpaceOrNewline(char32_t c) {
   return (c >= 0x09 && c <= 0x0d) || c == 0x20 || c == 0x85 || c == 0xa0 || c == 0x1680 ||
-         (c >= 0x2000 && c <= 0x200a) || c == 0x2028 || c == 0x2029 || c == 0x202f ||
-         c == 0x205f || c == 0x3000;
+         (c >= 0x2000 && c <= 0x200a) || c == 0x2028 || c == 0x2029 || c == 0x202f || c == 0x205f ||
+         c == 0x3000;
 }
 
 }  // namespace
@@ -86,8 +84,7 @@ MediaTime SKYLVelaDurationFromString(const std::optional<std::string_view>& stri
     return MediaTime::invalid();
   }
   if (s.size() > kMaxTimeStringLength) {
-    SKYLVelaLog("Could not parse duration `%@` (missing hours, minutes, or seconds).",
-                loggable(s));
+    SKYLVelaLog("Could not parse duration `%@` (missing hours, minutes, or seconds).", loggable(s));
     return MediaTime::invalid();
   }
   s = s.substr(0, s.find('+'));
@@ -113,9 +110,8 @@ MediaTime SKYLVelaDurationFromString(const std::optional<std::string_view>& stri
 MediaTime SKYLVelaAdBreakTimeOffsetFromString(std::string_view string) {
   if (string.size() > kMaxTimeStringLength) return SKYLVelaDurationFromString(string);
   std::string lower(string);
-  std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) {
-    return static_cast<char>(c < 0x80 ? std::tolower(c) : c);
-  });
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](unsigned char c) { return static_cast<char>(c < 0x80 ? std::tolower(c) : c); });
   if (lower == "start") return MediaTime::zero();
   if (lower == "end") return MediaTime::positiveInfinity();
   return SKYLVelaDurationFromString(string);
@@ -128,9 +124,10 @@ MediaTime SKYLVelaSkipOffsetFromStringWithDuration(std::string_view string,
   }
   const MediaTime offset = SKYLVelaAdBreakTimeOffsetFromString(string);
   if (offset.isValid()) return offset;
-  SKYLVelaLog("Could not parse offset `%@` (must contain only characters from the character set "
-              "`%%`).",
-              loggable(string));
+  SKYLVelaLog(
+      "Could not parse offset `%@` (must contain only characters from the character set "
+      "`%%`).",
+      loggable(string));
   return MediaTime::invalid();
 }
 

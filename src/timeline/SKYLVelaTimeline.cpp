@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "host/SKYLHostLog.h"
 #include "platform/Description.h"
 #include "platform/Hashing.h"
-#include "host/SKYLHostLog.h"
 #include "timeline/TimelineIndex.h"
 #include "timeline/TimelineWalks.h"
 
@@ -32,9 +32,8 @@ std::shared_ptr<SKYLVelaTimeline> SKYLVelaTimeline::create(
     std::optional<URL> velaURL, MediaTime contentLength, MediaTime payloadLength,
     Sequences adSequences, std::vector<SKYLVelaContentImpression> contentImpressions,
     bool isLiveSSAI) {
-  std::shared_ptr<SKYLVelaTimeline> timeline(
-      new SKYLVelaTimeline(std::move(velaURL), contentLength, payloadLength,
-                           std::move(contentImpressions), isLiveSSAI));
+  std::shared_ptr<SKYLVelaTimeline> timeline(new SKYLVelaTimeline(
+      std::move(velaURL), contentLength, payloadLength, std::move(contentImpressions), isLiveSSAI));
   std::lock_guard lock(timeline->lock_);
   timeline->installSequences(std::make_shared<const Sequences>(std::move(adSequences)));
   return timeline;
@@ -95,8 +94,8 @@ MediaTime SKYLVelaTimeline::contentTimeAtAbsoluteTime(const MediaTime& absoluteT
   if (liveSSAI_) return absoluteTime;
   const Snapshot s = snapshot();
   if (s.index) return s.index->contentTimeAt(absoluteTime);
-  return timeline_walks::contentTimeAt(timeline_walks::contentSegments(*s.sequences, payloadLength_),
-                                       absoluteTime);
+  return timeline_walks::contentTimeAt(
+      timeline_walks::contentSegments(*s.sequences, payloadLength_), absoluteTime);
 }
 
 MediaTime SKYLVelaTimeline::absoluteTimeAtContentTime(const MediaTime& contentTime) const {
@@ -117,8 +116,8 @@ MediaTime SKYLVelaTimeline::absoluteTimeLessEndedAds(const MediaTime& absoluteTi
 std::shared_ptr<const SKYLVelaPath> SKYLVelaTimeline::pathAtTime(
     const MediaTime& absoluteTime) const {
   const Snapshot s = snapshot();
-  auto found = s.index ? s.index->locate(absoluteTime)
-                       : timeline_walks::locate(*s.sequences, absoluteTime);
+  auto found =
+      s.index ? s.index->locate(absoluteTime) : timeline_walks::locate(*s.sequences, absoluteTime);
   return std::make_shared<const SKYLVelaPath>(shared_from_this(), absoluteTime,
                                               std::move(found.adSequence), std::move(found.ad));
 }
@@ -153,9 +152,8 @@ void SKYLVelaTimeline::installLiveAdSequences(Sequences adSequences) {
 }
 
 std::shared_ptr<SKYLVelaTimeline> SKYLVelaTimeline::copy() const {
-  auto duplicate =
-      create(velaURL_, contentLength_, payloadLength_, *adSequences(), contentImpressions_,
-             liveSSAI_);
+  auto duplicate = create(velaURL_, contentLength_, payloadLength_, *adSequences(),
+                          contentImpressions_, liveSSAI_);
   duplicate->setThumbnailVTTURL(thumbnailVTTURL());
   if (auto data = vmapResponseData()) duplicate->setVmapResponseData(*data);
   return duplicate;

@@ -93,9 +93,9 @@ class SKYLVelaTimeline : public std::enable_shared_from_this<SKYLVelaTimeline> {
   const bool liveSSAI_;
 
   mutable std::mutex lock_;
-  std::shared_ptr<const Sequences> sequences_;      // guarded by lock_
-  std::shared_ptr<const TimelineIndex> index_;      // guarded by lock_
-  std::optional<URL> thumbnailVTTURL_;              // guarded by lock_
+  std::shared_ptr<const Sequences> sequences_;           // guarded by lock_
+  std::shared_ptr<const TimelineIndex> index_;           // guarded by lock_
+  std::optional<URL> thumbnailVTTURL_;                   // guarded by lock_
   std::shared_ptr<const std::string> vmapResponseData_;  // guarded by lock_
 };
 

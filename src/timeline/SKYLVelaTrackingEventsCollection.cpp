@@ -41,9 +41,8 @@ std::string SKYLVelaTrackingEventsCollection::description() const {
     byName += name + " = " + describeList(events) + "; ";
   }
   byName += "}";
-  return descriptionHeader("SKYLVelaTrackingEventsCollection", this) +
-         " eventsByName = " + byName + ";" +
-         " orderedEventsWithOffsets = " + describeList(orderedEventsWithOffsets_) + ";>";
+  return descriptionHeader("SKYLVelaTrackingEventsCollection", this) + " eventsByName = " + byName +
+         ";" + " orderedEventsWithOffsets = " + describeList(orderedEventsWithOffsets_) + ";>";
 }
 
 }  // namespace skylark

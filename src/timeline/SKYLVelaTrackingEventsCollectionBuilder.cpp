@@ -6,8 +6,9 @@
 
 namespace skylark {
 
-void SKYLVelaTrackingEventsCollectionBuilder::addTrackingEventNamed(
-    std::string name, std::string_view atOffsetString, std::optional<URL> withURL) {
+void SKYLVelaTrackingEventsCollectionBuilder::addTrackingEventNamed(std::string name,
+                                                                    std::string_view atOffsetString,
+                                                                    std::optional<URL> withURL) {
   const double seconds = NumberParser::decimalEnUS().parse(atOffsetString).value_or(0.0);
   trackingEvents.emplace_back(std::move(name), std::move(withURL),
                               MediaTime::makeWithSeconds(seconds, 600));

@@ -11,13 +11,20 @@ void BeaconDeliveryLedger::recordOutcome(const Key& key, Outcome outcome) {
   std::lock_guard lock(mutex_);
   Counts& counts = counts_[key];
   switch (outcome) {
-    case Outcome::answered2xx: ++counts.answered2xx; break;
-    case Outcome::answeredOther: ++counts.answeredOther; break;
-    case Outcome::transportFailed: ++counts.transportFailed; break;
+    case Outcome::answered2xx:
+      ++counts.answered2xx;
+      break;
+    case Outcome::answeredOther:
+      ++counts.answeredOther;
+      break;
+    case Outcome::transportFailed:
+      ++counts.transportFailed;
+      break;
   }
 }
 
-std::map<BeaconDeliveryLedger::Key, BeaconDeliveryLedger::Counts> BeaconDeliveryLedger::counts() const {
+std::map<BeaconDeliveryLedger::Key, BeaconDeliveryLedger::Counts> BeaconDeliveryLedger::counts()
+    const {
   std::lock_guard lock(mutex_);
   return counts_;
 }

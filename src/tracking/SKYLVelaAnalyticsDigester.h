@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
+#include "beacons/URLSessionBeaconTransport.h"
 #include "platform/NotificationCenter.h"
 #include "platform/URL.h"
-#include "beacons/URLSessionBeaconTransport.h"
 #include "tracking/BeaconDeliveryLedger.h"
 
 namespace skylark {

@@ -32,7 +32,8 @@ void SKYLVelaAnalyticsSession::processEvent(const SKYLVelaProgressTracker::Event
     case SKYLVelaProgressTrackerEvent::AdProgress:
       if (adAnalaytics_) {
         adAnalaytics_->trackProgressToTime(
-            properties ? properties->adProgress.value_or(MediaTime::invalid()) : MediaTime::invalid());
+            properties ? properties->adProgress.value_or(MediaTime::invalid())
+                       : MediaTime::invalid());
       }
       break;
     default:

@@ -13,9 +13,9 @@ SKYLVelaContentAnalyticsSession::SKYLVelaContentAnalyticsSession(
   // A VOD timeline never changes, so each position is computed once rather
   // than on every update.
   for (const auto& impression : orderedContentImpressions_) {
-    absolutePositions_.push_back(timeline_ ? timeline_->absoluteTimeAtContentTime(
-                                                 impression.logicalTime())
-                                           : MediaTime::zero());
+    absolutePositions_.push_back(
+        timeline_ ? timeline_->absoluteTimeAtContentTime(impression.logicalTime())
+                  : MediaTime::zero());
   }
 }
 
@@ -24,7 +24,8 @@ void SKYLVelaContentAnalyticsSession::trackProgressToTime(const MediaTime& time)
     for (size_t i = 0; i < orderedContentImpressions_.size(); ++i) {
       const MediaTime& position = absolutePositions_[i];
       if (position > time) break;
-      if (prevTime_ < position) digester_->digestEvent(orderedContentImpressions_[i].url(), {"", "contentImpression"});
+      if (prevTime_ < position)
+        digester_->digestEvent(orderedContentImpressions_[i].url(), {"", "contentImpression"});
     }
   }
   prevTime_ = time;

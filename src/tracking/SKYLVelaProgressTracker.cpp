@@ -92,13 +92,13 @@ void SKYLVelaProgressTracker::update(const MediaTime& time) {
 
   const auto previousAd = adOf(previous);
   const auto previousSequence = sequenceOf(previous);
-  const bool startSkip = rate > 1.0f && previousTime == MediaTime::negativeInfinity() &&
-                         time > MediaTime::zero();
+  const bool startSkip =
+      rate > 1.0f && previousTime == MediaTime::negativeInfinity() && time > MediaTime::zero();
   const bool entered = !previousAd && path->ad();
   const bool exited = previousAd && !path->ad();
   const bool adChanged = previousAd && path->ad() && !(*previousAd == *path->ad());
-  const bool sequenceChanged = previousSequence && path->adSequence() &&
-                               !(*previousSequence == *path->adSequence());
+  const bool sequenceChanged =
+      previousSequence && path->adSequence() && !(*previousSequence == *path->adSequence());
 
   if (exited || adChanged) {
     Properties properties;
@@ -177,8 +177,8 @@ void SKYLVelaProgressTracker::convertRanges(const Ranges& absolute, Observable<R
   std::vector<MediaTimeRange> converted;
   converted.reserve(absolute->size());
   for (const auto& range : *absolute) {
-    const MediaTime end = timeline_ ? timeline_->contentTimeAtAbsoluteTime(range.end())
-                                    : MediaTime::zero();
+    const MediaTime end =
+        timeline_ ? timeline_->contentTimeAtAbsoluteTime(range.end()) : MediaTime::zero();
     converted.push_back(MediaTimeRange::make(MediaTime::zero(), end));
   }
   content.set(std::move(converted));

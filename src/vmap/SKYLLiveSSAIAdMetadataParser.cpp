@@ -81,13 +81,14 @@ TimingData readTimingData(const OptionalElement& player) {
     timing.totalPlayableAds = numberOf(element->firstChildWithTag("totalPlayableAds"));
     timing.segmentType = textOf(element->firstChildWithTag("segmentType"));
   }
-  SKYLHostLog(6,
-              "TimingData: adBreakDurationMs %@, adBreakRemainingMs %@, adRemainingMs %@, adIndex %@, "
-              "totalPlayableAds %@, segmentType %@",
-              numberArg(timing.adBreakDurationMs), numberArg(timing.adBreakRemainingMs),
-              numberArg(timing.adRemainingMs), numberArg(timing.adIndex),
-              numberArg(timing.totalPlayableAds),
-              timing.segmentType ? FormatArg(*timing.segmentType) : FormatArg(nullptr));
+  SKYLHostLog(
+      6,
+      "TimingData: adBreakDurationMs %@, adBreakRemainingMs %@, adRemainingMs %@, adIndex %@, "
+      "totalPlayableAds %@, segmentType %@",
+      numberArg(timing.adBreakDurationMs), numberArg(timing.adBreakRemainingMs),
+      numberArg(timing.adRemainingMs), numberArg(timing.adIndex),
+      numberArg(timing.totalPlayableAds),
+      timing.segmentType ? FormatArg(*timing.segmentType) : FormatArg(nullptr));
   return timing;
 }
 
@@ -117,9 +118,10 @@ Result<SKYLVelaTimeline::Sequences> SKYLLiveSSAIParseAdMetadataFromXMLDocWithErr
   const TimingData timing = readTimingData(player);
 
   SKYLVelaAdSequencesBuilder builder(MediaTime::positiveInfinity());
-  const MediaTime elapsed = MediaTime::make(
-      static_cast<int64_t>(timing.adBreakDurationMs.value_or(0) - timing.adBreakRemainingMs.value_or(0)),
-      1000);
+  const MediaTime elapsed =
+      MediaTime::make(static_cast<int64_t>(timing.adBreakDurationMs.value_or(0) -
+                                           timing.adBreakRemainingMs.value_or(0)),
+                      1000);
   const MediaTime start = currentAbsoluteTime - elapsed;
   SKYLHostLog(6, "Computed ad break start time %@", fmt::format("{:.5f}", start.seconds()));
   // Only two numbers the document gives can be equal: without timing data
@@ -128,7 +130,8 @@ Result<SKYLVelaTimeline::Sequences> SKYLLiveSSAIParseAdMetadataFromXMLDocWithErr
                          *timing.adBreakRemainingMs == *timing.adBreakDurationMs;
 
   MediaTime accumulated = MediaTime::zero();
-  for (const auto& adBreak : root ? root->childrenWithTag("AdBreak") : SKYLVelaXMLElement::Elements{}) {
+  for (const auto& adBreak :
+       root ? root->childrenWithTag("AdBreak") : SKYLVelaXMLElement::Elements{}) {
     const MediaTime begin = start + accumulated;
     if (const auto ad = childPath(adBreak, {"AdSource", "VASTAdData", "VAST", "Ad"})) {
       SKYLHostLog(6, "SLS AD: Adding ad with absolute offset %@, logical offset %@",
@@ -140,10 +143,12 @@ Result<SKYLVelaTimeline::Sequences> SKYLLiveSSAIParseAdMetadataFromXMLDocWithErr
       accumulated = accumulated + adBuilder.duration;
       builder.insertAdBuilder(std::move(adBuilder), start);
     } else if (const auto extension = childPath(adBreak, {"Extensions", "Extension"})) {
-      SKYLHostLog(6, "SLS PLACEHOLDER: Adding ad placeholder with absolute offset %@, logical offset %@",
-                  fmt::format("{:.2f}", begin.seconds()), fmt::format("{:.2f}", begin.seconds()));
+      SKYLHostLog(
+          6, "SLS PLACEHOLDER: Adding ad placeholder with absolute offset %@, logical offset %@",
+          fmt::format("{:.2f}", begin.seconds()), fmt::format("{:.2f}", begin.seconds()));
       auto placeholder =
-          SKYLLiveSSAIParseAdBuilderFromAdSoucePlaceholderElementAndBeginTimeWithError(*extension, begin, start);
+          SKYLLiveSSAIParseAdBuilderFromAdSoucePlaceholderElementAndBeginTimeWithError(
+              *extension, begin, start);
       accumulated = accumulated + placeholder.duration;
       builder.insertAdBuilder(std::move(placeholder), start);
     }
@@ -151,9 +156,9 @@ Result<SKYLVelaTimeline::Sequences> SKYLLiveSSAIParseAdMetadataFromXMLDocWithErr
 
   const MediaTime remaining = milliseconds(timing.adBreakDurationMs) - accumulated;
   if (remaining > MediaTime::make(1500, 1000)) {
-    builder.insertAdBuilder(
-        SKYLLiveSSAICreateAdBuilderForAdSlateFromBeginTimeWithError(start + accumulated, start, remaining),
-        start);
+    builder.insertAdBuilder(SKYLLiveSSAICreateAdBuilderForAdSlateFromBeginTimeWithError(
+                                start + accumulated, start, remaining),
+                            start);
   }
 
   auto sequences = builder.buildAdSequences().value_or(SKYLVelaTimeline::Sequences{});
@@ -163,8 +168,8 @@ Result<SKYLVelaTimeline::Sequences> SKYLLiveSSAIParseAdMetadataFromXMLDocWithErr
     sequence->setLiveSsaiClientOptionsShowAdBreakRemainingTime(options.showAdBreakRemainingTime);
     sequence->setLiveSsaiClientOptionsShowNumberOfRemainingAds(options.showNumberOfRemainingAds);
     const auto ads = sequence->ads();
-    sequence->setLiveSsaiTimingDataAdIndex(
-        timing.adIndex ? static_cast<int64_t>(*timing.adIndex) : static_cast<int64_t>(ads.size()) - 1);
+    sequence->setLiveSsaiTimingDataAdIndex(timing.adIndex ? static_cast<int64_t>(*timing.adIndex)
+                                                          : static_cast<int64_t>(ads.size()) - 1);
     // Each ad learns its position: a copy, since built ads do not change.
     SKYLVelaAdSequence::Ads indexed;
     for (size_t i = 0; i < ads.size(); ++i) {
@@ -180,9 +185,10 @@ Result<SKYLVelaTimeline::Sequences> SKYLLiveSSAIParseAdMetadataFromXMLDocWithErr
 Result<SKYLVelaAdBuilder> SKYLLiveSSAIParseAdBuilderFromAdElementAndBeginTimeWithError(
     const SKYLVelaXMLElement& adElement, const MediaTime& beginTime, const MediaTime& logicalTime,
     bool clientOnlyTracking) {
-  SKYL_ASSIGN_OR_RETURN(SKYLVelaAdBuilder builder, SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError(
-                                                      adElement, std::nullopt, beginTime, logicalTime));
-  builder.adId = std::nullopt;  // live ads are known by position, not id
+  SKYL_ASSIGN_OR_RETURN(SKYLVelaAdBuilder builder,
+                        SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError(
+                            adElement, std::nullopt, beginTime, logicalTime));
+  builder.adId = std::nullopt;                // live ads are known by position, not id
   builder.skipOffset = MediaTime::invalid();  // and are never skippable
   builder.liveSSAI = true;
   builder.adSourcePlaceholder = false;
@@ -202,9 +208,11 @@ SKYLVelaAdBuilder SKYLLiveSSAIParseAdBuilderFromAdSoucePlaceholderElementAndBegi
   builder.beginTime = beginTime;
   builder.logicalOffset = logicalTime;
   const auto placeholder = extensionElement.firstChildWithTag("AdSourcePlaceholder");
-  const auto text = textOf(placeholder ? placeholder->firstChildWithTag("durationMs") : std::nullopt);
+  const auto text =
+      textOf(placeholder ? placeholder->firstChildWithTag("durationMs") : std::nullopt);
   builder.duration = MediaTime::make(
-      static_cast<int64_t>(text ? NumberParser::decimalStyleEnUS().parse(*text).value_or(0) : 0), 1000);
+      static_cast<int64_t>(text ? NumberParser::decimalStyleEnUS().parse(*text).value_or(0) : 0),
+      1000);
   return builder;
 }
 

@@ -79,7 +79,8 @@ void SKYLVelaDocument::processVMAPXMLData(const Completion& completion) {
   if (completion) completion(shared_from_this(), error);
 }
 
-void SKYLVelaDocument::retrieveOnQueue(DispatchQueue& queue, const HTTPHeaderFields& withHTTPHeaders,
+void SKYLVelaDocument::retrieveOnQueue(DispatchQueue& queue,
+                                       const HTTPHeaderFields& withHTTPHeaders,
                                        Completion completion) {
   if (!retrievalQueue_ || !velaURL_) {
     // A document made from bytes has nothing to download.
@@ -118,8 +119,8 @@ void SKYLVelaDocument::retrieve(DispatchQueue& queue, const HTTPHeaderFields& he
         formatObjC("Multiple -[%@ retrieveOnQueue:completion:] messages not may not be sent to "
                    "the same instance.",
                    {"SKYLVelaDocument"}));
-    error.withRecoverySuggestion(formatObjC("Create a new instance of %@ with URL %@ to re-retrieve.",
-                                            {"SKYLVelaDocument", velaURL_}));
+    error.withRecoverySuggestion(formatObjC(
+        "Create a new instance of %@ with URL %@ to re-retrieve.", {"SKYLVelaDocument", velaURL_}));
     completion(nullptr, std::move(error));
     return;
   }

@@ -70,10 +70,10 @@ class SKYLVelaDocument : public std::enable_shared_from_this<SKYLVelaDocument> {
   std::chrono::milliseconds timeoutInterval_{60'000};
 
   mutable std::mutex mutex_;
-  State state_ = State::NotStarted;                 // guarded by mutex_
-  std::shared_ptr<SKYLVelaTimeline> timeline_;      // guarded by mutex_
-  std::string vmapExtensionsNamespace_;             // guarded by mutex_
-  std::shared_ptr<URLSession> session_;             // guarded by mutex_
+  State state_ = State::NotStarted;             // guarded by mutex_
+  std::shared_ptr<SKYLVelaTimeline> timeline_;  // guarded by mutex_
+  std::string vmapExtensionsNamespace_;         // guarded by mutex_
+  std::shared_ptr<URLSession> session_;         // guarded by mutex_
 };
 
 }  // namespace skylark

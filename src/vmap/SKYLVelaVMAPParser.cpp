@@ -67,7 +67,8 @@ std::vector<URL> urlsOf(const Element::Elements& elements) {
   return urls;
 }
 
-OptionalElement childPath(const OptionalElement& from, std::initializer_list<std::string_view> tags) {
+OptionalElement childPath(const OptionalElement& from,
+                          std::initializer_list<std::string_view> tags) {
   OptionalElement current = from;
   for (const auto tag : tags) {
     if (!current) return std::nullopt;
@@ -162,7 +163,8 @@ std::shared_ptr<const SKYLVelaCompanionAd> companionOf(const Element& companion)
   }
   builder.clickThroughURL = urlOf(companion.firstChildWithTag("CompanionClickThrough"));
   builder.clickTrackingURLs = urlsOf(companion.childrenWithTag("CompanionClickTracking"));
-  builder.trackingEventsCollection = trackingByEventName(companion.firstChildWithTag("TrackingEvents"));
+  builder.trackingEventsCollection =
+      trackingByEventName(companion.firstChildWithTag("TrackingEvents"));
   return builder.buildCompanionAd();
 }
 
@@ -193,7 +195,8 @@ SKYLVelaAd::Verifications verificationsOf(const Element& inLine) {
   return verifications;
 }
 
-std::shared_ptr<const SKYLViewableImpressionCollection> viewableImpressionOf(const Element& inLine) {
+std::shared_ptr<const SKYLViewableImpressionCollection> viewableImpressionOf(
+    const Element& inLine) {
   const auto element = inLine.firstChildWithTag("ViewableImpression");
   if (!element) return nullptr;
   auto collection = std::make_shared<SKYLViewableImpressionCollection>();
@@ -213,7 +216,8 @@ Result<SKYLVelaAdBuilder> SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError
   builder.adId = adElement.valueForAttribute("id");
   const OptionalElement inLine = adElement.firstChildWithTag("InLine");
   if (inLine) {
-    if (const auto title = inLine->firstChildWithTag("AdTitle")) builder.adTitle = trimmedText(*title);
+    if (const auto title = inLine->firstChildWithTag("AdTitle"))
+      builder.adTitle = trimmedText(*title);
     builder.impressionURLs = urlsOf(inLine->childrenWithTag("Impression"));
     builder.viewableImpression = viewableImpressionOf(*inLine);
   }
@@ -241,9 +245,9 @@ Result<SKYLVelaAdBuilder> SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError
                       : std::nullopt;
   builder.duration = SKYLVelaDurationFromString(durationText);
   if (!builder.duration.isValid()) {
-    return deserializationError(formatObjC("Linear Duration `%@` could not be parsed.",
-                                           {durationText ? FormatArg(shown(*durationText))
-                                                         : FormatArg(nullptr)}));
+    return deserializationError(
+        formatObjC("Linear Duration `%@` could not be parsed.",
+                   {durationText ? FormatArg(shown(*durationText)) : FormatArg(nullptr)}));
   }
   builder.vastAdCreativeExtensions =
       dictionariesOfChildren(childPath(linearCreative, {"CreativeExtensions"}));
@@ -301,7 +305,8 @@ Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromXMLDocumentWi
       MediaTime::makeWithSeconds(secondsAttribute(extension, "contentlength"), kTimescale);
 
   std::optional<URL> thumbnail;
-  if (const auto element = document.firstChildWithXPath("/vmap:VMAP/vmap:Extensions/sk:thumbnailURL")) {
+  if (const auto element =
+          document.firstChildWithXPath("/vmap:VMAP/vmap:Extensions/sk:thumbnailURL")) {
     thumbnail = urlOf(element);
   }
 
@@ -323,9 +328,8 @@ Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromXMLDocumentWi
   const auto root = document.rootElement();
   for (const auto& adBreak : root ? root->childrenWithTag("AdBreak") : Element::Elements{}) {
     const auto offsetText = adBreak.valueForAttribute("timeOffset");
-    const MediaTime offset =
-        offsetText ? SKYLVelaAdBreakTimeOffsetFromString(*offsetText)
-                   : SKYLVelaDurationFromString(std::nullopt);
+    const MediaTime offset = offsetText ? SKYLVelaAdBreakTimeOffsetFromString(*offsetText)
+                                        : SKYLVelaDurationFromString(std::nullopt);
     if (!offset.isValid()) {
       return deserializationError(
           formatObjC("AdBreak timeOffset `%@` could not be parsed.",
@@ -337,9 +341,10 @@ Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromXMLDocumentWi
                   adBreak.valueForAttribute("breakId"), offsetText);
       continue;
     }
-    SKYL_ASSIGN_OR_RETURN(SKYLVelaAdBuilder ad,
-                          SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError(
-                              *adElement, adBreak.firstChildWithTag("TrackingEvents"), offset + accumulated, offset));
+    SKYL_ASSIGN_OR_RETURN(
+        SKYLVelaAdBuilder ad,
+        SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError(
+            *adElement, adBreak.firstChildWithTag("TrackingEvents"), offset + accumulated, offset));
     if (!offset.isPositiveInfinity()) {
       accumulated = accumulated + ad.duration;
     } else {
@@ -349,10 +354,9 @@ Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromXMLDocumentWi
   }
 
   auto built = sequences.buildAdSequences();
-  auto timeline = SKYLVelaTimeline::create(contentURI ? URL::parse(*contentURI) : std::nullopt,
-                                           contentLength, payloadLength,
-                                           built.value_or(SKYLVelaTimeline::Sequences{}),
-                                           std::move(impressions), /*isLiveSSAI=*/false);
+  auto timeline = SKYLVelaTimeline::create(
+      contentURI ? URL::parse(*contentURI) : std::nullopt, contentLength, payloadLength,
+      built.value_or(SKYLVelaTimeline::Sequences{}), std::move(impressions), /*isLiveSSAI=*/false);
   if (thumbnail) timeline->setThumbnailVTTURL(std::move(thumbnail));
   return timeline;
 }

@@ -29,8 +29,8 @@ Result<std::shared_ptr<SKYLVelaXMLDocument>> parse(std::string_view data, bool h
   }
   if (!startTagsWithinAttributeLimit(data, kMaxAttributesPerElement)) {
     return SKYLError(std::string(kSKYLVelaXMLErrorDomain), XML_ERR_ATTRIBUTE_REDEFINED)
-        .withFailureReason("An element has more than " +
-                           std::to_string(kMaxAttributesPerElement) + " attributes");
+        .withFailureReason("An element has more than " + std::to_string(kMaxAttributesPerElement) +
+                           " attributes");
   }
   const auto size = static_cast<int>(data.size());
   xmlResetLastError();

@@ -71,8 +71,7 @@ class SKYLVelaXMLElement {
   std::optional<SKYLVelaXMLElement> firstChildWithTag(
       std::string_view tag, std::optional<std::string_view> inNamespace) const;
   Elements childrenWithTag(std::string_view tag) const;
-  Elements childrenWithTag(std::string_view tag,
-                           std::optional<std::string_view> inNamespace) const;
+  Elements childrenWithTag(std::string_view tag, std::optional<std::string_view> inNamespace) const;
 
   // The text content, untrimmed; empty when there is none.
   const std::string& stringValue() const;

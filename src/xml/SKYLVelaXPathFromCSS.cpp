@@ -28,12 +28,11 @@ const Patterns& patterns() {
     auto compile = [](const char16_t* pattern) {
       UErrorCode status = U_ZERO_ERROR;
       UParseError parseError;
-      std::unique_ptr<RegexPattern> p(RegexPattern::compile(UnicodeString(pattern), 0,
-                                                            parseError, status));
+      std::unique_ptr<RegexPattern> p(
+          RegexPattern::compile(UnicodeString(pattern), 0, parseError, status));
       return U_SUCCESS(status) ? std::move(p) : nullptr;
     };
-    return Patterns{compile(u"\\#([\\w-_]+)"), compile(u"\\.([^\\.]+)"),
-                    compile(u"\\[(\\w+)\\]")};
+    return Patterns{compile(u"\\#([\\w-_]+)"), compile(u"\\.([^\\.]+)"), compile(u"\\[(\\w+)\\]")};
   }();
   return compiled;
 }
@@ -104,8 +103,8 @@ std::string stepText(const UnicodeString& token, const UnicodeString& selector) 
     }
   }
   for (const auto& name : allCaptures(p.className.get(), token)) {
-    step += elementTest + "[contains(concat(' ',normalize-space(@class),' '),' " + utf8(name) +
-            " ')]";
+    step +=
+        elementTest + "[contains(concat(' ',normalize-space(@class),' '),' " + utf8(name) + " ')]";
   }
   for (const auto& name : allCaptures(p.attribute.get(), token)) {
     step += "[@" + utf8(name) + "]";

@@ -29,7 +29,9 @@ class RetryingBeaconTransportTest : public ::testing::Test {
   std::shared_ptr<RetryingBeaconTransport> transport_ =
       RetryingBeaconTransport::create(inner_, liveOptions(scheduler_));
   std::vector<BeaconDelivery::Outcome> outcomes_;
-  BeaconTransport::Delivered record_ = [this](const BeaconDelivery& d) { outcomes_.push_back(d.outcome); };
+  BeaconTransport::Delivered record_ = [this](const BeaconDelivery& d) {
+    outcomes_.push_back(d.outcome);
+  };
 };
 
 TEST_F(RetryingBeaconTransportTest, RetriesWhatMayPassAfterOneTwoAndFourSeconds) {
@@ -40,22 +42,32 @@ TEST_F(RetryingBeaconTransportTest, RetriesWhatMayPassAfterOneTwoAndFourSeconds)
     std::string logLine;  // empty: delivered, nothing logged
     BeaconDelivery::Outcome outcome;
   };
-  const BeaconDelivery refused{BeaconDelivery::Outcome::transportFailed, 0, "NSURLErrorDomain -1004"};
+  const BeaconDelivery refused{BeaconDelivery::Outcome::transportFailed, 0,
+                               "NSURLErrorDomain -1004"};
   const std::vector<Case> cases = {
       {{RecordingTransport::http(204)}, 1, {}, "", BeaconDelivery::Outcome::answered2xx},
-      {{RecordingTransport::http(404)}, 1, {}, "dropped, HTTP 404", BeaconDelivery::Outcome::answeredOther},
-      {{RecordingTransport::http(503), refused, RecordingTransport::http(200)}, 3, {1, 2}, "",
+      {{RecordingTransport::http(404)},
+       1,
+       {},
+       "dropped, HTTP 404",
+       BeaconDelivery::Outcome::answeredOther},
+      {{RecordingTransport::http(503), refused, RecordingTransport::http(200)},
+       3,
+       {1, 2},
+       "",
        BeaconDelivery::Outcome::answered2xx},
       {{RecordingTransport::http(429), RecordingTransport::http(408), RecordingTransport::http(500),
         RecordingTransport::http(503)},
-       4, {1, 2, 4}, "dropped after 3 retries, last failure HTTP 503", BeaconDelivery::Outcome::answeredOther},
+       4,
+       {1, 2, 4},
+       "dropped after 3 retries, last failure HTTP 503",
+       BeaconDelivery::Outcome::answeredOther},
   };
   for (const auto& c : cases) {
     auto inner = std::make_shared<RecordingTransport>();
     test::ManualScheduler scheduler;
     test::LogCapture log;
-    auto transport =
-RetryingBeaconTransport::create(inner, liveOptions(scheduler));
+    auto transport = RetryingBeaconTransport::create(inner, liveOptions(scheduler));
     inner->script(c.answers);
     std::vector<BeaconDelivery::Outcome> outcomes;
     transport->send(kBeacon, [&](const BeaconDelivery& d) { outcomes.push_back(d.outcome); });
@@ -73,8 +85,10 @@ TEST_F(RetryingBeaconTransportTest, ABeaconThatIsNotHTTPIsDroppedAtOnce) {
   transport_->send(*URL::parse("file:///etc/passwd"), record_);
   EXPECT_TRUE(inner_->urls.empty());
   EXPECT_TRUE(scheduler_.delays().empty());
-  EXPECT_EQ(log_.messages(), std::vector<std::string>{
-                                 "SkylarkSSAI: Meridian Live beacon file:///etc/passwd. dropped, not an http(s) URL"});
+  EXPECT_EQ(
+      log_.messages(),
+      std::vector<std::string>{
+          "SkylarkSSAI: Meridian Live beacon file:///etc/passwd. dropped, not an http(s) URL"});
   EXPECT_EQ(outcomes_, std::vector{BeaconDelivery::Outcome::transportFailed});
 }
 
@@ -84,14 +98,16 @@ TEST_F(RetryingBeaconTransportTest, ARetryPendingWhenStoppedOrDestroyedIsDropped
   transport_->stop();
   scheduler_.runPending();
   EXPECT_EQ(inner_->urls.size(), 1u);
-  EXPECT_EQ(log_.messages(), std::vector<std::string>{kLine + "dropped, the transport was stopped"});
+  EXPECT_EQ(log_.messages(),
+            std::vector<std::string>{kLine + "dropped, the transport was stopped"});
 
   auto other = RetryingBeaconTransport::create(inner_, liveOptions(scheduler_));
   other->send(kBeacon, record_);
   other.reset();
   scheduler_.runPending();
   EXPECT_EQ(inner_->urls.size(), 2u);
-  EXPECT_EQ(log_.messages().back(), kLine + "dropped, its session ended before the retry, last failure HTTP 503");
+  EXPECT_EQ(log_.messages().back(),
+            kLine + "dropped, its session ended before the retry, last failure HTTP 503");
   EXPECT_EQ(outcomes_.size(), 2u);  // each beacon's final outcome, once
 }
 

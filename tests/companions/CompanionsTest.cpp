@@ -18,8 +18,12 @@ static_assert(!std::is_default_constructible_v<SKYLSSAIAdComponentDisplayContain
 static_assert(!std::is_default_constructible_v<SKYLVUXAdClickThrough>);
 
 struct RecordingDelegate final : SKYLSSAIAdComponentDisplayContainerDelegate {
-  void willCloseInAppBrowserWithAd(const SKYLLifecycleEventPtr&) override { calls.push_back("willClose"); }
-  void didCloseInAppBrowserWithAd(const SKYLLifecycleEventPtr&) override { calls.push_back("didClose"); }
+  void willCloseInAppBrowserWithAd(const SKYLLifecycleEventPtr&) override {
+    calls.push_back("willClose");
+  }
+  void didCloseInAppBrowserWithAd(const SKYLLifecycleEventPtr&) override {
+    calls.push_back("didClose");
+  }
   std::vector<std::string> calls;  // willOpen... are left as they are
 };
 
@@ -27,7 +31,9 @@ std::shared_ptr<SKYLBasicPlaybackSession> bareSession(std::vector<std::string>& 
   auto player = SimulatedPlayer::create([](const URL&) { return std::nullopt; });
   auto session = SKYLBasicPlaybackSession::create(nullptr, nullptr, player);
   session->lifecycleState().addObserver(
-      [&events](const SKYLLifecycleEventPtr& e) { events.push_back(test::shortEventName(e->eventType())); },
+      [&events](const SKYLLifecycleEventPtr& e) {
+        events.push_back(test::shortEventName(e->eventType()));
+      },
       false);
   return session;
 }
@@ -68,21 +74,25 @@ TEST(SKYLSSAICompanionSlotTest, OnlyAdEnterFillsTheSlot) {
   ad->adId = "x";
   const SKYLPlaybackSessionLifecycleEvent::Properties properties = {
       {std::string(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd), ad}};
-  session->lifecycleState().set(
-      SKYLPlaybackSessionLifecycleEvent::eventWithType(kSKYLPlaybackSessionLifecycleEventAdExit, properties));
+  session->lifecycleState().set(SKYLPlaybackSessionLifecycleEvent::eventWithType(
+      kSKYLPlaybackSessionLifecycleEventAdExit, properties));
   EXPECT_FALSE(slot->currentAd());
-  session->lifecycleState().set(
-      SKYLPlaybackSessionLifecycleEvent::eventWithType(kSKYLPlaybackSessionLifecycleEventAdEnter, properties));
+  session->lifecycleState().set(SKYLPlaybackSessionLifecycleEvent::eventWithType(
+      kSKYLPlaybackSessionLifecycleEventAdEnter, properties));
   EXPECT_EQ(slot->currentAd(), ad);
 }
 
 TEST(SKYLSSAICompanionSlotTest, TheLargestFittingCompanionIsShownAndItsViewReportedOnce) {
   auto companion = [](const std::string& id, int w, int h) {
     return "<Companion id=\"" + id + "\" width=\"" + std::to_string(w) + "\" height=\"" +
-           std::to_string(h) + "\"><StaticResource creativeType=\"image/png\">https://img.example.com/" +
-           id + ".png</StaticResource><TrackingEvents><Tracking event=\"creativeView\">"
-           "https://b.example.com/view/" + id + "</Tracking></TrackingEvents>"
-           "<CompanionClickTracking>https://b.example.com/click/" + id + "</CompanionClickTracking></Companion>";
+           std::to_string(h) +
+           "\"><StaticResource creativeType=\"image/png\">https://img.example.com/" + id +
+           ".png</StaticResource><TrackingEvents><Tracking event=\"creativeView\">"
+           "https://b.example.com/view/" +
+           id +
+           "</Tracking></TrackingEvents>"
+           "<CompanionClickTracking>https://b.example.com/click/" +
+           id + "</CompanionClickTracking></Companion>";
   };
   std::string ad = test::adBreak("start", "00:00:10", "a");
   ad.replace(ad.find("</Creatives>"), 0,
@@ -92,7 +102,8 @@ TEST(SKYLSSAICompanionSlotTest, TheLargestFittingCompanionIsShownAndItsViewRepor
   ASSERT_TRUE(app.start());
   auto view = std::make_shared<SKYLView>(400, 300);
   auto slot = SKYLSSAICompanionSlot::initWithView(view, 400, 300);
-  app.session->setAdDisplayContainer(SKYLSSAIAdComponentDisplayContainer::initWithCompanionSlots({slot}));
+  app.session->setAdDisplayContainer(
+      SKYLSSAIAdComponentDisplayContainer::initWithCompanionSlots({slot}));
   app.playUntil(3);
   ASSERT_TRUE(slot->currentCompanionAd());
   EXPECT_EQ(*slot->currentCompanionAd()->identifier(), "box");

@@ -9,25 +9,26 @@
 #include "host/SKYLBasicSessionProvider.h"
 #include "host/SKYLErrorSession.h"
 #include "host/SKYLHostConstants.h"
-#include "timeline/SKYLSSAIConstants.h"
 #include "session/SKYLVUXSession.h"
 #include "support/LogCapture.h"
 #include "support/LoopbackServer.h"
 #include "support/SessionHarness.h"
 #include "support/VMAPFixtures.h"
+#include "timeline/SKYLSSAIConstants.h"
 
 namespace skylark {
 namespace {
 
 using namespace std::chrono_literals;
 
-std::shared_ptr<SKYLSource> source(std::optional<std::string> delivery, std::optional<std::string> vmap,
-                                   std::string version = "") {
+std::shared_ptr<SKYLSource> source(std::optional<std::string> delivery,
+                                   std::optional<std::string> vmap, std::string version = "") {
   SKYLSource::Properties properties;
   if (vmap) properties[std::string(kSKYLSourcePropertyKeyVMAP)] = *vmap;
   if (!version.empty()) properties[std::string(kSKYLSourcePropertyKeyEXTXVersion)] = version;
-  return SKYLSource::initWithURL(URL::parse("https://origin.example.com/" + version + "/master.m3u8"),
-                                 std::move(delivery), properties);
+  return SKYLSource::initWithURL(
+      URL::parse("https://origin.example.com/" + version + "/master.m3u8"), std::move(delivery),
+      properties);
 }
 
 // A listener that keeps what it is given.
@@ -98,38 +99,59 @@ TEST(SKYLVUXSessionProviderTest, SourceSelection) {
     bool error510;
   };
   const Case cases[] = {
-      {"single HLS, no VMAP", {source(std::string(kSKYLDeliveryHLS), std::nullopt, "1")},
-       "https://origin.example.com/1/master.m3u8", "", false},
-      {"versions 3 and 4", {source("FlintSSAI", https, "3"), source("FlintSSAI", https, "4")},
-       https, "https://origin.example.com/4/master.m3u8", false},
-      {"equal versions keep the first", {source("FlintSSAI", https, "4"), source("FlintSSAI", https + "?b", "4")},
-       https, "https://origin.example.com/4/master.m3u8", false},
-      {"http only when no https", {source("FlintSSAI", http, "5"), source("FlintSSAI", https, "2")},
-       https, "https://origin.example.com/2/master.m3u8", false},
-      {"http alone", {source("FlintSSAI", http, "5"), source("DASH", std::nullopt, "6")},
-       http, "https://origin.example.com/5/master.m3u8", true},
-      {"nothing usable", {source("DASH", std::nullopt, "1"), source(std::nullopt, "not a url", "2")},
-       std::nullopt, "", true},
+      {"single HLS, no VMAP",
+       {source(std::string(kSKYLDeliveryHLS), std::nullopt, "1")},
+       "https://origin.example.com/1/master.m3u8",
+       "",
+       false},
+      {"versions 3 and 4",
+       {source("FlintSSAI", https, "3"), source("FlintSSAI", https, "4")},
+       https,
+       "https://origin.example.com/4/master.m3u8",
+       false},
+      {"equal versions keep the first",
+       {source("FlintSSAI", https, "4"), source("FlintSSAI", https + "?b", "4")},
+       https,
+       "https://origin.example.com/4/master.m3u8",
+       false},
+      {"http only when no https",
+       {source("FlintSSAI", http, "5"), source("FlintSSAI", https, "2")},
+       https,
+       "https://origin.example.com/2/master.m3u8",
+       false},
+      {"http alone",
+       {source("FlintSSAI", http, "5"), source("DASH", std::nullopt, "6")},
+       http,
+       "https://origin.example.com/5/master.m3u8",
+       true},
+      {"nothing usable",
+       {source("DASH", std::nullopt, "1"), source(std::nullopt, "not a url", "2")},
+       std::nullopt,
+       "",
+       true},
   };
   for (const auto& c : cases) {
-    auto provider = SKYLVUXSessionProvider::initWithOptions(nullptr, std::make_shared<ScriptedProvider>());
+    auto provider =
+        SKYLVUXSessionProvider::initWithOptions(nullptr, std::make_shared<ScriptedProvider>());
     auto properties = std::make_shared<SKYLSessionCommonProperties>();
     provider->setSessionCommonProperties(properties);
     test::LogCapture log;
     auto listener = std::make_shared<Listener>();
     (void)provider->playbackSessionsForVideos({}, listener);  // an empty batch delivers at once
     const auto chosen = properties->sourceSelectionPolicy(*SKYLVideo::initWithSources(c.sources));
-    EXPECT_EQ(chosen && chosen->url() ? std::optional(chosen->url()->absoluteString()) : std::nullopt,
-              c.expectedURL)
+    EXPECT_EQ(
+        chosen && chosen->url() ? std::optional(chosen->url()->absoluteString()) : std::nullopt,
+        c.expectedURL)
         << c.name;
     if (chosen && !c.expectedOriginal.empty()) {
       EXPECT_EQ(chosen->properties().at("original_source_url"), c.expectedOriginal) << c.name;
       EXPECT_EQ(chosen->deliveryMethod(), std::string(kSKYLDeliveryHLS)) << c.name;
     }
     const auto messages = log.messages();
-    const bool logged = std::find(messages.begin(), messages.end(),
-                                  "Found nil delivery method or nil/missing/malformed VMAP URL in "
-                                  "-[SKYLVUXSessionProvider sourceSelectionPolicy]") != messages.end();
+    const bool logged =
+        std::find(messages.begin(), messages.end(),
+                  "Found nil delivery method or nil/missing/malformed VMAP URL in "
+                  "-[SKYLVUXSessionProvider sourceSelectionPolicy]") != messages.end();
     EXPECT_EQ(logged, c.error510) << c.name;
   }
 }
@@ -139,8 +161,8 @@ TEST(SKYLVUXSessionProviderTest, ResolvedSessionsLiveThirtySeconds) {
   auto now = SKYLVUXSessionProvider::Clock::now();
   provider->setClockForTesting([&] { return now; });
   const URL source = *URL::parse("https://meridian.skylark-ssai.net/v1/session/x");
-  provider->recordLive2ResolvedSessionForSourceURL(source, *URL::parse("https://m.example.com/m.m3u8"),
-                                                   *URL::parse("https://m.example.com/t"));
+  provider->recordLive2ResolvedSessionForSourceURL(
+      source, *URL::parse("https://m.example.com/m.m3u8"), *URL::parse("https://m.example.com/t"));
   now += 30s;
   ASSERT_TRUE(provider->live2ResolvedSessionForSourceURL(source));
   now += 1ms;
@@ -182,8 +204,10 @@ TEST(SKYLVUXSessionProviderTest, BatchesDeliverOnceAllLoadedAndRefuseOverlaps) {
 
   // A batch holding an upstream error session is never delivered.
   auto stuck = SKYLVUXSessionProvider::initWithOptions(nullptr, upstream);
-  upstream->sessions = {makeSession(good), SKYLErrorSession::initWithPlaybackSession(
-                                               makeSession(good), SKYLPlaybackSessionLifecycleEvent::eventWithType("x"))};
+  upstream->sessions = {
+      makeSession(good),
+      SKYLErrorSession::initWithPlaybackSession(
+          makeSession(good), SKYLPlaybackSessionLifecycleEvent::eventWithType("x"))};
   auto waiting = std::make_shared<Listener>();
   (void)stuck->playbackSessionsForVideos({nullptr, nullptr}, waiting);
   Dispatch::main().runUntil([] { return false; }, 200ms);
@@ -195,16 +219,18 @@ TEST(SKYLVUXSessionProviderTest, EndToEndOverLoopback) {
   test::LoopbackServer sink([](httplib::Server& s) {
     s.Get(R"(/b/.*)", [](const httplib::Request&, httplib::Response& r) { r.status = 204; });
   });
-  std::string vmap = test::vmapDocument(test::adBreak("start", "00:00:10", "pre") +
-                                            test::adBreak("00:00:30", "00:00:10", "mid"),
-                                        60, 40);
+  std::string vmap = test::vmapDocument(
+      test::adBreak("start", "00:00:10", "pre") + test::adBreak("00:00:30", "00:00:10", "mid"), 60,
+      40);
   for (const auto& [from, to] : std::map<std::string, std::string>{
            {"https://beacon.example.com/imp/pre", "/b/impression"},
            {"https://beacon.example.com/break/start/pre", "/b/break-start"}}) {
     vmap.replace(vmap.find(from), from.size(), sink.url(to));
   }
   test::LoopbackServer ads([&](httplib::Server& s) {
-    s.Get("/vmap.xml", [&](const httplib::Request&, httplib::Response& r) { r.set_content(vmap, "application/xml"); });
+    s.Get("/vmap.xml", [&](const httplib::Request&, httplib::Response& r) {
+      r.set_content(vmap, "application/xml");
+    });
   });
   SKYLPlayerSDKManager::sharedManager().setPlayerFactory([] {
     return SimulatedPlayer::create([](const URL& url) -> std::optional<SimulatedMedia> {
@@ -214,9 +240,8 @@ TEST(SKYLVUXSessionProviderTest, EndToEndOverLoopback) {
   });
   auto controller = createSSAIPlaybackController(SKYLPlayerSDKManager::sharedManager());
   std::shared_ptr<SKYLVUXSession> session;
-  controller->setLifecycleHandler([&](const auto& s, const auto&) {
-    session = std::dynamic_pointer_cast<SKYLVUXSession>(s);
-  });
+  controller->setLifecycleHandler(
+      [&](const auto& s, const auto&) { session = std::dynamic_pointer_cast<SKYLVUXSession>(s); });
   controller->setVideos({SKYLVideo::initWithSources({SKYLSource::initWithURL(
       URL::parse(ads.url("/vmap.xml")), std::string(kSKYLDeliveryHLS), {})})});
   ASSERT_TRUE(Dispatch::main().runUntil([&] { return session != nullptr; }, 10s));

@@ -18,14 +18,16 @@ struct GstBackend {
   static URL missing() { return served().missing(); }
   static std::shared_ptr<Player> make() {
     std::string why;
-    auto player = GstPlayer::create({.sync = false, .positionInterval = std::chrono::milliseconds(5)}, &why);
+    auto player =
+        GstPlayer::create({.sync = false, .positionInterval = std::chrono::milliseconds(5)}, &why);
     if (!player) ADD_FAILURE() << why;
     return player;
   }
   static void play(Player& player, double seconds) {
     const double until = player.currentTime().seconds() + seconds;
-    Dispatch::main().runUntil([&] { return player.rate() == 0 || player.currentTime().seconds() >= until; },
-                              std::chrono::seconds(20));
+    Dispatch::main().runUntil(
+        [&] { return player.rate() == 0 || player.currentTime().seconds() >= until; },
+        std::chrono::seconds(20));
   }
 };
 

@@ -28,7 +28,8 @@ class GstSessionTest : public ::testing::Test {
       std::string why;
       player_ = GstPlayer::create({.sync = false, .positionInterval = 5ms}, &why);
       EXPECT_TRUE(player_) << why;
-      player_->time.addObserver([this](const MediaTime& t) { times_.push_back(t.seconds()); }, false);
+      player_->time.addObserver([this](const MediaTime& t) { times_.push_back(t.seconds()); },
+                                false);
       return player_;
     });
     beacons_ = NotificationCenter::defaultCenter().addObserver(
@@ -48,7 +49,8 @@ class GstSessionTest : public ::testing::Test {
       }
       events_.push_back(line);
     });
-    controller_->setVideos({SKYLVideo::initWithSources({SKYLSource::initWithVMAPXMLData(stream_.vmap(), {})})});
+    controller_->setVideos(
+        {SKYLVideo::initWithSources({SKYLSource::initWithVMAPXMLData(stream_.vmap(), {})})});
   }
 
   void TearDown() override {
@@ -58,7 +60,8 @@ class GstSessionTest : public ::testing::Test {
 
   std::string path(const URL& url) const {
     const std::string prefix = stream_.server().url("/b/");
-    return url.absoluteString().substr(url.absoluteString().rfind(prefix, 0) == 0 ? prefix.size() : 0);
+    return url.absoluteString().substr(url.absoluteString().rfind(prefix, 0) == 0 ? prefix.size()
+                                                                                  : 0);
   }
   bool runUntil(const std::function<bool()>& condition) {
     return Dispatch::main().runUntil(condition, 20s);
@@ -93,9 +96,9 @@ TEST_F(GstSessionTest, PlaysThroughPreRollSeekOverAMidRollAndPostRoll) {
   ASSERT_TRUE(runUntil([&] { return heard("AdExit pre") || controller_->finished(); }));
   EXPECT_EQ(events_, (std::vector<std::string>{"PlayRequest", "Play", "Ready", "AdSequenceEnter",
                                                "AdEnter pre", "AdExit pre", "AdSequenceExit"}));
-  EXPECT_EQ(firedFor("pre"), (std::vector<std::string>{"impression", "creativeView", "breakStart", "start",
-                                                       "firstQuartile", "midpoint", "thirdQuartile",
-                                                       "complete", "breakEnd"}));
+  EXPECT_EQ(firedFor("pre"), (std::vector<std::string>{"impression", "creativeView", "breakStart",
+                                                       "start", "firstQuartile", "midpoint",
+                                                       "thirdQuartile", "complete", "breakEnd"}));
 
   // Content 20 s is stream 28 s, past the mid-roll at 18-22 s: the seek
   // plays the mid-roll from its start, then lands at the target.
@@ -110,7 +113,8 @@ TEST_F(GstSessionTest, PlaysThroughPreRollSeekOverAMidRollAndPostRoll) {
   EXPECT_TRUE(heard("AdEnter mid") && heard("AdExit mid"));
   EXPECT_EQ(firedFor("mid").back(), "breakEnd");
   // The mid-roll played between the landings.
-  EXPECT_GE(std::count_if(times_.begin(), times_.end(), [](double t) { return t > 18.3 && t <= 22; }), 3);
+  EXPECT_GE(
+      std::count_if(times_.begin(), times_.end(), [](double t) { return t > 18.3 && t <= 22; }), 3);
 
   ASSERT_TRUE(runUntil([&] { return controller_->finished() || heard("End"); }));
   EXPECT_TRUE(heard("AdExit post"));

@@ -30,8 +30,9 @@ std::string TestStream::vmap() const {
   std::stringstream text;
   text << file.rdbuf();
   // The script's defaults, made to point here.
-  std::string document = replaced(text.str(), "file://" + std::string(SKYLARK_TEST_STREAM_DIR) + "/vod.m3u8",
-                                  vod().absoluteString());
+  std::string document =
+      replaced(text.str(), "file://" + std::string(SKYLARK_TEST_STREAM_DIR) + "/vod.m3u8",
+               vod().absoluteString());
   return replaced(document, "http://127.0.0.1:9/b", server_->url("/b"));
 }
 

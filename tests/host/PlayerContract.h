@@ -45,22 +45,25 @@ TYPED_TEST_P(PlayerContractTest, LoadsAnItemAndKnowsItsDuration) {
   auto missing = TypeParam::make();
   missing->replaceCurrentItem(std::make_shared<PlayerItem>(TypeParam::missing()));
   EXPECT_EQ(missing->itemStatus.get(), PlayerItem::Status::unknown);  // not inside the call
-  Dispatch::main().runUntil([&] { return missing->itemStatus.get() != PlayerItem::Status::unknown; },
-                            std::chrono::seconds(10));
+  Dispatch::main().runUntil(
+      [&] { return missing->itemStatus.get() != PlayerItem::Status::unknown; },
+      std::chrono::seconds(10));
   EXPECT_EQ(missing->itemStatus.get(), PlayerItem::Status::failed);
 }
 
 TYPED_TEST_P(PlayerContractTest, ASeekCompletesOnTheMainQueueAfterTheCall) {
   auto player = this->loaded();
   std::vector<bool> completions;
-  player->seek(MediaTime::make(TypeParam::kLength / 2, 1), MediaTime::zero(), MediaTime::zero(), [&](bool finished) {
-    EXPECT_TRUE(Dispatch::main().isCurrent());
-    completions.push_back(finished);
-  });
+  player->seek(MediaTime::make(TypeParam::kLength / 2, 1), MediaTime::zero(), MediaTime::zero(),
+               [&](bool finished) {
+                 EXPECT_TRUE(Dispatch::main().isCurrent());
+                 completions.push_back(finished);
+               });
   EXPECT_TRUE(completions.empty());
   Dispatch::main().runUntil([&] { return !completions.empty(); }, std::chrono::seconds(10));
   EXPECT_EQ(completions, std::vector<bool>{true});
-  EXPECT_EQ(player->currentTime(), MediaTime::make(TypeParam::kLength / 2, 1));  // zero tolerance lands exactly
+  EXPECT_EQ(player->currentTime(),
+            MediaTime::make(TypeParam::kLength / 2, 1));  // zero tolerance lands exactly
 
   // A seek replaced by another completes false.
   completions.clear();
@@ -101,7 +104,8 @@ TYPED_TEST_P(PlayerContractTest, PlaysToTheEndOnceAndStops) {
   EXPECT_EQ(player->rate(), 0);
   EXPECT_NEAR(player->currentTime().seconds(), TypeParam::kLength, 0.1);
   ASSERT_TRUE(player->currentDate());
-  EXPECT_EQ(player->currentDate()->time_since_epoch(), kStartDate + std::chrono::seconds(TypeParam::kLength));
+  EXPECT_EQ(player->currentDate()->time_since_epoch(),
+            kStartDate + std::chrono::seconds(TypeParam::kLength));
 }
 
 REGISTER_TYPED_TEST_SUITE_P(PlayerContractTest, LoadsAnItemAndKnowsItsDuration,

@@ -16,8 +16,10 @@ namespace {
 
 // Streams of the catalog: /a (20 s) and /b (10 s).
 std::optional<SimulatedMedia> catalog(const URL& url) {
-  if (url.absoluteString() == "https://cdn.example.com/a") return SimulatedMedia{MediaTime::make(20, 1), {}, {}};
-  if (url.absoluteString() == "https://cdn.example.com/b") return SimulatedMedia{MediaTime::make(10, 1), {}, {}};
+  if (url.absoluteString() == "https://cdn.example.com/a")
+    return SimulatedMedia{MediaTime::make(20, 1), {}, {}};
+  if (url.absoluteString() == "https://cdn.example.com/b")
+    return SimulatedMedia{MediaTime::make(10, 1), {}, {}};
   return std::nullopt;
 }
 
@@ -54,8 +56,9 @@ class SKYLPlaybackControllerTest : public ::testing::Test {
 };
 
 TEST_F(SKYLPlaybackControllerTest, PlaysTwoVideosInOrderReportingEachLifecycleEvent) {
-  auto controller = SKYLPlayerSDKManager::sharedManager().createPlaybackControllerWithSessionProvider(
-      std::make_shared<SKYLBasicSessionProvider>());
+  auto controller =
+      SKYLPlayerSDKManager::sharedManager().createPlaybackControllerWithSessionProvider(
+          std::make_shared<SKYLBasicSessionProvider>());
   std::vector<std::string> events;
   std::vector<std::shared_ptr<SKYLPlaybackSession>> sessions;
   MediaTime lastTime = MediaTime::invalid();
@@ -83,8 +86,9 @@ TEST_F(SKYLPlaybackControllerTest, PlaysTwoVideosInOrderReportingEachLifecycleEv
 TEST_F(SKYLPlaybackControllerTest, AFailedLoadAndAnErrorSessionAreReportedAndSkipped) {
   auto controller = SKYLPlaybackController::create(std::make_shared<SKYLBasicSessionProvider>());
   std::vector<std::string> events;
-  controller->setLifecycleHandler(
-      [&](const auto&, const SKYLLifecycleEventPtr& event) { events.push_back(shortName(event->eventType())); });
+  controller->setLifecycleHandler([&](const auto&, const SKYLLifecycleEventPtr& event) {
+    events.push_back(shortName(event->eventType()));
+  });
   auto failed = SKYLBasicPlaybackSession::create(videoAt("/missing"), nullptr, nullptr);
   auto error = SKYLErrorSession::initWithPlaybackSession(
       failed, SKYLPlaybackSessionLifecycleEvent::eventWithType("kSKYLSSAILifecycleErrorEvent"));
@@ -92,7 +96,8 @@ TEST_F(SKYLPlaybackControllerTest, AFailedLoadAndAnErrorSessionAreReportedAndSki
   controller->setVideos({videoAt("/missing")});
   playAll(controller);
   EXPECT_TRUE(controller->finished());
-  EXPECT_EQ(events, (std::vector<std::string>{"kSKYLSSAILifecycleErrorEvent", "PlayRequest", "Play", "Fail"}));
+  EXPECT_EQ(events, (std::vector<std::string>{"kSKYLSSAILifecycleErrorEvent", "PlayRequest", "Play",
+                                              "Fail"}));
 }
 
 TEST(SKYLAdLedgerManagerTest, KeepsEveryCallAndAnswersVisibilityFromItsTable) {
@@ -107,7 +112,8 @@ TEST(SKYLAdLedgerManagerTest, KeepsEveryCallAndAnswersVisibilityFromItsTable) {
   const auto calls = ledger.calls();
   ASSERT_EQ(calls.size(), 2u);
   EXPECT_EQ(calls[0].code, 2);
-  EXPECT_EQ(std::any_cast<std::string>(calls[0].parameters.at("kSKYLAdLedgerParameterAdTitleKey")), "Ferries");
+  EXPECT_EQ(std::any_cast<std::string>(calls[0].parameters.at("kSKYLAdLedgerParameterAdTitleKey")),
+            "Ferries");
   ledger.clear();
 }
 

@@ -23,15 +23,18 @@ class Recorder final : public TimedMetadataOutputDelegate {
   bool onMain = true;
 };
 
-std::shared_ptr<SimulatedPlayer> playerFor(double seconds, std::vector<TimedMetadataItem> metadata = {}) {
+std::shared_ptr<SimulatedPlayer> playerFor(double seconds,
+                                           std::vector<TimedMetadataItem> metadata = {}) {
   auto player = SimulatedPlayer::create([=](const URL&) {
-    return std::optional(SimulatedMedia{MediaTime::makeWithSeconds(seconds, 600), std::nullopt, metadata});
+    return std::optional(
+        SimulatedMedia{MediaTime::makeWithSeconds(seconds, 600), std::nullopt, metadata});
   });
   return player;
 }
 
 TEST(SimulatedPlayerTest, MetadataReachesOutputsOnceInOrderOnTheirQueue) {
-  auto player = playerFor(30, {{MediaTime::make(12, 1), "b"}, {MediaTime::make(5, 1), "a"},
+  auto player = playerFor(30, {{MediaTime::make(12, 1), "b"},
+                               {MediaTime::make(5, 1), "a"},
                                {MediaTime::make(30, 1), "end"}});
   auto item = std::make_shared<PlayerItem>(kVOD);
   auto recorder = std::make_shared<Recorder>();

@@ -34,8 +34,8 @@ std::unique_ptr<LoopbackServer> beaconSink() {
 }
 
 // An ad whose events of each type point at the sink: /b/ADID-TYPE.
-std::string adJSON(const LoopbackServer& sink, const std::string& id, double start,
-                   double duration, const std::string& date) {
+std::string adJSON(const LoopbackServer& sink, const std::string& id, double start, double duration,
+                   const std::string& date) {
   std::string events;
   for (const char* type : {"impression", "start", "creativeView", "firstQuartile", "midpoint",
                            "thirdQuartile", "complete", "pause", "resume", "clickTracking"}) {
@@ -111,8 +111,12 @@ TEST_F(SKYLSSAILive2CoordinatorTest, JumpingIntoTheLastSecondThenPastTheEndFires
   coordinator_->update(at("09:59:59"));
   coordinator_->update(at("10:00:29.500"));
   coordinator_->update(at("10:00:29.500"));
-  EXPECT_EQ(received(6), (Counts{{"x-impression", 1}, {"x-start", 1}, {"x-creativeView", 1},
-                                 {"x-firstQuartile", 1}, {"x-midpoint", 1}, {"x-thirdQuartile", 1}}));
+  EXPECT_EQ(received(6), (Counts{{"x-impression", 1},
+                                 {"x-start", 1},
+                                 {"x-creativeView", 1},
+                                 {"x-firstQuartile", 1},
+                                 {"x-midpoint", 1},
+                                 {"x-thirdQuartile", 1}}));
   // Directly into the next ad: x completes, y starts.
   coordinator_->update(at("10:00:30.250"));
   const auto counts = received(10);
@@ -200,8 +204,11 @@ TEST_F(SKYLSSAILive2CoordinatorTest, AfterStopExplicitCallsAndUpdatesStillSend) 
   coordinator_->fireAdPaused("x");
   coordinator_->fireClickTracking("x");
   coordinator_->update(at("10:00:00.500"));
-  EXPECT_EQ(received(5), (Counts{{"x-pause", 1}, {"x-clickTracking", 1}, {"x-impression", 1},
-                                 {"x-start", 1}, {"x-creativeView", 1}}));
+  EXPECT_EQ(received(5), (Counts{{"x-pause", 1},
+                                 {"x-clickTracking", 1},
+                                 {"x-impression", 1},
+                                 {"x-start", 1},
+                                 {"x-creativeView", 1}}));
 }
 
 TEST_F(SKYLSSAILive2CoordinatorTest, BeaconsHandedToTheNetworkOutliveTheCoordinator) {
@@ -217,9 +224,9 @@ TEST(SKYLSSAILive2CoordinatorStartTest, TheCompletionRunsOnceOnTheMainQueue) {
   service.scriptTracking({{500, "", 0}});  // every poll fails after the session opened
   SKYLSSAILive2SessionController::Dependencies dependencies;
   dependencies.pollInterval = 0.02;
-  auto coordinator = SKYLSSAILive2Coordinator::create(
-      *URL::parse(service.sessionURL()), std::move(dependencies),
-      SKYLSSAILive2Coordinator::liveBeaconTransport());
+  auto coordinator =
+      SKYLSSAILive2Coordinator::create(*URL::parse(service.sessionURL()), std::move(dependencies),
+                                       SKYLSSAILive2Coordinator::liveBeaconTransport());
   std::vector<std::string> calls;
   coordinator->start({}, [&](auto manifest, auto error) {
     EXPECT_TRUE(Dispatch::main().isCurrent());
@@ -235,7 +242,8 @@ TEST(SKYLSSAILive2CoordinatorStartTest, TheCompletionRunsOnceOnTheMainQueue) {
   refusing.setSessionAnswer({503, "busy", 0});
   auto failing = SKYLSSAILive2Coordinator::create(*URL::parse(refusing.sessionURL()));
   calls.clear();
-  failing->start({}, [&](auto manifest, auto) { calls.push_back(manifest ? "manifest" : "error"); });
+  failing->start({},
+                 [&](auto manifest, auto) { calls.push_back(manifest ? "manifest" : "error"); });
   Dispatch::main().runUntil([&] { return !calls.empty(); }, 5s);
   Dispatch::main().runUntil([] { return false; }, 50ms);
   EXPECT_EQ(calls, std::vector<std::string>{"error"});

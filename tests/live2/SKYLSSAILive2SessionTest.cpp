@@ -33,13 +33,17 @@ TEST(SKYLSSAILive2DetectorTest, Rules) {
       {other, "eyJa.b", false, false, false},        {other, "abc.d.e", false, false, false},
   };
   for (const auto& c : cases) {
-    const std::string what = (c.url ? c.url->absoluteString() : "(no URL)") + " " + c.token.value_or("");
-    EXPECT_EQ(SKYLSSAILive2Detector::isLive2(c.url, c.token, Rule::hostnameOnly), c.hostnameOnly) << what;
+    const std::string what =
+        (c.url ? c.url->absoluteString() : "(no URL)") + " " + c.token.value_or("");
+    EXPECT_EQ(SKYLSSAILive2Detector::isLive2(c.url, c.token, Rule::hostnameOnly), c.hostnameOnly)
+        << what;
     EXPECT_EQ(SKYLSSAILive2Detector::isLive2(c.url, c.token, Rule::tokenOnly), c.tokenOnly) << what;
     EXPECT_EQ(SKYLSSAILive2Detector::isLive2(c.url, c.token), c.either) << what;
   }
-  EXPECT_TRUE(SKYLSSAILive2Detector::matchesHostname(URL::parse("https://meridian-qa.skylark-ssai.net/x")));
-  EXPECT_TRUE(SKYLSSAILive2Detector::isLegacyVela(URL::parse("https://a.example.com/x_ssaiM/y.m3u8")));
+  EXPECT_TRUE(
+      SKYLSSAILive2Detector::matchesHostname(URL::parse("https://meridian-qa.skylark-ssai.net/x")));
+  EXPECT_TRUE(
+      SKYLSSAILive2Detector::isLegacyVela(URL::parse("https://a.example.com/x_ssaiM/y.m3u8")));
   SKYLSSAILive2Detector::setEndpointHosts("live.example.com", "qa.example.com");
   EXPECT_TRUE(SKYLSSAILive2Detector::matchesHostname(URL::parse("https://LIVE.example.com/a")));
   EXPECT_FALSE(SKYLSSAILive2Detector::matchesHostname(production));
@@ -50,7 +54,8 @@ Result<SKYLSSAILive2SessionURLs, SKYLSSAILive2Error> openSession(const std::stri
                                                                  double timeout = 10.0) {
   std::promise<Result<SKYLSSAILive2SessionURLs, SKYLSSAILive2Error>> done;
   SKYLSSAILive2SessionClient client(URLSession::shared(), timeout);
-  client.start(*URL::parse(url), {{"k", "v"}}, [&](auto result) { done.set_value(std::move(result)); });
+  client.start(*URL::parse(url), {{"k", "v"}},
+               [&](auto result) { done.set_value(std::move(result)); });
   auto future = done.get_future();
   if (future.wait_for(10s) != std::future_status::ready) {
     return SKYLSSAILive2Error(SKYLSSAILive2ErrorCode::SESSION_ERROR, "test: no completion");
@@ -62,7 +67,8 @@ TEST(SKYLSSAILive2SessionClientTest, PostsAndResolvesRelativeURLs) {
   MockLiveService service;
   const auto result = openSession(service.sessionURL());
   ASSERT_TRUE(result.ok()) << result.error().description();
-  EXPECT_EQ(result->manifest.absoluteString(), service.sessionURL().substr(0, service.sessionURL().find("/v1")) + "/live/m.m3u8");
+  EXPECT_EQ(result->manifest.absoluteString(),
+            service.sessionURL().substr(0, service.sessionURL().find("/v1")) + "/live/m.m3u8");
   EXPECT_EQ(result->tracking.host(), "127.0.0.1");
   const auto bodies = service.sessionBodies();
   ASSERT_EQ(bodies.size(), 1u);
@@ -81,12 +87,15 @@ TEST(SKYLSSAILive2SessionClientTest, EveryFailure) {
   };
   const std::string relative = MockLiveService::relativeSessionBody();
   const Case cases[] = {
-      {503, "busy", 0, 10, SKYLSSAILive2ErrorCode::SESSION_ERROR, "Session init failed with HTTP 503"},
+      {503, "busy", 0, 10, SKYLSSAILive2ErrorCode::SESSION_ERROR,
+       "Session init failed with HTTP 503"},
       {200, "", 0, 10, SKYLSSAILive2ErrorCode::PARSE_ERROR, "Session response was empty"},
-      {200, "<html>", 0, 10, SKYLSSAILive2ErrorCode::PARSE_ERROR, "Failed to parse session response"},
+      {200, "<html>", 0, 10, SKYLSSAILive2ErrorCode::PARSE_ERROR,
+       "Failed to parse session response"},
       {200, R"({"manifestUrl": "/m.m3u8"})", 0, 10, SKYLSSAILive2ErrorCode::INVALID_SESSION,
        "Session response missing manifestUrl or trackingUrl"},
-      {200, relative.c_str(), 1500, 0.2, SKYLSSAILive2ErrorCode::TIMEOUT_ERROR, "Session init failed"},
+      {200, relative.c_str(), 1500, 0.2, SKYLSSAILive2ErrorCode::TIMEOUT_ERROR,
+       "Session init failed"},
   };
   for (const auto& c : cases) {
     MockLiveService service;
@@ -104,7 +113,8 @@ TEST(SKYLSSAILive2SessionClientTest, EveryFailure) {
     test::LoopbackServer gone;
     closedPort = gone.port();
   }
-  const auto refused = openSession("http://127.0.0.1:" + std::to_string(closedPort) + "/v1/session");
+  const auto refused =
+      openSession("http://127.0.0.1:" + std::to_string(closedPort) + "/v1/session");
   ASSERT_FALSE(refused.ok());
   EXPECT_EQ(refused.error().code, SKYLSSAILive2ErrorCode::NETWORK_ERROR);
   ASSERT_TRUE(refused.error().underlying);
@@ -236,7 +246,9 @@ TEST(SKYLSSAILive2SessionControllerTest, AnEmptyTimelineNeverAnnouncesTheOverlay
   auto delegate = std::make_shared<RecordingDelegate>();
   auto controller = controllerFor(service);
   controller->setDelegate(delegate);
-  controller->resume({*URL::parse(service.sessionURL() + "/m"), *URL::parse(service.sessionURL().substr(0, service.sessionURL().find("/v1")) + "/live/tracking")});
+  controller->resume({*URL::parse(service.sessionURL() + "/m"),
+                      *URL::parse(service.sessionURL().substr(0, service.sessionURL().find("/v1")) +
+                                  "/live/tracking")});
   ASSERT_TRUE(service.waitForPolls(3, 5s));
   controller->stop();
   EXPECT_TRUE(service.sessionBodies().empty());  // resumed: no POST
@@ -268,8 +280,8 @@ TEST(SKYLSSAILive2TrackingClientTest, ASecondFetchWhileOneIsOutstandingIsSkipped
 // controller: clean under ThreadSanitizer.
 TEST(SKYLSSAILive2SessionControllerTest, PollingReadingAndStoppingFromManyThreads) {
   MockLiveService service;
-  service.scriptTracking({{200, kAvail, 0},
-                          {200, R"({"avails": [{"availId": "a2", "durationInSeconds": 10}]})", 0}});
+  service.scriptTracking(
+      {{200, kAvail, 0}, {200, R"({"avails": [{"availId": "a2", "durationInSeconds": 10}]})", 0}});
   auto delegate = std::make_shared<RecordingDelegate>();
   auto controller = controllerFor(service, 0.005);
   controller->setDelegate(delegate);

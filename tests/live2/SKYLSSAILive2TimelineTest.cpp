@@ -50,11 +50,10 @@ SystemTime at(const char* text) { return *SKYLSSAILive2ParseProgramDateTime(text
 
 TEST(SKYLSSAILive2TimelineTest, SlatesFillGapsOverHalfASecond) {
   SKYLSSAILive2Timeline timeline;
-  EXPECT_TRUE(timeline.merge(answer({avail("a1", 100, 30, {ad("x", 100.4, 14.6), ad("y", 116, 14)}),
-                                     avail("a2", 200, 30, {ad("z", 205, 10)}),
-                                     avail("a3", 300, 10, {}),
-                                     avail("a4", 400, 0.4, {}),
-                                     avail("", 500, 10, {})})));
+  EXPECT_TRUE(
+      timeline.merge(answer({avail("a1", 100, 30, {ad("x", 100.4, 14.6), ad("y", 116, 14)}),
+                             avail("a2", 200, 30, {ad("z", 205, 10)}), avail("a3", 300, 10, {}),
+                             avail("a4", 400, 0.4, {}), avail("", 500, 10, {})})));
   EXPECT_EQ(layout(timeline), (Entries{"x[1004+146]", "skyl-slate-a1[1150+10]", "y[1160+140]",
                                        "skyl-slate-a2[2000+50]", "z[2050+100]",
                                        "skyl-slate-a2-1[2150+150]", "skyl-slate-a3[3000+100]"}));
@@ -78,19 +77,16 @@ TEST(SKYLSSAILive2TimelineTest, MergeReportsOnlyRealChanges) {
 TEST(SKYLSSAILive2TimelineTest, EntryAtADateAndPruning) {
   SKYLSSAILive2Timeline timeline;
   (void)timeline.merge(answer(
-      {avail("a1", 0, 30, {ad("x", 0, 10, "2024-05-01T10:00:00Z"),
-                           ad("y", 10, 20, "2024-05-01T10:00:10.000Z")}),
+      {avail("a1", 0, 30,
+             {ad("x", 0, 10, "2024-05-01T10:00:00Z"), ad("y", 10, 20, "2024-05-01T10:00:10.000Z")}),
        avail("a2", 60, 10, {ad("undated", 60, 10)})}));
   struct Case {
     const char* date;
     const char* adId;  // "" for none
   };
-  const Case cases[] = {{"2024-05-01T09:59:59.999Z", ""},
-                        {"2024-05-01T10:00:00Z", "x"},
-                        {"2024-05-01T10:00:09.999Z", "x"},
-                        {"2024-05-01T10:00:10Z", "y"},
-                        {"2024-05-01T10:00:29.999Z", "y"},
-                        {"2024-05-01T10:00:30Z", ""}};
+  const Case cases[] = {{"2024-05-01T09:59:59.999Z", ""},  {"2024-05-01T10:00:00Z", "x"},
+                        {"2024-05-01T10:00:09.999Z", "x"}, {"2024-05-01T10:00:10Z", "y"},
+                        {"2024-05-01T10:00:29.999Z", "y"}, {"2024-05-01T10:00:30Z", ""}};
   for (const auto& c : cases) {
     const auto entry = timeline.entry(at(c.date));
     EXPECT_EQ(entry ? entry->adId : "", c.adId) << c.date;
@@ -105,8 +101,9 @@ TEST(SKYLSSAILive2TimelineTest, EntryAtADateAndPruning) {
 
 TEST(SKYLSSAILive2TimelineTest, OverlappingDatesStillFindTheFirstEntry) {
   SKYLSSAILive2Timeline timeline;
-  (void)timeline.merge(answer({avail("a1", 0, 30, {ad("long", 0, 30, "2024-05-01T10:00:00Z"),
-                                                  ad("inner", 5, 5, "2024-05-01T10:00:05Z")})}));
+  (void)timeline.merge(answer({avail(
+      "a1", 0, 30,
+      {ad("long", 0, 30, "2024-05-01T10:00:00Z"), ad("inner", 5, 5, "2024-05-01T10:00:05Z")})}));
   EXPECT_EQ(timeline.entry(at("2024-05-01T10:00:06Z"))->adId, "long");
 }
 

@@ -25,10 +25,18 @@ TEST(SKYLSSAILive2TimeTest, TimeDurations) {
     std::optional<double> seconds;
   };
   const Case cases[] = {
-      {"PT1H30M15.5S", 5415.5}, {"PT15S", 15},           {"PT1M56.060003037S", 116.060003037},
-      {"PT0S", 0},              {"PT30", std::nullopt},  {"P1D", std::nullopt},
-      {"PT", std::nullopt},     {"10", std::nullopt},    {"PT1.2.3S", std::nullopt},
-      {"PTS", std::nullopt},    {"PT5X", std::nullopt},  {"", std::nullopt},
+      {"PT1H30M15.5S", 5415.5},
+      {"PT15S", 15},
+      {"PT1M56.060003037S", 116.060003037},
+      {"PT0S", 0},
+      {"PT30", std::nullopt},
+      {"P1D", std::nullopt},
+      {"PT", std::nullopt},
+      {"10", std::nullopt},
+      {"PT1.2.3S", std::nullopt},
+      {"PTS", std::nullopt},
+      {"PT5X", std::nullopt},
+      {"", std::nullopt},
   };
   for (const auto& c : cases) {
     const auto parsed = SKYLSSAILive2ParseTimeDuration(c.text);
@@ -85,7 +93,8 @@ TEST(SKYLSSAILive2TrackingResponseTest, DefaultsAndDurations) {
   EXPECT_EQ(first.ads[2].durationInSeconds, 0);  // a wrong-typed duration counts as absent
   EXPECT_EQ(first.ads[0].beaconUrls(SKYLSSAILive2TrackingType::firstQuartile),
             (std::vector<std::string>{"https://b/q1a", "https://b/q1b", "https://b/q1c"}));
-  EXPECT_EQ(first.ads[0].trackingEvents[2].trackingType(), SKYLSSAILive2TrackingType::clickTracking);
+  EXPECT_EQ(first.ads[0].trackingEvents[2].trackingType(),
+            SKYLSSAILive2TrackingType::clickTracking);
   EXPECT_EQ(first.ads[0].trackingEvents[3].trackingType(), SKYLSSAILive2TrackingType::other);
   EXPECT_EQ(response.avails[1].durationInSeconds, 20);
   EXPECT_EQ(response.avails[2].availId, "");
@@ -142,7 +151,8 @@ TEST(SKYLSSAILive2TrackingResponseTest, CorpusDocumentsDecodeOrFailCleanly) {
   EXPECT_FALSE(decodedByName.at("aws-docs-adverifications-malformed.json"));
   // Its companion nests width and height under "attributes": they stay absent.
   EXPECT_TRUE(decodedByName.at("aws-docs-companion-ads.json"));
-  const auto companions = decoded(test::readFile((folder / "aws-docs-companion-ads.json").string()));
+  const auto companions =
+      decoded(test::readFile((folder / "aws-docs-companion-ads.json").string()));
   const auto& companion = companions.avails.at(0).ads.at(0).companionAds.at(0);
   EXPECT_FALSE(companion.width);
   EXPECT_EQ(companion.staticResource, "");
@@ -164,11 +174,12 @@ TEST(SKYLSSAILive2SessionTest, RequestBodyAndURLResolution) {
                           "reportingMode": "server"})"));
 
   const URL endpoint = *URL::parse("https://live.example.com/v1/session/abc/channel.m3u8");
-  const auto relative = SKYLSSAILive2SessionURLs::resolve(
-      {"/v1/master/abc.m3u8", "../tracking/xyz"}, endpoint);
+  const auto relative =
+      SKYLSSAILive2SessionURLs::resolve({"/v1/master/abc.m3u8", "../tracking/xyz"}, endpoint);
   ASSERT_TRUE(relative.ok());
   EXPECT_EQ(relative->manifest.absoluteString(), "https://live.example.com/v1/master/abc.m3u8");
-  EXPECT_EQ(relative->tracking.absoluteString(), "https://live.example.com/v1/session/tracking/xyz");
+  EXPECT_EQ(relative->tracking.absoluteString(),
+            "https://live.example.com/v1/session/tracking/xyz");
 
   const auto missing = SKYLSSAILive2SessionURLs::resolve({"", "t"}, endpoint);
   ASSERT_FALSE(missing.ok());
@@ -211,7 +222,8 @@ TEST(SKYLSSAILive2ErrorTest, DescriptionAndPlatformError) {
   ASSERT_TRUE(platform.underlyingError);
   EXPECT_EQ(SKYLSSAILive2ErrorCodeFromRaw(6), std::nullopt);
   EXPECT_EQ(SKYLSSAILive2TrackingTypeFromRaw(12), std::nullopt);
-  EXPECT_EQ(SKYLSSAILive2TrackingTypeProgressFraction(SKYLSSAILive2TrackingType::pause), std::nullopt);
+  EXPECT_EQ(SKYLSSAILive2TrackingTypeProgressFraction(SKYLSSAILive2TrackingType::pause),
+            std::nullopt);
 }
 
 }  // namespace

@@ -16,8 +16,8 @@ TEST(SKYLAdVerificationTest, MissingStringsAreEmptyAndTheRequestFollowsTheParame
   EXPECT_EQ(bare.verificationParameters(), "");
   EXPECT_EQ(bare.requestURLString(), "https://verify.example.com/v.js");
 
-  const SKYLAdVerification withParameters("iabtechlab.com-omid", "omid", true, script,
-                                          "{\"k\":1}", nullptr);
+  const SKYLAdVerification withParameters("iabtechlab.com-omid", "omid", true, script, "{\"k\":1}",
+                                          nullptr);
   EXPECT_EQ(withParameters.requestURLString(), "https://verify.example.com/v.js?{\"k\":1}");
   EXPECT_EQ(SKYLAdVerification("v", "omid", true, std::nullopt, "p", nullptr).requestURLString(),
             std::nullopt);

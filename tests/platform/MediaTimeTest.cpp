@@ -48,9 +48,12 @@ TEST(MediaTimeTest, MakeWithSeconds_NonFiniteAndHugeInputs) {
 
 TEST(MediaTimeTest, Compare_OrdersEveryState) {
   // -infinity < numeric < indefinite < +infinity < invalid
-  const MediaTime ordered[] = {MediaTime::negativeInfinity(), t(-5, 1),
-                               t(1, 3),                       t(201, 600),
-                               MediaTime::indefinite(),       MediaTime::positiveInfinity(),
+  const MediaTime ordered[] = {MediaTime::negativeInfinity(),
+                               t(-5, 1),
+                               t(1, 3),
+                               t(201, 600),
+                               MediaTime::indefinite(),
+                               MediaTime::positiveInfinity(),
                                MediaTime::invalid()};
   for (size_t i = 0; i < std::size(ordered); ++i) {
     for (size_t j = 0; j < std::size(ordered); ++j) {

@@ -17,14 +17,24 @@ TEST(NumberParserTest, DecimalAcceptsOnlyWholeNumbers) {
     std::optional<double> expected;
   };
   const Case cases[] = {
-      {"05", 5},           {"05.5", 5.5},           {"0.125", 0.125},
-      {"1234567", 1234567}, {".", std::nullopt},     {"", std::nullopt},
-      {"12abc", std::nullopt}, {"1,000", std::nullopt}, {"5%", std::nullopt},
+      {"05", 5},
+      {"05.5", 5.5},
+      {"0.125", 0.125},
+      {"1234567", 1234567},
+      {".", std::nullopt},
+      {"", std::nullopt},
+      {"12abc", std::nullopt},
+      {"1,000", std::nullopt},
+      {"5%", std::nullopt},
       {std::string("5\0", 2), std::nullopt},
       {"\xff\xfe", std::nullopt},
-      {"NaN", std::nullopt},   {"\xe2\x88\x9e", std::nullopt}, {"-\xe2\x88\x9e", std::nullopt},
-      {"1e400", std::nullopt}, {std::string(63, '0') + "7", 7},
-      {std::string(65, '1'), std::nullopt}, {std::string(9'000'000, '1'), std::nullopt},
+      {"NaN", std::nullopt},
+      {"\xe2\x88\x9e", std::nullopt},
+      {"-\xe2\x88\x9e", std::nullopt},
+      {"1e400", std::nullopt},
+      {std::string(63, '0') + "7", 7},
+      {std::string(65, '1'), std::nullopt},
+      {std::string(9'000'000, '1'), std::nullopt},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(NumberParser::decimalEnUS().parse(c.text), c.expected) << c.text;
@@ -37,8 +47,9 @@ TEST(NumberParserTest, PercentReadsAFraction) {
     std::optional<double> expected;
   };
   const Case cases[] = {
-      {"25%", 0.25}, {"100%", 1.0}, {"12.5%", 0.125},
-      {"00:00:05", std::nullopt}, {"abc", std::nullopt}, {"", std::nullopt},
+      {"25%", 0.25},          {"100%", 1.0},
+      {"12.5%", 0.125},       {"00:00:05", std::nullopt},
+      {"abc", std::nullopt},  {"", std::nullopt},
       {"NaN%", std::nullopt}, {std::string(9'000'000, '1') + "%", std::nullopt},
   };
   for (const auto& c : cases) {
@@ -78,11 +89,13 @@ TEST(NumberParserTest, PlainDecimalsReadAsICUReadsThem) {
     std::u16string utf16(text.begin(), text.end());
     int32_t position = 0;
     status = U_ZERO_ERROR;
-    const double expected = unum_parseDouble(icu, utf16.data(), static_cast<int32_t>(utf16.size()), &position, &status);
+    const double expected =
+        unum_parseDouble(icu, utf16.data(), static_cast<int32_t>(utf16.size()), &position, &status);
     ASSERT_TRUE(U_SUCCESS(status));
     const auto value = NumberParser::decimalEnUS().parse(text);
     ASSERT_TRUE(value) << text;
-    EXPECT_EQ(std::memcmp(&*value, &expected, sizeof expected), 0) << text << " " << *value << " " << expected;
+    EXPECT_EQ(std::memcmp(&*value, &expected, sizeof expected), 0)
+        << text << " " << *value << " " << expected;
   }
   unum_close(icu);
 }

@@ -13,12 +13,14 @@ TEST(ObservableTest, EveryAssignmentNotifiesAndRemovalTakesEffectAtOnce) {
   Observable<int> property(1);
   std::vector<std::string> calls;
   uint64_t second = 0;
-  property.addObserver([&](const int& v) {
-    calls.push_back("first " + std::to_string(v));
-    property.removeObserver(second);
-  }, /*initial=*/true);
-  second = property.addObserver([&](const int& v) { calls.push_back("second " + std::to_string(v)); },
-                                false);
+  property.addObserver(
+      [&](const int& v) {
+        calls.push_back("first " + std::to_string(v));
+        property.removeObserver(second);
+      },
+      /*initial=*/true);
+  second = property.addObserver(
+      [&](const int& v) { calls.push_back("second " + std::to_string(v)); }, false);
   property.set(2);
   property.set(2);  // an equal value notifies too
   EXPECT_EQ(calls, (std::vector<std::string>{"first 1", "first 2", "first 2"}));
@@ -27,10 +29,12 @@ TEST(ObservableTest, EveryAssignmentNotifiesAndRemovalTakesEffectAtOnce) {
 TEST(ObservableTest, AValueSetFromAnObserverIsAnnouncedAfterTheCurrentOneInOrder) {
   Observable<int> property(0);
   std::vector<std::string> calls;
-  property.addObserver([&](const int& v) {
-    calls.push_back("a" + std::to_string(v));
-    if (v == 1) property.set(2);  // as an application seeking from an ad-start callback
-  }, false);
+  property.addObserver(
+      [&](const int& v) {
+        calls.push_back("a" + std::to_string(v));
+        if (v == 1) property.set(2);  // as an application seeking from an ad-start callback
+      },
+      false);
   property.addObserver([&](const int& v) { calls.push_back("b" + std::to_string(v)); }, false);
   property.set(1);
   // b hears 1 before 2, though a set 2 while 1 was being announced.
@@ -53,7 +57,8 @@ TEST(SKYLKVOManagerTest, EndsItsObservationsWhenGoneEvenAfterTheProperty) {
   int seen = 0;
   {
     SKYLKVOManager manager;
-    manager.startObserving<int>(property, [&](const int& v) { seen = v; }, false);
+    manager.startObserving<int>(
+        property, [&](const int& v) { seen = v; }, false);
     property.set(5);
     EXPECT_EQ(seen, 5);
   }
@@ -63,7 +68,8 @@ TEST(SKYLKVOManagerTest, EndsItsObservationsWhenGoneEvenAfterTheProperty) {
   SKYLKVOManager outlives;
   {
     Observable<int> shortLived(0);
-    outlives.startObserving<int>(shortLived, [&](const int& v) { seen = v; }, true);
+    outlives.startObserving<int>(
+        shortLived, [&](const int& v) { seen = v; }, true);
   }
   outlives.stopObserving();  // the property is gone: ending quietly, no crash
   EXPECT_EQ(seen, 0);

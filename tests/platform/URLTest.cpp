@@ -16,8 +16,7 @@ TEST(URLTest, ParseKeepsTheTextAndSplitsParts) {
   EXPECT_TRUE(url->isHTTPOrHTTPS());
   EXPECT_FALSE(url->isRelative());
   EXPECT_EQ(url->query(), "e=start&x=%2Fa&flag");
-  const std::vector<URLQueryItem> expected = {
-      {"e", "start"}, {"x", "/a"}, {"flag", std::nullopt}};
+  const std::vector<URLQueryItem> expected = {{"e", "start"}, {"x", "/a"}, {"flag", std::nullopt}};
   EXPECT_EQ(url->queryItems(), expected);
 }
 
@@ -77,7 +76,8 @@ TEST(URLTest, EncodingInvalidCharactersKeepsEscapesAndReservedCharacters) {
        "https://v.example.com/v.js?%7B%22a%22:%20[1,%202]%7D%0A"},
       {"https://v.example.com/p?x=%41%2&y=100%", "https://v.example.com/p?x=%41%252&y=100%25"},
       {"https://v.example.com/caf\xc3\xa9?q=a|b", "https://v.example.com/caf%C3%A9?q=a%7Cb"},
-      {"https://v.example.com/keep-._~:/?#[]@!$&'()*+,;=", "https://v.example.com/keep-._~:/?#[]@!$&'()*+,;="},
+      {"https://v.example.com/keep-._~:/?#[]@!$&'()*+,;=",
+       "https://v.example.com/keep-._~:/?#[]@!$&'()*+,;="},
       {"", std::nullopt},
       {"http://[bad", std::nullopt},
   };
@@ -90,15 +90,20 @@ TEST(URLTest, EncodingInvalidCharactersKeepsEscapesAndReservedCharacters) {
 // Beacon-shaped texts skip libcurl when their form is plainly valid; the
 // verdict must stay libcurl's for every text, near misses included.
 TEST(URLTest, PlainHTTPTextsAreJudgedAsLibcurlJudgesThem) {
-  const std::vector<std::string> schemes = {"http://", "HTTPS://", "https://", "ftp://", "http:/", "http:"};
-  const std::vector<std::string> hosts = {"b.example.com", "B-1.example", "a", "-a.com", "a-.com", "a..b",
-                                          "a.b.", "", "1.2.3.4", "[::1]", "user@h.com", "h_1.com", "h%41.com"};
-  const std::vector<std::string> ports = {"", ":80", ":0", ":65535", ":65536", ":", ":8a", ":123456"};
-  const std::vector<std::string> rests = {"", "/", "/imp?x=1&cb=[CACHEBUSTING]", "?q", "#f", "/a#b#c",
-                                          "/%zz", "x", "/p:q@r", "/;a=b,c"};
+  const std::vector<std::string> schemes = {"http://", "HTTPS://", "https://",
+                                            "ftp://",  "http:/",   "http:"};
+  const std::vector<std::string> hosts = {
+      "b.example.com", "B-1.example", "a",          "-a.com",  "a-.com",  "a..b", "a.b.", "",
+      "1.2.3.4",       "[::1]",       "user@h.com", "h_1.com", "h%41.com"};
+  const std::vector<std::string> ports = {"",       ":80", ":0",  ":65535",
+                                          ":65536", ":",   ":8a", ":123456"};
+  const std::vector<std::string> rests = {
+      "",       "/",      "/imp?x=1&cb=[CACHEBUSTING]", "?q", "#f", "/a#b#c", "/%zz", "x",
+      "/p:q@r", "/;a=b,c"};
   auto curlAccepts = [](const std::string& text) {
     CURLU* handle = curl_url();
-    const bool ok = curl_url_set(handle, CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK;
+    const bool ok =
+        curl_url_set(handle, CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME) == CURLUE_OK;
     curl_url_cleanup(handle);
     return ok;
   };

@@ -48,16 +48,17 @@ class LiveSessionTest : public ::testing::Test {
     player_ = SimulatedPlayer::create([](const URL&) {
       return std::optional(SimulatedMedia{MediaTime::make(3600, 1), kBase, {}});
     });
-    auto source = SKYLSource::initWithURL(URL::parse(service_.sessionURL()), std::string(kSKYLDeliveryHLS),
-                                          {{std::string(kSKYLSourceParameterKeyLivePlaybackToken), kToken}});
-    auto basic = SKYLBasicPlaybackSession::create(SKYLVideo::initWithSources({source}), source, player_);
+    auto source =
+        SKYLSource::initWithURL(URL::parse(service_.sessionURL()), std::string(kSKYLDeliveryHLS),
+                                {{std::string(kSKYLSourceParameterKeyLivePlaybackToken), kToken}});
+    auto basic =
+        SKYLBasicPlaybackSession::create(SKYLVideo::initWithSources({source}), source, player_);
     auto session = SKYLVUXSession::initWithUpstreamSession(basic, {});
     session->setLive2CoordinatorFactory([pollInterval](const URL& url) {
       SKYLSSAILive2SessionController::Dependencies dependencies;
       dependencies.pollInterval = pollInterval;
-      return SKYLSSAILive2Coordinator::create(
-          url, std::move(dependencies),
-          SKYLSSAILive2Coordinator::liveBeaconTransport());
+      return SKYLSSAILive2Coordinator::create(url, std::move(dependencies),
+                                              SKYLSSAILive2Coordinator::liveBeaconTransport());
     });
     session->lifecycleState().addObserver(
         [this](const SKYLLifecycleEventPtr& event) {
@@ -142,9 +143,11 @@ TEST_F(LiveSessionTest, ASecondAdBecomingPresentableReannouncesTheSequence) {
   playUntil(12);
   EXPECT_EQ(events_, (Events{"AdSequenceEnter 1", "AdEnter x"}));
   // The next answer (merged as a poll would) adds y.
-  const auto response = SKYLSSAILive2TrackingResponse::decode(availJSON({adJSON("x", 10, 10), adJSON("y", 20, 10)}));
+  const auto response =
+      SKYLSSAILive2TrackingResponse::decode(availJSON({adJSON("x", 10, 10), adJSON("y", 20, 10)}));
   ASSERT_TRUE(response.ok());
-  std::const_pointer_cast<SKYLSSAILive2Timeline>(session->live2Coordinator()->timelineHandle().timeline)
+  std::const_pointer_cast<SKYLSSAILive2Timeline>(
+      session->live2Coordinator()->timelineHandle().timeline)
       ->merge(response.value());
   playUntil(13);
   EXPECT_EQ(events_, (Events{"AdSequenceEnter 1", "AdEnter x", "AdSequenceEnter 2"}));
@@ -187,7 +190,8 @@ TEST_F(LiveSessionTest, OnlyTheNewestStartCounts) {
   service_.setSessionAnswer({200, test::MockLiveService::relativeSessionBody(), 200});
   auto session = makeSession();
   auto source = [&](const std::string& query) {
-    return SKYLSource::initWithURL(URL::parse(service_.sessionURL() + query), std::string(kSKYLDeliveryHLS), {});
+    return SKYLSource::initWithURL(URL::parse(service_.sessionURL() + query),
+                                   std::string(kSKYLDeliveryHLS), {});
   };
   session->loadLive2Session(source("?first"));
   const auto first = session->live2Coordinator();
@@ -200,19 +204,22 @@ TEST_F(LiveSessionTest, OnlyTheNewestStartCounts) {
   // The first POST was cancelled when its session was torn down (the mock
   // may or may not have recorded it first).
   EXPECT_LE(service_.sessionBodies().size(), 2u);
-  EXPECT_EQ(session->ssaiSource()->url()->absoluteString(), player_->currentItem()->url().absoluteString());
+  EXPECT_EQ(session->ssaiSource()->url()->absoluteString(),
+            player_->currentItem()->url().absoluteString());
   EXPECT_FALSE(session->live2ContentOnly());
 }
 
 // An older live SSAI stream: its ad data arrives as timed metadata, parsed
 // on the global queue while the main queue plays.
 TEST(LiveMetadataTest, TimedMetadataInstallsBreaksWhilePlaying) {
-  const std::string ad = R"(<vmap:AdBreak timeOffset="start"><vmap:AdSource><vmap:VASTAdData><VAST version="3.0">
+  const std::string ad =
+      R"(<vmap:AdBreak timeOffset="start"><vmap:AdSource><vmap:VASTAdData><VAST version="3.0">
       <Ad><InLine><AdTitle>Live</AdTitle><Creatives><Creative><Linear><Duration>00:00:05</Duration>
       </Linear></Creative></Creatives></InLine></Ad></VAST></vmap:VASTAdData></vmap:AdSource></vmap:AdBreak>)";
   const std::string metadata =
       R"(<vmap:VMAP xmlns:vmap="http://www.iab.net/videosuite/vmap" xmlns:sk="http://example.com/sk" version="1.0">)" +
-      ad + ad + R"(<vmap:Extensions><sk:Player><sk:TimingData><sk:adBreakDurationMs>10000</sk:adBreakDurationMs>
+      ad + ad +
+      R"(<vmap:Extensions><sk:Player><sk:TimingData><sk:adBreakDurationMs>10000</sk:adBreakDurationMs>
       <sk:adBreakRemainingMs>10000</sk:adBreakRemainingMs><sk:adRemainingMs>5000</sk:adRemainingMs>
       </sk:TimingData></sk:Player></vmap:Extensions></vmap:VMAP>)";
   std::vector<TimedMetadataItem> items;
@@ -223,7 +230,8 @@ TEST(LiveMetadataTest, TimedMetadataInstallsBreaksWhilePlaying) {
   auto source = SKYLSource::initWithURL(URL::parse("https://live.example.com/channel.m3u8"),
                                         std::string(kSKYLDeliveryHLS), {});
   source->setLiveSSAISource(true);
-  auto basic = SKYLBasicPlaybackSession::create(SKYLVideo::initWithSources({source}), source, player);
+  auto basic =
+      SKYLBasicPlaybackSession::create(SKYLVideo::initWithSources({source}), source, player);
   auto session = SKYLVUXSession::initWithUpstreamSession(basic, {});
   session->setMeridianLiveDetection(0);
   std::vector<std::string> entered;

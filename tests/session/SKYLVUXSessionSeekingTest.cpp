@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
 #include "host/SKYLHostConstants.h"
-#include "timeline/SKYLSSAIConstants.h"
 #include "session/SKYLVUXSession.h"
 #include "support/SessionHarness.h"
 #include "support/VMAPFixtures.h"
+#include "timeline/SKYLSSAIConstants.h"
 
 namespace skylark {
 namespace {
@@ -20,8 +20,11 @@ std::string twoMidRollsAndAPostRoll(const std::string& firstMidRollDuration = "0
   auto ad = [](const std::string& offset, const std::string& duration, const std::string& id) {
     std::string text = adBreak(offset, duration, id,
                                "<TrackingEvents><Tracking event=\"complete\">https://b.example.com/"
-                               "complete/" + id + "</Tracking><Tracking event=\"skip\">"
-                               "https://b.example.com/skip/" + id + "</Tracking></TrackingEvents>");
+                               "complete/" +
+                                   id +
+                                   "</Tracking><Tracking event=\"skip\">"
+                                   "https://b.example.com/skip/" +
+                                   id + "</Tracking></TrackingEvents>");
     text.replace(text.find("<Linear>"), 8, "<Linear skipoffset=\"00:00:05\">");
     return text;
   };

@@ -4,9 +4,9 @@
 
 #include "host/SKYLBasicPlaybackSession.h"
 #include "host/SKYLHostConstants.h"
-#include "timeline/SKYLSSAIConstants.h"
 #include "support/SessionHarness.h"
 #include "support/VMAPFixtures.h"
+#include "timeline/SKYLSSAIConstants.h"
 
 namespace skylark {
 namespace {
@@ -70,8 +70,7 @@ TEST(SKYLVUXSessionTest, APreRollEntersPlainlyAndAMidRollInterruptsPlayback) {
   EXPECT_EQ(app.takeEvents(), (Events{"AdExit pre", "AdSequenceExit", "WillPauseForAd", "Pause",
                                       "PauseRequest", "AdSequenceEnter", "AdEnter mid"}));
   app.playUntil(166);
-  EXPECT_EQ(app.takeEvents(),
-            (Events{"AdExit mid", "AdSequenceExit", "Play", "PlayRequest"}));
+  EXPECT_EQ(app.takeEvents(), (Events{"AdExit mid", "AdSequenceExit", "Play", "PlayRequest"}));
 }
 
 TEST(SKYLVUXSessionTest, HostAdRecordsCarrySkipAndClickThroughProperties) {
@@ -83,7 +82,8 @@ TEST(SKYLVUXSessionTest, HostAdRecordsCarrySkipAndClickThroughProperties) {
   EXPECT_EQ(property<float>(*app.currentAd, kSKYLAdPropertyKeySkipTime), 1.5f);
   EXPECT_EQ(property<std::vector<std::string>>(*app.currentAd, kSKYLAdPropertyKeyClickthroughURLs),
             std::vector<std::string>{"https://advertiser.example.com/"});
-  EXPECT_TRUE(app.currentAd->privateProperty<std::function<void()>>(kSKYLAdPrivatePropertyKeySkipHandler));
+  EXPECT_TRUE(
+      app.currentAd->privateProperty<std::function<void()>>(kSKYLAdPrivatePropertyKeySkipHandler));
   app.playUntil(151);
   EXPECT_EQ(property<int64_t>(*app.currentAd, kSKYLAdPropertyKeySkippable), 0);  // exactly 1 s
   EXPECT_FALSE(app.currentAd->property<float>(kSKYLAdPropertyKeySkipTime));
@@ -121,17 +121,18 @@ TEST(SKYLVUXSessionTest, TrackerEventsAreIgnoredWhileABumperPlays) {
   SessionHarness app(preAndMidRoll());
   ASSERT_TRUE(app.start());
   app.takeEvents();
-  app.player->replaceCurrentItem(std::make_shared<PlayerItem>(
-      *app.session->timeline()->velaURL(), PlayerItemType::bumper));
+  app.player->replaceCurrentItem(
+      std::make_shared<PlayerItem>(*app.session->timeline()->velaURL(), PlayerItemType::bumper));
   app.player->play();
   app.playUntil(10);
-  for (const auto& event : app.takeEvents()) EXPECT_EQ(event.find("Ad"), std::string::npos) << event;
+  for (const auto& event : app.takeEvents())
+    EXPECT_EQ(event.find("Ad"), std::string::npos) << event;
 }
 
 TEST(SKYLVUXSessionTest, LedgerParametersFollowThePod) {
   SessionHarness app(vmapDocument(adBreak("start", "00:00:10", "pre") +
-                                  adBreak("00:01:00", "00:00:10", "mid") +
-                                  adBreak("end", "00:00:10", "post"),
+                                      adBreak("00:01:00", "00:00:10", "mid") +
+                                      adBreak("end", "00:00:10", "post"),
                                   130, 100));
   ASSERT_TRUE(app.start());
   app.playUntil(131);
@@ -139,18 +140,23 @@ TEST(SKYLVUXSessionTest, LedgerParametersFollowThePod) {
   std::vector<std::string> pods;
   for (const auto& call : calls) {
     if (call.code != 0) continue;
-    pods.push_back(std::any_cast<std::string>(call.parameters.at("kSKYLAdLedgerParameterPodTypeKey")) +
-                   " " +
-                   std::to_string(std::any_cast<int64_t>(call.parameters.at("kSKYLAdLedgerParameterPodIndexKey"))));
+    pods.push_back(
+        std::any_cast<std::string>(call.parameters.at("kSKYLAdLedgerParameterPodTypeKey")) + " " +
+        std::to_string(
+            std::any_cast<int64_t>(call.parameters.at("kSKYLAdLedgerParameterPodIndexKey"))));
   }
   EXPECT_EQ(pods, (std::vector<std::string>{"kSKYLAdLedgerOptionAdPodTypePreroll 0",
                                             "kSKYLAdLedgerOptionAdPodTypeMidroll 1",
                                             "kSKYLAdLedgerOptionAdPodTypePostroll -1"}));
-  const auto adEnd = std::find_if(calls.begin(), calls.end(), [](const auto& c) { return c.code == 3; });
+  const auto adEnd =
+      std::find_if(calls.begin(), calls.end(), [](const auto& c) { return c.code == 3; });
   ASSERT_NE(adEnd, calls.end());
-  EXPECT_NEAR(std::any_cast<double>(adEnd->parameters.at("kSKYLAdLedgerParameterAdPlayDuration")), 9.75, 0.01);
+  EXPECT_NEAR(std::any_cast<double>(adEnd->parameters.at("kSKYLAdLedgerParameterAdPlayDuration")),
+              9.75, 0.01);
   EXPECT_TRUE(adEnd->parameters.count("kSKYLAdLedgerParameterAdAudibleDurationKey"));
-  EXPECT_EQ(std::any_cast<std::string>(adEnd->parameters.at("kSKYLAdLedgerParameterAdCreativeIDKey")), "pre");
+  EXPECT_EQ(
+      std::any_cast<std::string>(adEnd->parameters.at("kSKYLAdLedgerParameterAdCreativeIDKey")),
+      "pre");
 }
 
 TEST(SKYLVUXSessionTest, TheViewableImpressionComesAtExactlyTwoSecondsOnce) {
@@ -191,7 +197,8 @@ TEST(SKYLVUXSessionTest, TheAuthTokenGoesOnlyToEncryptedHLS) {
         nullptr, SKYLPlayerSDKManager::sharedManager().makePlayer());
     auto session = SKYLVUXSession::initWithUpstreamSession(basic, {});
     session->load();
-    Dispatch::main().runUntil([&] { return session->loadState().get() >= 2; }, std::chrono::seconds(5));
+    Dispatch::main().runUntil([&] { return session->loadState().get() >= 2; },
+                              std::chrono::seconds(5));
     ASSERT_TRUE(basic->currentPlayerItem());
     EXPECT_EQ(basic->currentPlayerItem()->url().absoluteString(),
               encrypted ? "https://cdn.example.com/stream.m3u8&skyl_auth=t0k"

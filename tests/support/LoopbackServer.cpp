@@ -41,15 +41,15 @@ LoopbackServer::LoopbackServer(const std::function<void(httplib::Server&)>& rout
   server.Get("/redirect", [](const httplib::Request& request, httplib::Response& response) {
     response.set_redirect(request.get_param_value("to"));
   });
-  server.Get(R"(/redirects/(\d+))", [](const httplib::Request& request,
-                                       httplib::Response& response) {
-    const int left = std::stoi(request.matches[1]);
-    if (left == 0) {
-      response.set_content("end", "text/plain");
-    } else {
-      response.set_redirect("/redirects/" + std::to_string(left - 1));
-    }
-  });
+  server.Get(R"(/redirects/(\d+))",
+             [](const httplib::Request& request, httplib::Response& response) {
+               const int left = std::stoi(request.matches[1]);
+               if (left == 0) {
+                 response.set_content("end", "text/plain");
+               } else {
+                 response.set_redirect("/redirects/" + std::to_string(left - 1));
+               }
+             });
   port_ = server.bind_to_any_port("127.0.0.1");
   thread_ = std::thread([&server] { server.listen_after_bind(); });
   // stop() is lost on a server whose accept loop has not started yet, so

@@ -32,7 +32,8 @@ class RecordingTransport final : public BeaconTransport {
     script_.insert(script_.end(), answers.begin(), answers.end());
   }
   static BeaconDelivery http(long status) {
-    return {status / 100 == 2 ? BeaconDelivery::Outcome::answered2xx : BeaconDelivery::Outcome::answeredOther,
+    return {status / 100 == 2 ? BeaconDelivery::Outcome::answered2xx
+                              : BeaconDelivery::Outcome::answeredOther,
             status, "HTTP " + std::to_string(status)};
   }
 

@@ -17,7 +17,8 @@ SessionHarness::SessionHarness(const std::string& vmap, SKYLVUXSessionProviderOp
   auto& manager = SKYLPlayerSDKManager::sharedManager();
   manager.setPlayerFactory([this] {
     player = SimulatedPlayer::create([this](const URL& url) -> std::optional<SimulatedMedia> {
-      if (!session || !session->timeline() || session->timeline()->velaURL() != url) return std::nullopt;
+      if (!session || !session->timeline() || session->timeline()->velaURL() != url)
+        return std::nullopt;
       return SimulatedMedia{session->timeline()->payloadLength(), std::nullopt, {}};
     });
     return player;
@@ -71,6 +72,8 @@ void SessionHarness::settle() { Dispatch::main().runUntilIdle(); }
 
 std::vector<std::string> SessionHarness::takeEvents() { return std::exchange(events_, {}); }
 
-std::vector<std::string> SessionHarness::takeBeacons() { return std::exchange(transport->urls, {}); }
+std::vector<std::string> SessionHarness::takeBeacons() {
+  return std::exchange(transport->urls, {});
+}
 
 }  // namespace skylark::test

@@ -48,8 +48,8 @@ inline std::shared_ptr<SKYLVelaTimeline> makeTimeline(double payload,
     for (double d : breaks[i].durations) adTime += d;
   }
   return SKYLVelaTimeline::create(URL::parse("https://ads.example.com/vmap.xml"),
-                                  seconds(payload - adTime), seconds(payload),
-                                  std::move(sequences), {}, live);
+                                  seconds(payload - adTime), seconds(payload), std::move(sequences),
+                                  {}, live);
 }
 
 }  // namespace skylark::test

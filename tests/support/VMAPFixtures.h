@@ -12,7 +12,8 @@ inline std::string vmapDocument(const std::string& breaks, double payload = 1000
                                 double content = 940) {
   return R"(<?xml version="1.0" encoding="UTF-8"?>
 <vmap:VMAP xmlns:vmap="http://www.iab.net/videosuite/vmap" xmlns:sk="http://example.com/sk" version="1.0">
-)" + breaks + R"(
+)" + breaks +
+         R"(
   <vmap:Extensions>
     <sk:Skylark contenturi="https://cdn.example.com/stream.m3u8" payloadlength=")" +
          std::to_string(payload) + R"(" contentlength=")" + std::to_string(content) + R"("/>
@@ -34,17 +35,24 @@ inline std::string adBreak(const std::string& offset, const std::string& duratio
                            const std::string& inLineExtra = "") {
   return R"(  <vmap:AdBreak timeOffset=")" + offset + R"(" breakType="linear" breakId="b-)" + id +
          R"(">
-    <vmap:AdSource><vmap:VASTAdData><VAST version="3.0"><Ad id=")" + id +
+    <vmap:AdSource><vmap:VASTAdData><VAST version="3.0"><Ad id=")" +
+         id +
          R"("><InLine>
-      <AdTitle> Title )" + id + R"( </AdTitle>
-      <Impression><![CDATA[ https://beacon.example.com/imp/)" + id + R"( ]]></Impression>
+      <AdTitle> Title )" +
+         id + R"( </AdTitle>
+      <Impression><![CDATA[ https://beacon.example.com/imp/)" +
+         id + R"( ]]></Impression>
       <Creatives><Creative><Linear>
-        <Duration>)" + duration + R"(</Duration>)" + linearExtra + R"(
-      </Linear></Creative></Creatives>)" + inLineExtra + R"(
+        <Duration>)" +
+         duration + R"(</Duration>)" + linearExtra + R"(
+      </Linear></Creative></Creatives>)" +
+         inLineExtra + R"(
     </InLine></Ad></VAST></vmap:VASTAdData></vmap:AdSource>
     <vmap:TrackingEvents>
-      <vmap:Tracking event="breakStart">https://beacon.example.com/break/start/)" + id + R"(</vmap:Tracking>
-      <vmap:Tracking event="breakEnd">https://beacon.example.com/break/end/)" + id + R"(</vmap:Tracking>
+      <vmap:Tracking event="breakStart">https://beacon.example.com/break/start/)" +
+         id + R"(</vmap:Tracking>
+      <vmap:Tracking event="breakEnd">https://beacon.example.com/break/end/)" +
+         id + R"(</vmap:Tracking>
     </vmap:TrackingEvents>
   </vmap:AdBreak>
 )";

@@ -48,8 +48,8 @@ std::vector<std::pair<std::string, std::pair<double, double>>> layout(
 }
 
 TEST(SKYLVelaAdSequenceTest, Merge_PlaceholdersKeepAdsRealAdsReplaceAndSlateAbsorbs) {
-  SKYLVelaAdSequence current({ad("A0", 100, 10), ad("A1", 110, 10),
-                              ad("slate", 120, 10, false, /*notSlate=*/false)});
+  SKYLVelaAdSequence current(
+      {ad("A0", 100, 10), ad("A1", 110, 10), ad("slate", 120, 10, false, /*notSlate=*/false)});
   const auto before = current.ads();
   SKYLVelaAdSequence incoming({ad("P0", 0, 8, /*placeholder=*/true), ad("B1", 0, 12),
                                ad("slate2", 0, 3, false, /*notSlate=*/false)});

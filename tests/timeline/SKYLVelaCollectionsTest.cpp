@@ -100,7 +100,8 @@ TEST(SKYLVelaCompanionAdsCollectionTest, SortedBySizeAndLookedUp) {
 
   EXPECT_EQ(collection->companionAdWithIdentifier("leader")->width(), 728);
   EXPECT_EQ(collection->companionAdWithIdentifier("missing"), nullptr);
-  EXPECT_TRUE(SKYLVelaCompanionAdsCollectionBuilder{}.buildCompanionAdsCollection()
+  EXPECT_TRUE(SKYLVelaCompanionAdsCollectionBuilder{}
+                  .buildCompanionAdsCollection()
                   ->orderedCompanionAdsWithWidthThenHeight()
                   .empty());
 }

@@ -73,14 +73,32 @@ TEST(SKYLVelaTimelineTest, TimeConversions_TwoBreaks) {
   const auto timeline = twoBreakTimeline();
   expectAbsoluteTimes(*timeline,
                       {{0, 15}, {25, 40}, {50, 80}, {99.5, 129.5}, {100, 130}, {101, kInvalid}});
-  expectContentTimes(*timeline, {{0, 0}, {10, 0}, {15, 0}, {40, 25}, {65, 50}, {70, 50},
-                                 {80, 50}, {129, 99}, {130, 100}, {200, 100}});
+  expectContentTimes(*timeline, {{0, 0},
+                                 {10, 0},
+                                 {15, 0},
+                                 {40, 25},
+                                 {65, 50},
+                                 {70, 50},
+                                 {80, 50},
+                                 {129, 99},
+                                 {130, 100},
+                                 {200, 100}});
 }
 
 TEST(SKYLVelaTimelineTest, TimeConversions_PreMidBackToBackAndPostRolls) {
   const auto timeline = fullTimeline();
-  expectContentTimes(*timeline, {{5, 0}, {10, 0}, {25, 15}, {40, 30}, {45, 30}, {50, 30},
-                                 {55, 30}, {60, 30}, {85, 55}, {110, 80}, {115, 80}, {130, 80}});
+  expectContentTimes(*timeline, {{5, 0},
+                                 {10, 0},
+                                 {25, 15},
+                                 {40, 30},
+                                 {45, 30},
+                                 {50, 30},
+                                 {55, 30},
+                                 {60, 30},
+                                 {85, 55},
+                                 {110, 80},
+                                 {115, 80},
+                                 {130, 80}});
   expectAbsoluteTimes(*timeline,
                       {{0, 10}, {29.5, 39.5}, {30, 60}, {79, 109}, {80, 120}, {81, kInvalid}});
 }
@@ -106,9 +124,9 @@ TEST(SKYLVelaTimelineTest, PathAtTime_FindsBreakAndAd) {
     int breakIndex;  // -1: none
     int adIndex;     // -1: none
   };
-  const Case cases[] = {{0, 0, 0},   {4.99, 0, 0}, {5, 0, 1},     {10, -1, -1}, {40, 1, 0},
-                        {49.9, 1, 0}, {50, 2, 0},  {60, -1, -1},  {110, 3, 0},  {119.9, 3, 0},
-                        {120, -1, -1}, {-1, -1, -1}};
+  const Case cases[] = {{0, 0, 0},   {4.99, 0, 0},  {5, 0, 1},     {10, -1, -1},
+                        {40, 1, 0},  {49.9, 1, 0},  {50, 2, 0},    {60, -1, -1},
+                        {110, 3, 0}, {119.9, 3, 0}, {120, -1, -1}, {-1, -1, -1}};
   for (const auto& c : cases) {
     const auto path = timeline->pathAtTime(seconds(c.t));
     ASSERT_TRUE(path);
@@ -130,8 +148,7 @@ TEST(SKYLVelaTimelineTest, PathLogicalTime_AgreesWithContentTimeAtEveryBreakEnd)
       const MediaTime end = sequence->endTime();
       const auto path = timeline->pathAtTime(end);
       if (path->ad()) continue;  // the next break starts right here
-      EXPECT_EQ(path->logicalTime(), timeline->contentTimeAtAbsoluteTime(end))
-          << end.description();
+      EXPECT_EQ(path->logicalTime(), timeline->contentTimeAtAbsoluteTime(end)) << end.description();
     }
   }
   // Inside an ad the logical time is the time into the ad.

@@ -35,8 +35,7 @@ std::vector<BreakSpec> randomLayout(std::mt19937& rng, double& payload) {
 // Every boundary, a hair either side of it, and the non-numeric times.
 std::vector<MediaTime> probesFor(const std::vector<MediaTime>& boundaries) {
   std::vector<MediaTime> probes = {MediaTime::invalid(), MediaTime::positiveInfinity(),
-                                   MediaTime::negativeInfinity(), MediaTime::zero(),
-                                   seconds(-1)};
+                                   MediaTime::negativeInfinity(), MediaTime::zero(), seconds(-1)};
   const MediaTime hair = MediaTime::make(1, 600);
   for (const auto& b : boundaries) {
     probes.push_back(b);
@@ -47,8 +46,8 @@ std::vector<MediaTime> probesFor(const std::vector<MediaTime>& boundaries) {
 }
 
 void expectSame(const MediaTime& fast, const MediaTime& walked, const std::string& what) {
-  EXPECT_EQ(compare(fast, walked), 0) << what << ": " << fast.description() << " vs "
-                                      << walked.description();
+  EXPECT_EQ(compare(fast, walked), 0)
+      << what << ": " << fast.description() << " vs " << walked.description();
   EXPECT_EQ(fast.isValid(), walked.isValid()) << what;
 }
 

@@ -17,7 +17,8 @@ TEST(GenerateCommandTest, TheSameOptionsGiveTheSameBytesAndAnotherSeedOthers) {
 TEST(GenerateCommandTest, TheDocumentParsesIntoTheBreaksAndAdsAskedFor) {
   SKYLVelaLogConfigure(0);
   for (const auto& [breaks, ads] : {std::pair{1, 1}, std::pair{3, 1}, std::pair{12, 4}}) {
-    const auto timeline = SKYLVelaParseTimelineFromDataWithError(nullptr, generateVMAP({breaks, ads, 1, "-"}));
+    const auto timeline =
+        SKYLVelaParseTimelineFromDataWithError(nullptr, generateVMAP({breaks, ads, 1, "-"}));
     ASSERT_TRUE(timeline.ok()) << timeline.error().description();
     const auto sequences = timeline.value()->adSequences();
     ASSERT_EQ(static_cast<int>(sequences->size()), breaks);

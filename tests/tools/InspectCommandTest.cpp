@@ -1,5 +1,5 @@
-#include "InspectCommand.h"
 #include "DemoCommand.h"
+#include "InspectCommand.h"
 #include "LiveCommand.h"
 #include "PlayCommand.h"
 #include "SimulateCommand.h"
@@ -9,18 +9,18 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <thread>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <nlohmann/json.hpp>
 
 #include "TimelineJSON.h"
-#include "xml/SKYLVelaXMLDocument.h"
 #include "support/LoopbackServer.h"
 #include "support/VMAPFixtures.h"
+#include "xml/SKYLVelaXMLDocument.h"
 
 namespace skylark::tool {
 namespace {
@@ -37,17 +37,17 @@ TEST(InspectCommandTest, JSONHasTheDocumentedShape) {
   std::ostringstream out, err;
   ASSERT_EQ(runInspect({kSample, {}, true, std::nullopt}, out, err), 0) << err.str();
   const auto json = nlohmann::ordered_json::parse(out.str());
-  EXPECT_EQ(keys(json), (std::vector<std::string>{
-                            "velaURL", "payloadLength", "contentLength", "isLiveSSAI",
-                            "thumbnailVTTURL", "contentImpressions", "contentSegments",
-                            "adSequences"}));
+  EXPECT_EQ(keys(json),
+            (std::vector<std::string>{"velaURL", "payloadLength", "contentLength", "isLiveSSAI",
+                                      "thumbnailVTTURL", "contentImpressions", "contentSegments",
+                                      "adSequences"}));
   const auto& ad = json["adSequences"][1]["ads"][0];
-  EXPECT_EQ(keys(ad), (std::vector<std::string>{
-                          "adId", "title", "beginTime", "endTime", "duration", "logicalOffset",
-                          "skipOffset", "impressionURLs", "clickThroughURL", "clickTrackingURLs",
-                          "trackingEventsByName", "orderedEventsWithOffsets", "companions",
-                          "verifications", "viewableImpression", "vastAdExtensions",
-                          "vastAdCreativeExtensions"}));
+  EXPECT_EQ(keys(ad),
+            (std::vector<std::string>{
+                "adId", "title", "beginTime", "endTime", "duration", "logicalOffset", "skipOffset",
+                "impressionURLs", "clickThroughURL", "clickTrackingURLs", "trackingEventsByName",
+                "orderedEventsWithOffsets", "companions", "verifications", "viewableImpression",
+                "vastAdExtensions", "vastAdCreativeExtensions"}));
   EXPECT_EQ(ad["beginTime"], 330.0);
   EXPECT_EQ(ad["skipOffset"], nullptr);  // not skippable
   EXPECT_EQ(ad["clickThroughURL"], nullptr);
@@ -70,7 +70,8 @@ TEST(InspectCommandTest, TimesMapToNumbersNullOrInfinityStrings) {
 TEST(InspectCommandTest, FailuresPrintTheErrorAndExitWithOne) {
   std::ostringstream out, err;
   EXPECT_EQ(runInspect({"/nonexistent/doc.xml", {}, false, std::nullopt}, out, err), 1);
-  EXPECT_EQ(err.str(), "error: NSCocoaErrorDomain 260: The file /nonexistent/doc.xml could not be read.\n");
+  EXPECT_EQ(err.str(),
+            "error: NSCocoaErrorDomain 260: The file /nonexistent/doc.xml could not be read.\n");
 
   std::ostringstream jsonOut, jsonErr;
   EXPECT_EQ(runInspect({"file:///etc/hostname", {}, true, std::nullopt}, jsonOut, jsonErr), 1);
@@ -105,7 +106,8 @@ TEST(InspectCommandTest, ErrorsNameTheirCause) {
   }
   SKYLError timedOut("SKYLVelaErrorDomain", 4010, "The VMAP document could not be downloaded.");
   timedOut.withUnderlyingError(SKYLError("NSURLErrorDomain", -1001, "timed out after 60 s"));
-  EXPECT_EQ(errorText(timedOut), "The VMAP document could not be downloaded. (timed out after 60 s)");
+  EXPECT_EQ(errorText(timedOut),
+            "The VMAP document could not be downloaded. (timed out after 60 s)");
 }
 
 TEST(InspectCommandTest, DownloadsWithTheDefaultUserAgentAndGivenHeaders) {
@@ -116,7 +118,8 @@ TEST(InspectCommandTest, DownloadsWithTheDefaultUserAgentAndGivenHeaders) {
     });
   });
   std::ostringstream out, err;
-  ASSERT_EQ(runInspect({server.url("/vmap.xml"), {{"X-Token", "t1"}}, false, std::nullopt}, out, err), 0)
+  ASSERT_EQ(
+      runInspect({server.url("/vmap.xml"), {{"X-Token", "t1"}}, false, std::nullopt}, out, err), 0)
       << err.str();
   EXPECT_NE(out.str().find("Breaks    1"), std::string::npos) << out.str();
   ASSERT_TRUE(server.waitForRequests(1, std::chrono::seconds(5)));
@@ -124,8 +127,7 @@ TEST(InspectCommandTest, DownloadsWithTheDefaultUserAgentAndGivenHeaders) {
   EXPECT_EQ(request.header("User-Agent").rfind("ios-vela-ux/7.2.18.42 (", 0), 0u);
   EXPECT_EQ(request.header("X-Token"), "t1");
 
-  EXPECT_EQ(requestHeaders({{"user-agent", "mine"}}),
-            (HTTPHeaderFields{{"user-agent", "mine"}}));
+  EXPECT_EQ(requestHeaders({{"user-agent", "mine"}}), (HTTPHeaderFields{{"user-agent", "mine"}}));
 }
 
 TEST(InspectCommandTest, UsageErrorsExitWithTwo) {
@@ -169,9 +171,9 @@ TEST(SimulateCommandTest, PrintsEventsAndTheBeaconsTheyCauseInOrder) {
                         : line["beacon"].get<std::string>().substr(27));
   }
   const std::vector<std::string> expected = {
-      "EnterAdSequence ", "EnterAd pre-1", "imp?ad=pre-1", "break?b=pre&e=start",
+      "EnterAdSequence ",   "EnterAd pre-1",   "imp?ad=pre-1",      "break?b=pre&e=start",
       "t?ad=pre-1&e=start", "t?ad=pre-1&e=q1", "t?ad=pre-1&e=skip", "ExitAd pre-1",
-      "EnterAd pre-2", "imp?ad=pre-2", "t?ad=pre-2&e=start"};
+      "EnterAd pre-2",      "imp?ad=pre-2",    "t?ad=pre-2&e=start"};
   EXPECT_EQ(lines, expected);
   const auto exit = jsonLines(out.str());
   const auto skipped = std::find_if(exit.begin(), exit.end(), [](const auto& line) {
@@ -218,10 +220,9 @@ TEST(SimulateCommandTest, ASeekIsAPlayerSeekAndTheLastUpdateIsTheStreamsEnd) {
   // unskipped) and the next update enters the post-roll; the final update
   // at exactly 100 s completes it.
   const std::vector<std::string> expected = {
-      "EnterAdSequence ", "EnterAd pre",     "imp/pre",       "ExitAd pre",
-      "complete/pre",     "break/end/pre",   "ExitAdSequence ", "EnterAdSequence ",
-      "EnterAd post",     "imp/post",        "ExitAd post",   "complete/post",
-      "break/end/post",   "ExitAdSequence "};
+      "EnterAdSequence ", "EnterAd pre",     "imp/pre",          "ExitAd pre",     "complete/pre",
+      "break/end/pre",    "ExitAdSequence ", "EnterAdSequence ", "EnterAd post",   "imp/post",
+      "ExitAd post",      "complete/post",   "break/end/post",   "ExitAdSequence "};
   EXPECT_EQ(lines, expected) << out.str();
   EXPECT_EQ(last, 100);
   std::remove(path.c_str());
@@ -232,8 +233,9 @@ TEST(SimulateCommandTest, FireSendsEveryBeacon) {
     s.Get(R"(/b/.*)", [](const httplib::Request&, httplib::Response& r) { r.status = 204; });
   });
   std::string vmap = test::vmapDocument(test::adBreak("start", "00:00:04", "a"), 10, 6);
-  for (const std::string host : {"https://beacon.example.com/imp/", "https://beacon.example.com/break/start/",
-                                 "https://beacon.example.com/break/end/"}) {
+  for (const std::string host :
+       {"https://beacon.example.com/imp/", "https://beacon.example.com/break/start/",
+        "https://beacon.example.com/break/end/"}) {
     vmap.replace(vmap.find(host), host.size(), sink.url("/b/") + std::to_string(host.size()) + "-");
   }
   const std::string path = ::testing::TempDir() + "simulate-fire.xml";
@@ -256,7 +258,8 @@ TEST(LiveCommandTest, OpensTheSessionAndFollowsAnAdAtThePlayhead) {
   service.scriptTracking({{200,
                            std::string(R"({"avails": [{"availId": "a1", "durationInSeconds": 30,
                              "ads": [{"adId": "x", "adTitle": "Ferries", "durationInSeconds": 30,
-                                      "adProgramDateTime": ")") + date + R"(",
+                                      "adProgramDateTime": ")") +
+                               date + R"(",
                                       "trackingEvents": [{"eventType": "impression",
                                         "beaconUrls": ["https://beacon.example.com/x-imp"]}]}]}]})",
                            0}});
@@ -271,7 +274,8 @@ TEST(LiveCommandTest, OpensTheSessionAndFollowsAnAdAtThePlayhead) {
   for (const auto& line : jsonLines(out.str())) {
     if (line.contains("session")) seen.push_back("session");
     if (line.contains("avail")) seen.push_back("avail " + line["avail"].get<std::string>());
-    if (line.value("event", "") == "EnterAd") seen.push_back("enter " + line["adId"].get<std::string>());
+    if (line.value("event", "") == "EnterAd")
+      seen.push_back("enter " + line["adId"].get<std::string>());
     if (line.contains("beacon")) seen.push_back(line["beacon"].get<std::string>());
   }
   const std::vector<std::string> expected = {"session", "avail a1", "enter x",
@@ -335,7 +339,7 @@ TEST(PlayCommandTest, PlaysTheSampleToTheEndWithSnapbackAndSkip) {
   PlayOptions options;
   options.source = kSample;
   options.json = true;
-  options.skips = {3};         // the first ad's skip button shows at 5 s: pressed then
+  options.skips = {3};          // the first ad's skip button shows at 5 s: pressed then
   options.seeks = {{40, 500}};  // over the mid-roll at content 300
   std::ostringstream out, err;
   const auto start = std::chrono::steady_clock::now();
@@ -351,7 +355,8 @@ TEST(PlayCommandTest, PlaysTheSampleToTheEndWithSnapbackAndSkip) {
     if (line.contains("t")) lastTime = line["t"].get<double>();
     if (!line.contains("lifecycle")) continue;
     const std::string type = line["lifecycle"].get<std::string>().substr(34);
-    if (type == "AdEnter" || type == "AdSkipped") lines.push_back(type + " " + line["adId"].get<std::string>());
+    if (type == "AdEnter" || type == "AdSkipped")
+      lines.push_back(type + " " + line["adId"].get<std::string>());
     if (type == "End") lines.push_back(type);
   }
   EXPECT_EQ(duration, 600);
@@ -387,7 +392,8 @@ TEST(PlayCommandTest, ANewerLiveSourcePlaysThroughItsCoordinator) {
   service.scriptTracking({{200,
                            std::string(R"({"avails": [{"availId": "a1", "durationInSeconds": 30,
                              "ads": [{"adId": "x", "adTitle": "Ferries", "durationInSeconds": 30,
-                                      "adProgramDateTime": ")") + date + R"("}]}]})",
+                                      "adProgramDateTime": ")") +
+                               date + R"("}]}]})",
                            0}});
   PlayOptions options;
   options.source = service.sessionURL();
@@ -400,14 +406,16 @@ TEST(PlayCommandTest, ANewerLiveSourcePlaysThroughItsCoordinator) {
   for (const auto& line : jsonLines(out.str())) {
     if (!line.contains("lifecycle")) continue;
     const std::string type = line["lifecycle"].get<std::string>().substr(34);
-    if (type.rfind("Ad", 0) == 0 && type != "AdProgress") seen.push_back(type + " " + line.value("adId", ""));
+    if (type.rfind("Ad", 0) == 0 && type != "AdProgress")
+      seen.push_back(type + " " + line.value("adId", ""));
   }
   EXPECT_EQ(seen, (std::vector<std::string>{"AdSequenceEnter ", "AdEnter x"})) << out.str();
 }
 
 TEST(PlayCommandTest, TimedMetadataOfAnOlderLiveStreamAnnouncesItsBreak) {
   const std::string path = ::testing::TempDir() + "skylark-live-metadata.xml";
-  std::ofstream(path) << R"(<vmap:VMAP xmlns:vmap="http://www.iab.net/videosuite/vmap" xmlns:sk="http://example.com/sk" version="1.0">
+  std::ofstream(path)
+      << R"(<vmap:VMAP xmlns:vmap="http://www.iab.net/videosuite/vmap" xmlns:sk="http://example.com/sk" version="1.0">
     <vmap:AdBreak timeOffset="start"><vmap:AdSource><vmap:VASTAdData><VAST version="3.0"><Ad><InLine>
       <AdTitle>Live</AdTitle><Creatives><Creative><Linear><Duration>00:00:05</Duration></Linear></Creative></Creatives>
     </InLine></Ad></VAST></vmap:VASTAdData></vmap:AdSource></vmap:AdBreak>

@@ -24,8 +24,8 @@ struct FaultySink {
       const int n = ++requests;
       if (n % 25 == 12) {
         ++broken;
-        response.set_content_provider(
-            10, "text/plain", [](size_t, size_t, httplib::DataSink&) { return false; });
+        response.set_content_provider(10, "text/plain",
+                                      [](size_t, size_t, httplib::DataSink&) { return false; });
       } else if (n % 7 == 0) {
         ++unavailable;
         response.status = 503;
@@ -41,16 +41,18 @@ TEST(BeaconDeliveryLedgerTest, TheLedgerAgreesWithAFaultySinksLog) {
   FaultySink sink;
   std::string breaks;
   for (const char* offset : {"start", "00:00:20", "00:00:40", "00:01:00", "end"}) {
-    breaks += test::adBreak(offset, "00:00:08", "ad" + std::to_string(breaks.size()),
-                            "<TrackingEvents><Tracking event=\"start\">https://b/start</Tracking>"
-                            "<Tracking event=\"firstQuartile\">https://b/q1</Tracking>"
-                            "<Tracking event=\"midpoint\">https://b/mid</Tracking>"
-                            "<Tracking event=\"thirdQuartile\">https://b/q3</Tracking>"
-                            "<Tracking event=\"complete\">https://b/complete</Tracking></TrackingEvents>");
+    breaks += test::adBreak(
+        offset, "00:00:08", "ad" + std::to_string(breaks.size()),
+        "<TrackingEvents><Tracking event=\"start\">https://b/start</Tracking>"
+        "<Tracking event=\"firstQuartile\">https://b/q1</Tracking>"
+        "<Tracking event=\"midpoint\">https://b/mid</Tracking>"
+        "<Tracking event=\"thirdQuartile\">https://b/q3</Tracking>"
+        "<Tracking event=\"complete\">https://b/complete</Tracking></TrackingEvents>");
   }
   std::string vmap = test::vmapDocument(breaks, 120, 80);
   // Every beacon to the sink.
-  for (const std::string& from : {std::string("https://beacon.example.com/"), std::string("https://b/")}) {
+  for (const std::string& from :
+       {std::string("https://beacon.example.com/"), std::string("https://b/")}) {
     for (size_t at = vmap.find(from); at != std::string::npos; at = vmap.find(from, at)) {
       vmap.replace(at, from.size(), sink.server.url("/b/"));
     }

@@ -51,12 +51,11 @@ class AnalyticsTest : public ::testing::Test {
     analytics_ = std::make_unique<SKYLVelaAnalyticsSession>(
         *tracker_, std::make_shared<SKYLVelaAnalyticsDigester>(
                        std::make_shared<URLSessionBeaconTransport>(), center_));
-    (void)center_.addObserver(std::string(kSKYLSSAIAnalayticsDigestNotification),
-                              [this](const Notification& n) {
-                                const auto url = std::any_cast<URL>(n.object).absoluteString();
-                                fired_.push_back(url.substr(url.rfind('/') + 1) +
-                                                 fmt::format("@{:.2f}", now_));
-                              });
+    (void)center_.addObserver(
+        std::string(kSKYLSSAIAnalayticsDigestNotification), [this](const Notification& n) {
+          const auto url = std::any_cast<URL>(n.object).absoluteString();
+          fired_.push_back(url.substr(url.rfind('/') + 1) + fmt::format("@{:.2f}", now_));
+        });
   }
 
   static std::string event(const std::string& name, const std::string& url) {
@@ -89,12 +88,11 @@ TEST_F(AnalyticsTest, PlayingAnAdFromItsStartFiresEachBeaconAtItsUpdate) {
   // The quartile marks are whole seconds (7, 15, 22); an offset fires on
   // the first update past it, since each update covers [previous, now).
   // Open-measurement parameters are JSON: they go out percent-encoded.
-  const Fired expected = {"impression@10.00",
-                          "verify.js?%7B%22k%22:%20%22v%20w%22%7D%0A@10.00",
-                          "view@10.00",
-                          "breakStart@10.25", "start@10.25",     "q1@17.25",
-                          "mid@25.25",        "q3@32.25",        "complete@40.00",
-                          "breakEnd@40.00"};
+  const Fired expected = {"impression@10.00", "verify.js?%7B%22k%22:%20%22v%20w%22%7D%0A@10.00",
+                          "view@10.00",       "breakStart@10.25",
+                          "start@10.25",      "q1@17.25",
+                          "mid@25.25",        "q3@32.25",
+                          "complete@40.00",   "breakEnd@40.00"};
   EXPECT_EQ(fired_, expected);
   // The sink receives every fired beacon, each once.
   ASSERT_TRUE(sink_.waitForRequests(expected.size(), 5s));

@@ -64,8 +64,8 @@ TEST(SKYLVelaProgressTrackerTest, JumpFromAnAdOfOneBreakIntoAnother) {
   Recorder events(tracker);
   (void)events.at(10);
   (void)events.at(25);
-  EXPECT_EQ(events.at(70), (Events{"ExitAd 0-0", "ExitAdSequence", "EnterAdSequence",
-                                   "EnterAd 1-0", "AdProgress 1-0 @5.00"}));
+  EXPECT_EQ(events.at(70), (Events{"ExitAd 0-0", "ExitAdSequence", "EnterAdSequence", "EnterAd 1-0",
+                                   "AdProgress 1-0 @5.00"}));
 }
 
 TEST(SKYLVelaProgressTrackerTest, BackwardJitterFilter) {
@@ -144,13 +144,14 @@ TEST(SKYLVelaProgressTrackerTest, RangeConversion) {
   tracker.setAbsoluteSeekableTimeRanges(std::vector<MediaTimeRange>{});
   EXPECT_EQ(assignments, 1);
   EXPECT_TRUE(tracker.contentSeekableTimeRanges().get()->empty());
-  tracker.setAbsoluteSeekableTimeRanges(std::vector<MediaTimeRange>{
-      MediaTimeRange::make(seconds(0), seconds(100)), MediaTimeRange::make(seconds(5), seconds(25))});
+  tracker.setAbsoluteSeekableTimeRanges(
+      std::vector<MediaTimeRange>{MediaTimeRange::make(seconds(0), seconds(100)),
+                                  MediaTimeRange::make(seconds(5), seconds(25))});
   const std::vector<MediaTimeRange> expected = {MediaTimeRange::make(seconds(0), seconds(70)),
                                                 MediaTimeRange::make(seconds(0), seconds(20))};
   EXPECT_EQ(*tracker.contentSeekableTimeRanges().get(), expected);
-  tracker.setAbsoluteLoadedTimeRanges(std::vector<MediaTimeRange>{
-      MediaTimeRange::make(seconds(0), seconds(130))});
+  tracker.setAbsoluteLoadedTimeRanges(
+      std::vector<MediaTimeRange>{MediaTimeRange::make(seconds(0), seconds(130))});
   EXPECT_EQ(tracker.contentLoadedTimeRanges().get()->front().duration, seconds(100));
 }
 

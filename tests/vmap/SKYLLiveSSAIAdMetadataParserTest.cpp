@@ -36,9 +36,9 @@ std::string metadata(const std::string& breaks, const std::string& timing,
 
 std::string timing(int durationMs, int remainingMs, int adRemainingMs = 0, int adIndex = -1) {
   std::string text = "<sk:TimingData><sk:adBreakDurationMs>" + std::to_string(durationMs) +
-                     "</sk:adBreakDurationMs><sk:adBreakRemainingMs>" + std::to_string(remainingMs) +
-                     "</sk:adBreakRemainingMs><sk:adRemainingMs>" + std::to_string(adRemainingMs) +
-                     "</sk:adRemainingMs>";
+                     "</sk:adBreakDurationMs><sk:adBreakRemainingMs>" +
+                     std::to_string(remainingMs) + "</sk:adBreakRemainingMs><sk:adRemainingMs>" +
+                     std::to_string(adRemainingMs) + "</sk:adRemainingMs>";
   if (adIndex >= 0) text += "<sk:adIndex>" + std::to_string(adIndex) + "</sk:adIndex>";
   return text + "<sk:segmentType>AD</sk:segmentType></sk:TimingData>";
 }
@@ -73,15 +73,20 @@ TEST(SKYLLiveSSAIAdMetadataParserTest, AdsLieBackToBackFromTheBreakStartWithASla
     std::vector<Laid> expected;
   };
   const Case cases[] = {
-      {"two ads and a slate", metadata(vastAd("00:00:15") + vastAd("00:00:15"), timing(60000, 45000)),
+      {"two ads and a slate",
+       metadata(vastAd("00:00:15") + vastAd("00:00:15"), timing(60000, 45000)),
        {{985, 15, false, false}, {1000, 15, false, false}, {1015, 30, true, false}}},
-      {"59 s of ads: no slate", metadata(vastAd("00:00:59"), timing(60000, 45000)),
+      {"59 s of ads: no slate",
+       metadata(vastAd("00:00:59"), timing(60000, 45000)),
        {{985, 59, false, false}}},
-      {"58.4 s of ads: a slate", metadata(vastAd("00:00:58.400"), timing(60000, 45000)),
+      {"58.4 s of ads: a slate",
+       metadata(vastAd("00:00:58.400"), timing(60000, 45000)),
        {{985, 58.4, false, false}, {1043.4, 1.6, true, false}}},
-      {"just begun: every ad lasts what remains", metadata(vastAd("00:00:15") + vastAd("00:00:20"), timing(60000, 60000, 12000)),
+      {"just begun: every ad lasts what remains",
+       metadata(vastAd("00:00:15") + vastAd("00:00:20"), timing(60000, 60000, 12000)),
        {{1000, 12, false, false}, {1012, 12, false, false}, {1024, 36, true, false}}},
-      {"a placeholder", metadata(placeholder(20000), timing(20000, 20000)),
+      {"a placeholder",
+       metadata(placeholder(20000), timing(20000, 20000)),
        {{1000, 20, false, true}}},
       {"no Player: defaults", metadata(vastAd("00:00:10"), ""), {{1000, 10, false, false}}},
   };
@@ -92,9 +97,10 @@ TEST(SKYLLiveSSAIAdMetadataParserTest, AdsLieBackToBackFromTheBreakStartWithASla
 }
 
 TEST(SKYLLiveSSAIAdMetadataParserTest, SequenceFlagsIndexesAndLiveAds) {
-  const auto sequences = parse(metadata(vastAd("00:00:15") + vastAd("00:00:15"), timing(60000, 45000),
-                                        "<sk:ClientOptions><sk:clientOnlyTracking>true</sk:clientOnlyTracking>"
-                                        "<sk:showAdRemainingTime>false</sk:showAdRemainingTime></sk:ClientOptions>"));
+  const auto sequences =
+      parse(metadata(vastAd("00:00:15") + vastAd("00:00:15"), timing(60000, 45000),
+                     "<sk:ClientOptions><sk:clientOnlyTracking>true</sk:clientOnlyTracking>"
+                     "<sk:showAdRemainingTime>false</sk:showAdRemainingTime></sk:ClientOptions>"));
   ASSERT_EQ(sequences.size(), 1u);
   const auto& sequence = *sequences[0];
   EXPECT_TRUE(sequence.isLiveSsaiAdSequence());
@@ -107,7 +113,9 @@ TEST(SKYLLiveSSAIAdMetadataParserTest, SequenceFlagsIndexesAndLiveAds) {
   EXPECT_TRUE(ads[0]->isClientOnlyTracking());
   EXPECT_FALSE(ads[0]->skipOffset().isValid());  // live ads are never skippable
   EXPECT_EQ(ads[0]->adId(), "");
-  EXPECT_EQ(parse(metadata(vastAd("00:00:15"), timing(60000, 45000, 0, 4)))[0]->liveSsaiTimingDataAdIndex(), 4);
+  EXPECT_EQ(parse(metadata(vastAd("00:00:15"), timing(60000, 45000, 0, 4)))[0]
+                ->liveSsaiTimingDataAdIndex(),
+            4);
 }
 
 TEST(SKYLLiveSSAIAdMetadataParserTest, FailuresAreDeserializationErrors) {
@@ -117,7 +125,8 @@ TEST(SKYLLiveSSAIAdMetadataParserTest, FailuresAreDeserializationErrors) {
   const auto badDuration = SKYLLiveSSAIParseAdMetadataFromDataWithError(
       metadata(vastAd("soon"), timing(10000, 5000)), seconds(10));
   ASSERT_FALSE(badDuration.ok());
-  EXPECT_EQ(badDuration.error().localizedDescription, "Linear Duration `soon` could not be parsed.");
+  EXPECT_EQ(badDuration.error().localizedDescription,
+            "Linear Duration `soon` could not be parsed.");
 }
 
 }  // namespace

@@ -27,8 +27,9 @@ struct Outcome {
 Outcome retrieve(const std::shared_ptr<SKYLVelaDocument>& document,
                  const HTTPHeaderFields& headers = {}) {
   std::promise<Outcome> done;
-  document->retrieveOnQueue(Dispatch::global(), headers,
-                            [&done](auto doc, auto error) { done.set_value({doc, error}); });
+  document->retrieveOnQueue(Dispatch::global(), headers, [&done](auto doc, auto error) {
+    done.set_value({doc, error});
+  });
   auto future = done.get_future();
   if (future.wait_for(20s) != std::future_status::ready) return {nullptr, SKYLError("test", -1)};
   return future.get();
@@ -56,9 +57,9 @@ TEST(SKYLVelaDocumentTest, RetrievesWithHeadersAndAnnouncesTheRawResponse) {
       });
   auto document = documentFor(server.url("/vmap.xml"));
   document->setSessionCommonProperties(std::string("session-1"));
-  const auto outcome = retrieve(document, {{"User-Agent", "ios-vela-ux/7.2.18.42 (test)"},
-                                           {"X-Extra", "a"},
-                                           {"x-extra", "b"}});
+  const auto outcome = retrieve(
+      document,
+      {{"User-Agent", "ios-vela-ux/7.2.18.42 (test)"}, {"X-Extra", "a"}, {"x-extra", "b"}});
   EXPECT_FALSE(outcome.error) << outcome.error->description();
   EXPECT_EQ(outcome.document, document);
   EXPECT_EQ(document->state(), SKYLVelaDocument::State::Retrieved);
@@ -131,8 +132,9 @@ TEST(SKYLVelaDocumentTest, ASecondRetrievalFailsAndFailsTheDocument) {
   });
   auto document = documentFor(server.url("/slow.xml"));
   std::promise<Outcome> first;
-  document->retrieveOnQueue(Dispatch::global(), {},
-                            [&first](auto doc, auto error) { first.set_value({doc, error}); });
+  document->retrieveOnQueue(Dispatch::global(), {}, [&first](auto doc, auto error) {
+    first.set_value({doc, error});
+  });
   const auto second = retrieve(document);
   ASSERT_TRUE(second.error);
   EXPECT_EQ(second.error->code, 4012);
@@ -140,8 +142,9 @@ TEST(SKYLVelaDocumentTest, ASecondRetrievalFailsAndFailsTheDocument) {
   EXPECT_EQ(second.error->failureReason,
             "Multiple -[SKYLVelaDocument retrieveOnQueue:completion:] messages not may not be "
             "sent to the same instance.");
-  EXPECT_EQ(second.error->recoverySuggestion, "Create a new instance of SKYLVelaDocument with URL " +
-                                                  server.url("/slow.xml") + " to re-retrieve.");
+  EXPECT_EQ(second.error->recoverySuggestion,
+            "Create a new instance of SKYLVelaDocument with URL " + server.url("/slow.xml") +
+                " to re-retrieve.");
   auto firstOutcome = first.get_future();
   ASSERT_EQ(firstOutcome.wait_for(10s), std::future_status::ready);
   EXPECT_FALSE(firstOutcome.get().error);

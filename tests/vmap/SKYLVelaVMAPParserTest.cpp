@@ -106,9 +106,9 @@ TEST(SKYLVelaVMAPParserTest, PodsByEqualOffsetsAndAbsolutePositions) {
 }
 
 TEST(SKYLVelaVMAPParserTest, PostRollsEndAtThePayloadLength) {
-  const auto timeline = parse(vmapDocument(adBreak("00:01:00", "00:00:30", "mid") +
-                                           adBreak("end", "00:00:10", "p1") +
-                                           adBreak("end", "00:00:20", "p2")));
+  const auto timeline =
+      parse(vmapDocument(adBreak("00:01:00", "00:00:30", "mid") + adBreak("end", "00:00:10", "p1") +
+                         adBreak("end", "00:00:20", "p2")));
   const auto breaks = *timeline->adSequences();
   ASSERT_EQ(breaks.size(), 2u);
   EXPECT_EQ(breaks[0]->beginTime(), seconds(60));
@@ -138,8 +138,10 @@ TEST(SKYLVelaVMAPParserTest, QuartileMarksProgressOffsetsAndBreakTracking) {
     std::vector<std::string> urls;
   };
   const Case cases[] = {
-      {0, 1, {"https://beacon.example.com/break/start/a", "https://t.example.com/start",
-              "https://t.example.com/p-time"}},
+      {0,
+       1,
+       {"https://beacon.example.com/break/start/a", "https://t.example.com/start",
+        "https://t.example.com/p-time"}},
       {3, 4, {"https://t.example.com/q1"}},
       {5, 6, {"https://t.example.com/p5"}},
       {7, 8, {"https://t.example.com/mid"}},
@@ -211,10 +213,12 @@ TEST(SKYLVelaVMAPParserTest, SkipClicksCompanionsExtensionsAndVerifications) {
   ASSERT_EQ(companions.size(), 2u);
   EXPECT_EQ(*companions[0]->identifier(), "box");
   EXPECT_EQ(companions[0]->height(), 0);
-  EXPECT_EQ(companions[1]->staticResourceURL()->absoluteString(), "https://img.example.com/728.png");
+  EXPECT_EQ(companions[1]->staticResourceURL()->absoluteString(),
+            "https://img.example.com/728.png");
   EXPECT_EQ(companions[1]->staticResourceCreativeType(), "image/png");
-  EXPECT_EQ(names(companions[1]->trackingEventsCollection()->URLsForTrackingEventsNamed("creativeView")),
-            std::vector<std::string>{"https://t.example.com/cv"});
+  EXPECT_EQ(
+      names(companions[1]->trackingEventsCollection()->URLsForTrackingEventsNamed("creativeView")),
+      std::vector<std::string>{"https://t.example.com/cv"});
 
   ASSERT_EQ(ad->adVerifications().size(), 1u);
   const auto& verification = *ad->adVerifications()[0];
@@ -236,8 +240,8 @@ TEST(SKYLVelaVMAPParserTest, SkipClicksCompanionsExtensionsAndVerifications) {
 }
 
 TEST(SKYLVelaVMAPParserTest, VASTInTheIABDefaultNamespaceIsRead) {
-  std::string text = vmapDocument(adBreak("start", "00:00:15", "a") +
-                                  adBreak("00:05:00", "00:00:10", "b"));
+  std::string text =
+      vmapDocument(adBreak("start", "00:00:15", "a") + adBreak("00:05:00", "00:00:10", "b"));
   text.replace(text.find("<VAST version=\"3.0\">"), 20,
                "<VAST xmlns=\"http://www.iab.com/VAST\" version=\"4.2\">");
   const auto timeline = parse(text);
@@ -257,7 +261,8 @@ TEST(SKYLVelaVMAPParserTest, FailuresAreDeserializationErrors) {
   const Case cases[] = {
       {"time offset", vmapDocument(adBreak("50%", "00:00:15")),
        "AdBreak timeOffset `50%` could not be parsed."},
-      {"duration", vmapDocument(adBreak("start", "30")), "Linear Duration `30` could not be parsed."},
+      {"duration", vmapDocument(adBreak("start", "30")),
+       "Linear Duration `30` could not be parsed."},
       {"not XML", "{ vast: null }", "The VMAP document could not be read."},
       {"empty", "", "The VMAP document could not be read."},
   };
@@ -308,9 +313,9 @@ TEST(SKYLVelaVMAPParserTest, TrackingWithoutEventSkipOffsetRuleAndVerificationFa
   const auto& byName = ad->trackingEventsCollection()->eventsByName();
   EXPECT_EQ(byName.count(""), 0u);
   EXPECT_EQ(byName.count("breakStart"), 0u);
-  EXPECT_EQ(names(ad->trackingEventsCollection()->URLsForTrackingEventsAtOrAfter(seconds(0),
-                                                                                seconds(1))),
-            std::vector<std::string>{"https://t.example.com/start"});
+  EXPECT_EQ(
+      names(ad->trackingEventsCollection()->URLsForTrackingEventsAtOrAfter(seconds(0), seconds(1))),
+      std::vector<std::string>{"https://t.example.com/start"});
   ASSERT_EQ(ad->adVerifications().size(), 1u);
   EXPECT_EQ(ad->adVerifications()[0]->vendor(), "second");
 }

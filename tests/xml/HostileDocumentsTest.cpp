@@ -28,8 +28,8 @@ size_t readEverything(const SKYLVelaXMLElement& element, std::string& seen, int 
 TEST(HostileDocumentsTest, ExternalEntityIsNeverRead) {
   const std::string path = ::testing::TempDir() + "skylark-xxe-secret.txt";
   std::ofstream(path) << "SECRET-7f3a9";
-  const std::string doc = "<?xml version=\"1.0\"?><!DOCTYPE r [<!ENTITY e SYSTEM \"file://" +
-                          path + "\"><!ENTITY p SYSTEM \"" + path +
+  const std::string doc = "<?xml version=\"1.0\"?><!DOCTYPE r [<!ENTITY e SYSTEM \"file://" + path +
+                          "\"><!ENTITY p SYSTEM \"" + path +
                           "\">]><r a=\"&e;\"><x>&e;</x><y>&p;</y></r>";
   auto parsed = SKYLVelaXMLDocument::XMLDocumentWithData(doc);
   std::remove(path.c_str());

@@ -32,7 +32,8 @@ TEST(SKYLVelaXMLElementTest, TagAndNamespaceMatching) {
   const auto adBreak = root.firstChildWithTag("adbreak", "VMAP");
   ASSERT_TRUE(adBreak);
   EXPECT_EQ(adBreak->valueForAttribute("breakId"), "pre");
-  const auto vast = adBreak->firstChildWithTag("AdSource")->firstChildWithTag("VASTAdData")
+  const auto vast = adBreak->firstChildWithTag("AdSource")
+                        ->firstChildWithTag("VASTAdData")
                         ->firstChildWithTag("VAST");
   ASSERT_TRUE(vast);
   // "Ad" and "ad" match alike; a namespace argument never matches an
@@ -59,8 +60,9 @@ TEST(SKYLVelaXMLElementTest, ChildrenAtIndexesCountsEveryNodeKind) {
     EXPECT_EQ(tags, c.tags);
   }
   EXPECT_EQ(root.children().size(), 3u);
-  const auto textNodes = root.indexesOfChildrenPassingTest(
-      [](XMLNodePtr child, bool&) { return SKYLVelaXMLNodeMatchesTagInNamespace(child, "text", {}); });
+  const auto textNodes = root.indexesOfChildrenPassingTest([](XMLNodePtr child, bool&) {
+    return SKYLVelaXMLNodeMatchesTagInNamespace(child, "text", {});
+  });
   EXPECT_EQ(textNodes, (std::set<size_t>{0, 4}));
   size_t visited = 0;
   (void)root.indexesOfChildrenPassingTest([&](XMLNodePtr, bool& stop) {

@@ -20,24 +20,28 @@ namespace {
 // over by the seek, which plays mid-b; the post-roll plays to the end.
 const std::vector<std::pair<std::string, std::vector<std::string>>>& expectedVOD() {
   static const std::vector<std::pair<std::string, std::vector<std::string>>> table = {
-      {"pre-1", {"impression", "viewable", "verification", "creativeView", "companion-view",
-                 "breakStart", "start", "firstQuartile", "skip"}},
-      {"pre-2", {"impression", "viewable", "verification", "creativeView", "start", "firstQuartile",
-                 "midpoint", "thirdQuartile", "complete", "breakEnd"}},
+      {"pre-1",
+       {"impression", "viewable", "verification", "creativeView", "companion-view", "breakStart",
+        "start", "firstQuartile", "skip"}},
+      {"pre-2",
+       {"impression", "viewable", "verification", "creativeView", "start", "firstQuartile",
+        "midpoint", "thirdQuartile", "complete", "breakEnd"}},
       {"mid-a", {}},
-      {"mid-b", {"impression", "viewable", "verification", "creativeView", "companion-view",
-                 "breakStart", "start", "firstQuartile", "midpoint", "thirdQuartile", "complete",
-                 "breakEnd"}},
-      {"post-1", {"impression", "viewable", "verification", "creativeView", "breakStart", "start",
-                  "firstQuartile", "midpoint", "thirdQuartile", "complete", "breakEnd"}},
+      {"mid-b",
+       {"impression", "viewable", "verification", "creativeView", "companion-view", "breakStart",
+        "start", "firstQuartile", "midpoint", "thirdQuartile", "complete", "breakEnd"}},
+      {"post-1",
+       {"impression", "viewable", "verification", "creativeView", "breakStart", "start",
+        "firstQuartile", "midpoint", "thirdQuartile", "complete", "breakEnd"}},
   };
   return table;
 }
 
 const std::vector<std::pair<std::string, std::vector<std::string>>>& expectedLive() {
   static const std::vector<std::pair<std::string, std::vector<std::string>>> table = {
-      {"live-1", {"impression", "start", "creativeView", "firstQuartile", "midpoint",
-                  "thirdQuartile", "complete"}},
+      {"live-1",
+       {"impression", "start", "creativeView", "firstQuartile", "midpoint", "thirdQuartile",
+        "complete"}},
   };
   return table;
 }
@@ -51,9 +55,11 @@ const char* const kDemoToken = "eyJhbGciOiJub25lIn0.eyJzdWIiOiJkZW1vIn0.ZGVtbw";
 int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, std::ostream& out,
             std::ostream& err) {
   const bool gst = options.player == PlayerKind::gst;
-  if (gst && !std::filesystem::exists(std::filesystem::path(options.streamDirectory) / "vod.m3u8")) {
+  if (gst &&
+      !std::filesystem::exists(std::filesystem::path(options.streamDirectory) / "vod.m3u8")) {
     err << "error: demo --player gst needs the demo's stream: --stream DIR, a folder made by "
-           "scripts/make-test-stream DIR --layout demo (scripts/demo --player gst makes and passes it)\n";
+           "scripts/make-test-stream DIR --layout demo (scripts/demo --player gst makes and passes "
+           "it)\n";
     return 1;
   }
   const bool quick = options.quick || gst;
@@ -82,7 +88,8 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
     progress << "\nLive: " << kLiveSeconds << " s of a Meridian Live stream, the playhead "
              << kPlayheadDelay << " s behind the clock\n";
     service.setBeaconObserver([&progress](const std::string& path) {
-      if (path.rfind("/b/live", 0) == 0) progress << "  ad service received " << path << "\n" << std::flush;
+      if (path.rfind("/b/live", 0) == 0)
+        progress << "  ad service received " << path << "\n" << std::flush;
     });
     PlayOptions live;
     live.source = service.liveURL();

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include <httplib.h>
 #include <fmt/chrono.h>
 #include <fmt/format.h>
+#include <httplib.h>
 
 #include "GenerateCommand.h"
 
@@ -27,50 +27,75 @@ std::string beacon(const std::string& base, const std::string& ad, const std::st
 std::string adBreak(const std::string& base, const std::string& offset, const DemoAd& ad,
                     bool breakStart, bool breakEnd) {
   auto tracking = [&](const std::string& event) {
-    return "<Tracking event=\"" + event + "\"><![CDATA[" + beacon(base, ad.id, event) + "]]></Tracking>";
+    return "<Tracking event=\"" + event + "\"><![CDATA[" + beacon(base, ad.id, event) +
+           "]]></Tracking>";
   };
-  std::string linear = ad.skipOffset.empty() ? "<Linear>" : "<Linear skipoffset=\"" + ad.skipOffset + "\">";
-  std::string text = "  <vmap:AdBreak timeOffset=\"" + offset + "\" breakType=\"linear\" breakId=\"" + ad.id +
-                     "\">\n    <vmap:AdSource id=\"" + ad.id + "\"><vmap:VASTAdData>\n"
-                     "      <VAST version=\"4.2\"><Ad id=\"" + ad.id + "\"><InLine>\n"
-                     "        <AdSystem>Skylark Demo</AdSystem><AdTitle>" + ad.title + "</AdTitle>\n"
-                     "        <Impression><![CDATA[" + beacon(base, ad.id, "impression") + "]]></Impression>\n"
-                     "        <ViewableImpression><ViewUndetermined><![CDATA[" +
-                     beacon(base, ad.id, "viewable") + "]]></ViewUndetermined></ViewableImpression>\n"
-                     "        <AdVerifications><Verification vendor=\"verify.demo\">\n"
-                     "          <JavaScriptResource apiFramework=\"omid\" browserOptional=\"true\"><![CDATA[" +
-                     beacon(base, ad.id, "verification") + "]]></JavaScriptResource>\n"
-                     "          <VerificationParameters><![CDATA[{\"campaign\": \"" + ad.id +
-                     "\"}]]></VerificationParameters>\n"
-                     "        </Verification></AdVerifications>\n"
-                     "        <Creatives><Creative>" + linear + "<Duration>" + ad.duration + "</Duration>\n"
-                     "          <TrackingEvents>" + tracking("creativeView") + tracking("start") +
-                     tracking("firstQuartile") + tracking("midpoint") + tracking("thirdQuartile") +
-                     tracking("complete") + (ad.skipOffset.empty() ? "" : tracking("skip")) +
-                     "</TrackingEvents>\n"
-                     "          <VideoClicks><ClickThrough><![CDATA[https://advertiser.example.com/" + ad.id +
-                     "]]></ClickThrough><ClickTracking><![CDATA[" + beacon(base, ad.id, "click") +
-                     "]]></ClickTracking></VideoClicks>\n"
-                     "        </Linear></Creative>";
+  std::string linear =
+      ad.skipOffset.empty() ? "<Linear>" : "<Linear skipoffset=\"" + ad.skipOffset + "\">";
+  std::string text =
+      "  <vmap:AdBreak timeOffset=\"" + offset + "\" breakType=\"linear\" breakId=\"" + ad.id +
+      "\">\n    <vmap:AdSource id=\"" + ad.id +
+      "\"><vmap:VASTAdData>\n"
+      "      <VAST version=\"4.2\"><Ad id=\"" +
+      ad.id +
+      "\"><InLine>\n"
+      "        <AdSystem>Skylark Demo</AdSystem><AdTitle>" +
+      ad.title +
+      "</AdTitle>\n"
+      "        <Impression><![CDATA[" +
+      beacon(base, ad.id, "impression") +
+      "]]></Impression>\n"
+      "        <ViewableImpression><ViewUndetermined><![CDATA[" +
+      beacon(base, ad.id, "viewable") +
+      "]]></ViewUndetermined></ViewableImpression>\n"
+      "        <AdVerifications><Verification vendor=\"verify.demo\">\n"
+      "          <JavaScriptResource apiFramework=\"omid\" browserOptional=\"true\"><![CDATA[" +
+      beacon(base, ad.id, "verification") +
+      "]]></JavaScriptResource>\n"
+      "          <VerificationParameters><![CDATA[{\"campaign\": \"" +
+      ad.id +
+      "\"}]]></VerificationParameters>\n"
+      "        </Verification></AdVerifications>\n"
+      "        <Creatives><Creative>" +
+      linear + "<Duration>" + ad.duration +
+      "</Duration>\n"
+      "          <TrackingEvents>" +
+      tracking("creativeView") + tracking("start") + tracking("firstQuartile") +
+      tracking("midpoint") + tracking("thirdQuartile") + tracking("complete") +
+      (ad.skipOffset.empty() ? "" : tracking("skip")) +
+      "</TrackingEvents>\n"
+      "          <VideoClicks><ClickThrough><![CDATA[https://advertiser.example.com/" +
+      ad.id + "]]></ClickThrough><ClickTracking><![CDATA[" + beacon(base, ad.id, "click") +
+      "]]></ClickTracking></VideoClicks>\n"
+      "        </Linear></Creative>";
   if (ad.companion) {
-    text += "<Creative><CompanionAds><Companion id=\"" + ad.id + "-box\" width=\"300\" height=\"250\">"
-            "<StaticResource creativeType=\"image/png\"><![CDATA[https://img.example.com/" + ad.id +
-            "-300x250.png]]></StaticResource><TrackingEvents><Tracking event=\"creativeView\"><![CDATA[" +
-            beacon(base, ad.id, "companion-view") + "]]></Tracking></TrackingEvents></Companion>"
+    text += "<Creative><CompanionAds><Companion id=\"" + ad.id +
+            "-box\" width=\"300\" height=\"250\">"
+            "<StaticResource creativeType=\"image/png\"><![CDATA[https://img.example.com/" +
+            ad.id +
+            "-300x250.png]]></StaticResource><TrackingEvents><Tracking "
+            "event=\"creativeView\"><![CDATA[" +
+            beacon(base, ad.id, "companion-view") +
+            "]]></Tracking></TrackingEvents></Companion>"
             "</CompanionAds></Creative>";
   }
   text += "</Creatives>\n      </InLine></Ad></VAST>\n    </vmap:VASTAdData></vmap:AdSource>\n";
   if (breakStart || breakEnd) {
     text += "    <vmap:TrackingEvents>";
-    if (breakStart) text += "<vmap:Tracking event=\"breakStart\"><![CDATA[" + beacon(base, ad.id, "breakStart") + "]]></vmap:Tracking>";
-    if (breakEnd) text += "<vmap:Tracking event=\"breakEnd\"><![CDATA[" + beacon(base, ad.id, "breakEnd") + "]]></vmap:Tracking>";
+    if (breakStart)
+      text += "<vmap:Tracking event=\"breakStart\"><![CDATA[" + beacon(base, ad.id, "breakStart") +
+              "]]></vmap:Tracking>";
+    if (breakEnd)
+      text += "<vmap:Tracking event=\"breakEnd\"><![CDATA[" + beacon(base, ad.id, "breakEnd") +
+              "]]></vmap:Tracking>";
     text += "</vmap:TrackingEvents>\n";
   }
   return text + "  </vmap:AdBreak>\n";
 }
 
 std::string isoDate(std::chrono::system_clock::time_point t) {
-  const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(t.time_since_epoch()).count();
+  const auto ms =
+      std::chrono::duration_cast<std::chrono::milliseconds>(t.time_since_epoch()).count();
   return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z",
                      fmt::gmtime(std::chrono::system_clock::to_time_t(t)), ms % 1000);
 }
@@ -82,9 +107,11 @@ std::string DemoService::vodDocument(const std::string& base) {
   // at content 1:00 (stream 85-95), mid-b at content 2:30 (185-200), the
   // post-roll at 350-360.
   return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-         "<vmap:VMAP xmlns:vmap=\"http://www.iab.net/videosuite/vmap\" xmlns:sk=\"http://example.com/sk\" "
+         "<vmap:VMAP xmlns:vmap=\"http://www.iab.net/videosuite/vmap\" "
+         "xmlns:sk=\"http://example.com/sk\" "
          "version=\"1.0\">\n" +
-         adBreak(base, "start", {"pre-1", "Mountain Coffee", "00:00:15", "00:00:05", true}, true, false) +
+         adBreak(base, "start", {"pre-1", "Mountain Coffee", "00:00:15", "00:00:05", true}, true,
+                 false) +
          adBreak(base, "start", {"pre-2", "City Bikes", "00:00:10", "", false}, false, true) +
          adBreak(base, "00:01:00", {"mid-a", "Ocean Ferries", "00:00:10", "", false}, true, true) +
          adBreak(base, "00:02:30", {"mid-b", "Night Trains", "00:00:15", "", true}, true, true) +
@@ -162,13 +189,14 @@ std::string DemoService::trackingAnswer() {
     poll = ++polls_;
   }
   // One 8 s ad, 3 s ahead of a playhead that runs the delay behind the clock.
-  const auto adDate = opened - std::chrono::milliseconds(static_cast<int64_t>(playheadDelay_ * 1000)) +
+  const auto adDate = opened -
+                      std::chrono::milliseconds(static_cast<int64_t>(playheadDelay_ * 1000)) +
                       std::chrono::seconds(3);
   std::string events;
   for (const char* type : {"impression", "start", "creativeView", "firstQuartile", "midpoint",
                            "thirdQuartile", "complete"}) {
-    events += fmt::format(R"({}{{"eventType": "{}", "beaconUrls": ["{}"]}})", events.empty() ? "" : ",",
-                          type, beacon(base(), "live-1", type));
+    events += fmt::format(R"({}{{"eventType": "{}", "beaconUrls": ["{}"]}})",
+                          events.empty() ? "" : ",", type, beacon(base(), "live-1", type));
   }
   return fmt::format(
       R"({{"nextToken": "poll-{}", "avails": [{{"availId": "live-break-1", "durationInSeconds": 8,
@@ -187,7 +215,8 @@ void DemoService::setBeaconObserver(std::function<void(const std::string&)> obse
   observer_ = std::move(observer);
 }
 
-void DemoService::waitUntilQuiet(std::chrono::milliseconds quiet, std::chrono::milliseconds timeout) const {
+void DemoService::waitUntilQuiet(std::chrono::milliseconds quiet,
+                                 std::chrono::milliseconds timeout) const {
   const auto deadline = std::chrono::steady_clock::now() + timeout;
   while (std::chrono::steady_clock::now() < deadline) {
     {

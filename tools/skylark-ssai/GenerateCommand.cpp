@@ -37,9 +37,9 @@ class Random {
   uint64_t state_;
 };
 
-constexpr std::array<const char*, 3> kTrackingHosts = {
-    "https://track.adserver.example.com", "https://beacon.measure.example.net",
-    "https://t.ssai-vendor.example.org"};
+constexpr std::array<const char*, 3> kTrackingHosts = {"https://track.adserver.example.com",
+                                                       "https://beacon.measure.example.net",
+                                                       "https://t.ssai-vendor.example.org"};
 constexpr std::array<const char*, 8> kAdvertisers = {
     "Acme Motors",  "Globex Insurance", "Initech Cloud", "Umbrella Pharma",
     "Hooli Phones", "Soylent Foods",    "Stark Energy",  "Wayne Travel"};
@@ -47,7 +47,8 @@ constexpr std::array<int, 8> kDurationsMs = {6000, 10000, 15000, 15000, 20000, 3
 constexpr int64_t kBreakSpacingMs = 5 * 60'000;
 
 std::string clock(int64_t ms) {
-  return fmt::format("{:02}:{:02}:{:02}.{:03}", ms / 3'600'000, ms / 60'000 % 60, ms / 1000 % 60, ms % 1000);
+  return fmt::format("{:02}:{:02}:{:02}.{:03}", ms / 3'600'000, ms / 60'000 % 60, ms / 1000 % 60,
+                     ms % 1000);
 }
 
 std::string cdata(const std::string& text) { return "<![CDATA[" + text + "]]>"; }
@@ -56,10 +57,17 @@ std::string attribute(const std::string& text) {
   std::string out;
   for (const char c : text) {
     switch (c) {
-      case '&': out += "&amp;"; break;
-      case '<': out += "&lt;"; break;
-      case '"': out += "&quot;"; break;
-      default: out += c;
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      default:
+        out += c;
     }
   }
   return out;
@@ -67,24 +75,31 @@ std::string attribute(const std::string& text) {
 
 class Generator {
  public:
-  Generator(const GenerateOptions& options) : options_(options), random_(options.seed), session_(random_.hex(32)) {}
+  Generator(const GenerateOptions& options)
+      : options_(options), random_(options.seed), session_(random_.hex(32)) {}
 
   std::string document() {
-    write("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-          "<vmap:VMAP xmlns:vmap=\"http://www.iab.net/videosuite/vmap\" xmlns:sk=\"http://example.com/sk\" "
-          "version=\"1.0\">\n");
+    write(
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+        "<vmap:VMAP xmlns:vmap=\"http://www.iab.net/videosuite/vmap\" "
+        "xmlns:sk=\"http://example.com/sk\" "
+        "version=\"1.0\">\n");
     for (int b = 0; b < options_.breaks; ++b) {
       const int64_t offset = b == 0 ? 0 : b * kBreakSpacingMs + (b * 137) % 1000;
       for (int a = 0; a < options_.adsPerBreak; ++a) adBreak(b, a, offset);
     }
     const int64_t contentMs = options_.breaks * kBreakSpacingMs + 123'456;
     write("  <vmap:Extensions>\n");
-    write(fmt::format("    <sk:Skylark contenturi=\"{}\" payloadlength=\"{:.3f}\" contentlength=\"{:.3f}\"/>\n",
-                      attribute(fmt::format("https://vod.origin.example.com/content/{}/master.m3u8?token={}&exp={}",
-                                            random_.hex(16), random_.hex(40), 1'700'000'000 + options_.breaks)),
-                      static_cast<double>(contentMs + adsMs_) / 1000, static_cast<double>(contentMs) / 1000));
-    write(fmt::format("    <sk:thumbnailURL>https://vod.origin.example.com/thumbs/{}/thumbs.vtt</sk:thumbnailURL>\n",
-                      random_.hex(16)));
+    write(fmt::format(
+        "    <sk:Skylark contenturi=\"{}\" payloadlength=\"{:.3f}\" contentlength=\"{:.3f}\"/>\n",
+        attribute(
+            fmt::format("https://vod.origin.example.com/content/{}/master.m3u8?token={}&exp={}",
+                        random_.hex(16), random_.hex(40), 1'700'000'000 + options_.breaks)),
+        static_cast<double>(contentMs + adsMs_) / 1000, static_cast<double>(contentMs) / 1000));
+    write(fmt::format(
+        "    "
+        "<sk:thumbnailURL>https://vod.origin.example.com/thumbs/{}/thumbs.vtt</sk:thumbnailURL>\n",
+        random_.hex(16)));
     write("    <sk:contentImpressions>\n");
     for (int quarter = 0; quarter <= 4; ++quarter) {
       write(fmt::format("      <sk:Impression url=\"{}\" time=\"{:.3f}\"/>\n",
@@ -100,18 +115,22 @@ class Generator {
 
   std::string url(const std::string& path, const std::string& query) {
     const char* host = random_.choice(kTrackingHosts);
-    return fmt::format("{}/{}?{}&sid={}&rid={}&cb=[CACHEBUSTING]&ts=[TIMESTAMP]&ua=[CLIENTUA]", host, path, query,
-                       session_, random_.hex(24));
+    return fmt::format("{}/{}?{}&sid={}&rid={}&cb=[CACHEBUSTING]&ts=[TIMESTAMP]&ua=[CLIENTUA]",
+                       host, path, query, session_, random_.hex(24));
   }
 
   void adBreak(int b, int a, int64_t offset) {
     const std::string id = fmt::format("break-{}-{}", b, a);
-    write(fmt::format("  <vmap:AdBreak timeOffset=\"{}\" breakType=\"linear\" breakId=\"{}\">\n", clock(offset), id));
-    write(fmt::format("    <vmap:AdSource id=\"{}-src\" allowMultipleAds=\"false\" followRedirects=\"true\">\n"
-                      "      <vmap:VASTAdData>\n        <VAST version=\"4.1\">\n",
-                      id));
+    write(fmt::format("  <vmap:AdBreak timeOffset=\"{}\" breakType=\"linear\" breakId=\"{}\">\n",
+                      clock(offset), id));
+    write(fmt::format(
+        "    <vmap:AdSource id=\"{}-src\" allowMultipleAds=\"false\" followRedirects=\"true\">\n"
+        "      <vmap:VASTAdData>\n        <VAST version=\"4.1\">\n",
+        id));
     ad(b, a);
-    write("        </VAST>\n      </vmap:VASTAdData>\n    </vmap:AdSource>\n    <vmap:TrackingEvents>\n");
+    write(
+        "        </VAST>\n      </vmap:VASTAdData>\n    </vmap:AdSource>\n    "
+        "<vmap:TrackingEvents>\n");
     for (const char* event : {"breakStart", "breakEnd"}) {
       write(fmt::format("      <vmap:Tracking event=\"{}\">{}</vmap:Tracking>\n", event,
                         cdata(url("v1/break", fmt::format("ev={}&b={}&pos={}", event, b, a)))));
@@ -132,75 +151,98 @@ class Generator {
     adsMs_ += durationMs;
     const std::string tag = fmt::format("b={}&a={}&ad={}", b, a, adId);
     const std::string i = "          ";
-    write(fmt::format("{0}<Ad id=\"{1}\">\n{0} <InLine>\n{0}  <AdSystem version=\"4.2\">SkylarkAdServer</AdSystem>\n"
-                      "{0}  <AdServingId>{2}</AdServingId>\n{0}  <AdTitle>{3}</AdTitle>\n"
-                      "{0}  <Description>{4}</Description>\n{0}  <Advertiser>{5}</Advertiser>\n"
-                      "{0}  <Error>{6}</Error>\n",
-                      i, adId, random_.hex(32),
-                      cdata(fmt::format("{} - Spring campaign {} ({}s)", advertiser, b * 7 + a, durationMs / 1000)),
-                      cdata("Video spot for " + advertiser), advertiser,
-                      cdata(url("v1/error", "code=[ERRORCODE]&" + tag))));
-    write(fmt::format("{0}  <Impression id=\"imp-{1}-1\">{2}</Impression>\n"
-                      "{0}  <Impression id=\"imp-{1}-2\">{3}</Impression>\n{0}  <ViewableImpression id=\"vi-{1}\">\n",
-                      i, adId, cdata(url("v1/impression", tag)), cdata(url("pixel/imp", "cid=" + random_.hex(8)))));
+    write(
+        fmt::format("{0}<Ad id=\"{1}\">\n{0} <InLine>\n{0}  <AdSystem "
+                    "version=\"4.2\">SkylarkAdServer</AdSystem>\n"
+                    "{0}  <AdServingId>{2}</AdServingId>\n{0}  <AdTitle>{3}</AdTitle>\n"
+                    "{0}  <Description>{4}</Description>\n{0}  <Advertiser>{5}</Advertiser>\n"
+                    "{0}  <Error>{6}</Error>\n",
+                    i, adId, random_.hex(32),
+                    cdata(fmt::format("{} - Spring campaign {} ({}s)", advertiser, b * 7 + a,
+                                      durationMs / 1000)),
+                    cdata("Video spot for " + advertiser), advertiser,
+                    cdata(url("v1/error", "code=[ERRORCODE]&" + tag))));
+    write(
+        fmt::format("{0}  <Impression id=\"imp-{1}-1\">{2}</Impression>\n"
+                    "{0}  <Impression id=\"imp-{1}-2\">{3}</Impression>\n{0}  <ViewableImpression "
+                    "id=\"vi-{1}\">\n",
+                    i, adId, cdata(url("v1/impression", tag)),
+                    cdata(url("pixel/imp", "cid=" + random_.hex(8)))));
     for (const char* state : {"Viewable", "NotViewable", "ViewUndetermined"}) {
-      write(fmt::format("{0}   <{1}>{2}</{1}>\n", i, state, cdata(url("v1/viewability", fmt::format("state={}&{}", state, tag)))));
+      write(fmt::format("{0}   <{1}>{2}</{1}>\n", i, state,
+                        cdata(url("v1/viewability", fmt::format("state={}&{}", state, tag)))));
     }
     write(fmt::format(
-        "{0}  </ViewableImpression>\n{0}  <AdVerifications>\n{0}   <Verification vendor=\"measure.example.net-omid\">\n"
-        "{0}    <JavaScriptResource apiFramework=\"omid\" browserOptional=\"true\">{1}</JavaScriptResource>\n"
+        "{0}  </ViewableImpression>\n{0}  <AdVerifications>\n{0}   <Verification "
+        "vendor=\"measure.example.net-omid\">\n"
+        "{0}    <JavaScriptResource apiFramework=\"omid\" "
+        "browserOptional=\"true\">{1}</JavaScriptResource>\n"
         "{0}    <VerificationParameters>{2}</VerificationParameters>\n{0}    <TrackingEvents>\n"
-        "{0}     <Tracking event=\"verificationNotExecuted\">{3}</Tracking>\n{0}    </TrackingEvents>\n"
+        "{0}     <Tracking event=\"verificationNotExecuted\">{3}</Tracking>\n{0}    "
+        "</TrackingEvents>\n"
         "{0}   </Verification>\n{0}  </AdVerifications>\n{0}  <Creatives>\n",
-        i, cdata("https://verify.measure.example.net/omid/v3/omid-validation-verification-script.js"),
-        cdata(fmt::format(R"({{"campaignId":"{}","placementId":"{}","adId":"{}","creativeId":"{}","debug":false}})",
-                          random_.hex(10), random_.hex(10), adId, creative)),
+        i,
+        cdata("https://verify.measure.example.net/omid/v3/omid-validation-verification-script.js"),
+        cdata(fmt::format(
+            R"({{"campaignId":"{}","placementId":"{}","adId":"{}","creativeId":"{}","debug":false}})",
+            random_.hex(10), random_.hex(10), adId, creative)),
         cdata(url("v1/omid", "reason=[REASON]&" + tag))));
     const int skipKind = (b * 7 + a) % 4;
-    const std::string skip = skipKind == 1 ? " skipoffset=\"00:00:05.000\"" : skipKind == 3 ? " skipoffset=\"25%\"" : "";
-    write(fmt::format("{0}   <Creative id=\"{1}\" adId=\"{2}\" sequence=\"1\">\n"
-                      "{0}    <UniversalAdId idRegistry=\"Ad-ID\">SKYL{3:08}</UniversalAdId>\n"
-                      "{0}    <Linear{4}>\n{0}     <Duration>{5}</Duration>\n{0}     <TrackingEvents>\n",
-                      i, creative, adId, b * 10 + a, skip, clock(durationMs)));
-    for (const char* event : {"creativeView", "start", "firstQuartile", "midpoint", "thirdQuartile", "complete",
-                              "pause", "resume", "mute", "unmute", "skip"}) {
+    const std::string skip = skipKind == 1   ? " skipoffset=\"00:00:05.000\""
+                             : skipKind == 3 ? " skipoffset=\"25%\""
+                                             : "";
+    write(fmt::format(
+        "{0}   <Creative id=\"{1}\" adId=\"{2}\" sequence=\"1\">\n"
+        "{0}    <UniversalAdId idRegistry=\"Ad-ID\">SKYL{3:08}</UniversalAdId>\n"
+        "{0}    <Linear{4}>\n{0}     <Duration>{5}</Duration>\n{0}     <TrackingEvents>\n",
+        i, creative, adId, b * 10 + a, skip, clock(durationMs)));
+    for (const char* event : {"creativeView", "start", "firstQuartile", "midpoint", "thirdQuartile",
+                              "complete", "pause", "resume", "mute", "unmute", "skip"}) {
       write(fmt::format("{}      <Tracking event=\"{}\">{}</Tracking>\n", i, event,
                         cdata(url("v1/track", fmt::format("ev={}&{}", event, tag)))));
     }
     write(fmt::format(
-        "{0}      <Tracking event=\"progress\" offset=\"00:00:05.000\">{1}</Tracking>\n{0}     </TrackingEvents>\n"
+        "{0}      <Tracking event=\"progress\" offset=\"00:00:05.000\">{1}</Tracking>\n{0}     "
+        "</TrackingEvents>\n"
         "{0}     <VideoClicks>\n{0}      <ClickThrough id=\"ct-{2}\">{3}</ClickThrough>\n"
         "{0}      <ClickTracking id=\"ctr-{2}-1\">{4}</ClickTracking>\n"
-        "{0}      <ClickTracking id=\"ctr-{2}-2\">{5}</ClickTracking>\n{0}     </VideoClicks>\n{0}     <MediaFiles>\n",
+        "{0}      <ClickTracking id=\"ctr-{2}-2\">{5}</ClickTracking>\n{0}     </VideoClicks>\n{0} "
+        "    <MediaFiles>\n",
         i, cdata(url("v1/track", "ev=progress&off=5&" + tag)), adId,
-        cdata(fmt::format("https://www.{}.example.com/landing?utm_source=ssai&utm_campaign={}", brand, random_.hex(8))),
+        cdata(fmt::format("https://www.{}.example.com/landing?utm_source=ssai&utm_campaign={}",
+                          brand, random_.hex(8))),
         cdata(url("v1/click", tag)), cdata(url("pixel/click", "cid=" + random_.hex(8)))));
-    for (const auto& [width, height, bitrate] : {std::array{1920, 1080, 6000}, std::array{1280, 720, 3000},
-                                                 std::array{640, 360, 800}}) {
-      write(fmt::format("{0}      <MediaFile id=\"mf-{1}-{3}\" delivery=\"progressive\" type=\"video/mp4\" "
-                        "width=\"{2}\" height=\"{3}\" bitrate=\"{4}\" codec=\"avc1.64001f\" scalable=\"true\" "
-                        "maintainAspectRatio=\"true\">{5}</MediaFile>\n",
-                        i, adId, width, height, bitrate,
-                        cdata(fmt::format("https://cdn.media.example.com/ads/{}/{}_{}p.mp4", creative,
-                                          random_.hex(16), height))));
+    for (const auto& [width, height, bitrate] :
+         {std::array{1920, 1080, 6000}, std::array{1280, 720, 3000}, std::array{640, 360, 800}}) {
+      write(fmt::format(
+          "{0}      <MediaFile id=\"mf-{1}-{3}\" delivery=\"progressive\" type=\"video/mp4\" "
+          "width=\"{2}\" height=\"{3}\" bitrate=\"{4}\" codec=\"avc1.64001f\" scalable=\"true\" "
+          "maintainAspectRatio=\"true\">{5}</MediaFile>\n",
+          i, adId, width, height, bitrate,
+          cdata(fmt::format("https://cdn.media.example.com/ads/{}/{}_{}p.mp4", creative,
+                            random_.hex(16), height))));
     }
-    write(fmt::format("{0}      <MediaFile id=\"mf-{1}-hls\" delivery=\"streaming\" type=\"application/x-mpegURL\" "
-                      "width=\"1920\" height=\"1080\" minBitrate=\"800\" maxBitrate=\"6000\">{2}</MediaFile>\n"
-                      "{0}     </MediaFiles>\n{0}    </Linear>\n{0}   </Creative>\n"
-                      "{0}   <Creative id=\"{3}-comp\" sequence=\"1\">\n{0}    <CompanionAds required=\"any\">\n",
-                      i, adId, cdata(fmt::format("https://cdn.media.example.com/ads/{}/master.m3u8", creative)),
-                      creative));
-    for (const auto& [width, height, type] : {std::tuple{300, 250, "png"}, std::tuple{728, 90, "jpeg"}}) {
+    write(fmt::format(
+        "{0}      <MediaFile id=\"mf-{1}-hls\" delivery=\"streaming\" "
+        "type=\"application/x-mpegURL\" "
+        "width=\"1920\" height=\"1080\" minBitrate=\"800\" maxBitrate=\"6000\">{2}</MediaFile>\n"
+        "{0}     </MediaFiles>\n{0}    </Linear>\n{0}   </Creative>\n"
+        "{0}   <Creative id=\"{3}-comp\" sequence=\"1\">\n{0}    <CompanionAds required=\"any\">\n",
+        i, adId, cdata(fmt::format("https://cdn.media.example.com/ads/{}/master.m3u8", creative)),
+        creative));
+    for (const auto& [width, height, type] :
+         {std::tuple{300, 250, "png"}, std::tuple{728, 90, "jpeg"}}) {
       const std::string companion = fmt::format("comp-{}-{}x{}", adId, width, height);
       write(fmt::format(
           "{0}     <Companion id=\"{1}\" width=\"{2}\" height=\"{3}\">\n"
-          "{0}      <StaticResource creativeType=\"image/{4}\">{5}</StaticResource>\n{0}      <TrackingEvents>\n"
+          "{0}      <StaticResource creativeType=\"image/{4}\">{5}</StaticResource>\n{0}      "
+          "<TrackingEvents>\n"
           "{0}       <Tracking event=\"creativeView\">{6}</Tracking>\n{0}      </TrackingEvents>\n"
           "{0}      <CompanionClickThrough>{7}</CompanionClickThrough>\n"
           "{0}      <CompanionClickTracking>{8}</CompanionClickTracking>\n{0}     </Companion>\n",
           i, companion, width, height, type,
-          cdata(fmt::format("https://cdn.media.example.com/companions/{}/{}x{}.{}", random_.hex(16), width, height,
-                            type)),
+          cdata(fmt::format("https://cdn.media.example.com/companions/{}/{}x{}.{}", random_.hex(16),
+                            width, height, type)),
           cdata(url("v1/companion", "ev=creativeView&c=" + companion)),
           cdata(fmt::format("https://www.{}.example.com/companion?c={}", brand, companion)),
           cdata(url("v1/companion-click", "c=" + companion))));

@@ -13,8 +13,8 @@
 #include "live2/SKYLSSAILive2Coordinator.h"
 #include "live2/SKYLSSAILive2Detector.h"
 #include "live2/SKYLSSAILive2SessionClient.h"
-#include "platform/DispatchQueue.h"
 #include "live2/SKYLSSAILive2Timeline.h"
+#include "platform/DispatchQueue.h"
 
 namespace skylark::tool {
 namespace {
@@ -49,9 +49,9 @@ class ReportingTransport final : public BeaconTransport {
   using BeaconTransport::send;
   void send(const URL& url, Delivered delivered) override {
     printer_->print({{"t", isoTime(SystemTime(std::chrono::duration_cast<std::chrono::milliseconds>(
-                              Clock::now().time_since_epoch())))},
-                    {"beacon", url.absoluteString()}},
-                   "beacon " + url.absoluteString() + (inner_ ? "" : " (not sent)"));
+                               Clock::now().time_since_epoch())))},
+                     {"beacon", url.absoluteString()}},
+                    "beacon " + url.absoluteString() + (inner_ ? "" : " (not sent)"));
     if (inner_) inner_->send(url, std::move(delivered));
   }
 
@@ -72,9 +72,9 @@ int runLive(const LiveOptions& options, const std::atomic<bool>& interrupted, st
   // Shared with callbacks that may still run while the command returns.
   const auto printer = std::make_shared<Printer>(out, options.json);
   const bool detected = SKYLSSAILive2Detector::isLive2(source, options.token);
-  printer->print({{"detected", detected}},
-                detected ? "Meridian Live source" : "not recognised as a Meridian Live source; "
-                                                    "opening a session anyway");
+  printer->print({{"detected", detected}}, detected ? "Meridian Live source"
+                                                    : "not recognised as a Meridian Live source; "
+                                                      "opening a session anyway");
 
   auto inner = options.fire ? SKYLSSAILive2Coordinator::liveBeaconTransport() : nullptr;
   auto coordinator = SKYLSSAILive2Coordinator::create(
@@ -101,41 +101,49 @@ int runLive(const LiveOptions& options, const std::atomic<bool>& interrupted, st
   }
 
   const auto delay = std::chrono::milliseconds(static_cast<int64_t>(options.playheadDelay * 1000));
-  const auto end = Clock::now() + std::chrono::milliseconds(static_cast<int64_t>(options.duration * 1000));
+  const auto end =
+      Clock::now() + std::chrono::milliseconds(static_cast<int64_t>(options.duration * 1000));
   std::set<std::string> knownAvails;
   std::optional<std::string> playing;
   while (!interrupted && Clock::now() < end) {
-    const SystemTime playhead = std::chrono::time_point_cast<std::chrono::milliseconds>(Clock::now() - delay);
+    const SystemTime playhead =
+        std::chrono::time_point_cast<std::chrono::milliseconds>(Clock::now() - delay);
     const auto timeline = coordinator->timelineHandle().timeline;
     for (const auto& id : timeline->availOrder()) {
       if (!knownAvails.insert(id).second) continue;
       const auto span = timeline->availSpan(id);
       const auto count = coordinator->presentableAdCount(id);
-      printer->print({{"avail", id}, {"start", span ? span->start : 0.0},
-                     {"duration", span ? span->end - span->start : 0.0}, {"ads", count}},
-                    fmt::format("avail {} at {:.3f} s for {:.3f} s, {} ads", id,
-                                span ? span->start : 0.0, span ? span->end - span->start : 0.0, count));
+      printer->print(
+          {{"avail", id},
+           {"start", span ? span->start : 0.0},
+           {"duration", span ? span->end - span->start : 0.0},
+           {"ads", count}},
+          fmt::format("avail {} at {:.3f} s for {:.3f} s, {} ads", id, span ? span->start : 0.0,
+                      span ? span->end - span->start : 0.0, count));
     }
     const auto info = coordinator->presentableAdInfo(playhead);
     const std::optional<std::string> now = info ? std::optional(info->adId) : std::nullopt;
     if (now != playing) {
       if (playing) {
         printer->print({{"t", isoTime(playhead)}, {"event", "ExitAd"}, {"adId", *playing}},
-                      isoTime(playhead) + "  exit ad " + *playing);
+                       isoTime(playhead) + "  exit ad " + *playing);
       }
       if (info) {
         const auto countdown = coordinator->countdown(playhead);
-        Json fields{{"t", isoTime(playhead)}, {"event", "EnterAd"}, {"adId", info->adId},
+        Json fields{{"t", isoTime(playhead)},
+                    {"event", "EnterAd"},
+                    {"adId", info->adId},
                     {"title", info->title}};
-        std::string text = isoTime(playhead) + "  enter ad " + info->adId + " \"" + info->title + "\"";
+        std::string text =
+            isoTime(playhead) + "  enter ad " + info->adId + " \"" + info->title + "\"";
         if (countdown) {
           fields["adIndex"] = countdown->adIndex;
           fields["adCount"] = countdown->adCount;
           fields["remainingInAd"] = countdown->remainingInCurrentAd;
           fields["remainingInBreak"] = countdown->remainingInBreak;
-          text += fmt::format(" ({} of {}, {:.1f} s left, {:.1f} s in the break)", countdown->adIndex,
-                              countdown->adCount, countdown->remainingInCurrentAd,
-                              countdown->remainingInBreak);
+          text += fmt::format(" ({} of {}, {:.1f} s left, {:.1f} s in the break)",
+                              countdown->adIndex, countdown->adCount,
+                              countdown->remainingInCurrentAd, countdown->remainingInBreak);
         }
         printer->print(fields, text);
       }

@@ -1,8 +1,8 @@
 #include "PlayCommand.h"
 
 #include <any>
-#include <cmath>
 #include <chrono>
+#include <cmath>
 #include <fstream>
 #include <thread>
 
@@ -22,8 +22,8 @@
 #include "host/gst/GstPlayer.h"
 #endif
 #include "platform/DispatchQueue.h"
-#include "timeline/SKYLSSAIConstants.h"
 #include "session/SKYLVUXSession.h"
+#include "timeline/SKYLSSAIConstants.h"
 
 namespace skylark::tool {
 namespace {
@@ -41,9 +41,11 @@ constexpr double kDefaultLiveSeconds = 60;
 // Prints what a companion slot shows.
 class SlotPrinter final : public SKYLSSAICompanionSlotDelegate {
  public:
-  explicit SlotPrinter(std::function<void(const SKYLSSAICompanionSlot&, const SKYLVelaCompanionAd&)> print)
+  explicit SlotPrinter(
+      std::function<void(const SKYLSSAICompanionSlot&, const SKYLVelaCompanionAd&)> print)
       : print_(std::move(print)) {}
-  void companionSlotDidShow(SKYLSSAICompanionSlot& slot, const SKYLVelaCompanionAd& companion) override {
+  void companionSlotDidShow(SKYLSSAICompanionSlot& slot,
+                            const SKYLVelaCompanionAd& companion) override {
     print_(slot, companion);
   }
 
@@ -66,11 +68,13 @@ class Playback {
     }
     if (!options_.fire) providerOptions.setBeaconTransport(std::make_shared<ReportOnlyTransport>());
     providerOptions.setLive2AdsParams(options_.adsParams);
-    auto provider = createSSAISessionProviderWithUpstreamSessionProvider(manager, nullptr,
-                                                                          &providerOptions);
+    auto provider =
+        createSSAISessionProviderWithUpstreamSessionProvider(manager, nullptr, &providerOptions);
     controller_ = manager.createPlaybackControllerWithSessionProvider(provider);
     controller_->setLifecycleHandler(
-        [this](const auto& session, const SKYLLifecycleEventPtr& event) { lifecycle(session, event); });
+        [this](const auto& session, const SKYLLifecycleEventPtr& event) {
+          lifecycle(session, event);
+        });
     observeBeaconsAndRates();
     SKYLAdLedgerManager::shared().setObserver(
         [this](const SKYLAdLedgerManager::Call& call) { emit(ledgerLine(call), true); });
@@ -79,7 +83,8 @@ class Playback {
     // A VOD run ends with the stream, after a minute of wall time on the
     // virtual clock (an hour on a real player), or once a real player has
     // stood still for five seconds with nothing left to resume it.
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(simulated() ? 60 : 3600);
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::seconds(simulated() ? 60 : 3600);
     auto lastMove = std::chrono::steady_clock::now();
     double lastTime = -1;
     while (!controller_->finished() && !failed_) {
@@ -90,7 +95,8 @@ class Playback {
         lastTime = streamTime();
         lastMove = now;
       } else if (!simulated() && !live && now - lastMove > std::chrono::seconds(5)) {
-        print(Json{{"t", streamTime()}, {"note", "the player stopped"}}, "the player stopped; nothing resumes it");
+        print(Json{{"t", streamTime()}, {"note", "the player stopped"}},
+              "the player stopped; nothing resumes it");
         break;
       }
       step();
@@ -133,7 +139,8 @@ class Playback {
     });
     return true;
 #else
-    err << "error: this build has no GStreamer player (GStreamer was not found when it was configured; "
+    err << "error: this build has no GStreamer player (GStreamer was not found when it was "
+           "configured; "
            "scripts/setup installs it)\n";
     return false;
 #endif
@@ -143,11 +150,13 @@ class Playback {
     if (options_.source.find("://") != std::string::npos) {
       auto url = URL::parse(options_.source);
       if (!url || !url->isHTTPOrHTTPS()) {
-        printError(SKYLError("NSURLErrorDomain", -1002, "Not an http(s) URL: " + options_.source), err);
+        printError(SKYLError("NSURLErrorDomain", -1002, "Not an http(s) URL: " + options_.source),
+                   err);
         return nullptr;
       }
       SKYLSource::Properties properties;
-      if (options_.token) properties[std::string(kSKYLSourceParameterKeyLivePlaybackToken)] = *options_.token;
+      if (options_.token)
+        properties[std::string(kSKYLSourceParameterKeyLivePlaybackToken)] = *options_.token;
       auto source = SKYLSource::initWithURL(url, std::string(kSKYLDeliveryHLS), properties);
       source->setLiveSSAISource(options_.live);
       return source;
@@ -178,11 +187,12 @@ class Playback {
     if (!session) return std::nullopt;
     if (isLive()) {
       // A day of stream whose program date runs the delay behind the clock.
-      SimulatedMedia live{MediaTime::make(24 * 3600, 1),
-                          std::chrono::time_point_cast<std::chrono::milliseconds>(
-                              std::chrono::system_clock::now() -
-                              std::chrono::milliseconds(static_cast<int64_t>(options_.playheadDelay * 1000))),
-                          {}};
+      SimulatedMedia live{
+          MediaTime::make(24 * 3600, 1),
+          std::chrono::time_point_cast<std::chrono::milliseconds>(
+              std::chrono::system_clock::now() -
+              std::chrono::milliseconds(static_cast<int64_t>(options_.playheadDelay * 1000))),
+          {}};
       for (const auto& [at, path] : options_.metadata) {
         std::ifstream file(path, std::ios::binary);
         std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
@@ -229,7 +239,8 @@ class Playback {
   }
   Json stamp() const { return Json{{"t", streamTime()}, {"content", contentTime()}}; }
 
-  void lifecycle(const std::shared_ptr<SKYLPlaybackSession>& session, const SKYLLifecycleEventPtr& event) {
+  void lifecycle(const std::shared_ptr<SKYLPlaybackSession>& session,
+                 const SKYLLifecycleEventPtr& event) {
     if (auto ssai = std::dynamic_pointer_cast<SKYLVUXSession>(session); ssai && ssai != session_) {
       session_ = ssai;
       if (simulated()) installVirtualAdTimers();
@@ -291,16 +302,18 @@ class Playback {
           line["companion"] = fmt::format("{}x{}", slot.width(), slot.height());
           line["shows"] = shown;
           line["companionId"] = companion.identifier().value_or("");
-          print(line, fmt::format("companion slot {}x{} shows {} ({}x{})", slot.width(), slot.height(),
-                                  shown, companion.width(), companion.height()));
+          print(line, fmt::format("companion slot {}x{} shows {} ({}x{})", slot.width(),
+                                  slot.height(), shown, companion.width(), companion.height()));
         });
     std::vector<std::shared_ptr<SKYLSSAICompanionSlot>> slots;
     for (const auto& [width, height] : options_.companions) {
-      auto slot = SKYLSSAICompanionSlot::initWithView(std::make_shared<SKYLView>(width, height), width, height);
+      auto slot = SKYLSSAICompanionSlot::initWithView(std::make_shared<SKYLView>(width, height),
+                                                      width, height);
       slot->setDelegate(slotPrinter_);
       slots.push_back(std::move(slot));
     }
-    session_->setAdDisplayContainer(SKYLSSAIAdComponentDisplayContainer::initWithCompanionSlots(std::move(slots)));
+    session_->setAdDisplayContainer(
+        SKYLSSAIAdComponentDisplayContainer::initWithCompanionSlots(std::move(slots)));
   }
 
   void observeSession() {
@@ -315,7 +328,10 @@ class Playback {
         true);
     sessionObservations_.startObserving<int64_t>(
         session_->loadState(),
-        [this](int64_t state) { print(Json{{"t", streamTime()}, {"loadState", state}}, fmt::format("loadState {}", state)); },
+        [this](int64_t state) {
+          print(Json{{"t", streamTime()}, {"loadState", state}},
+                fmt::format("loadState {}", state));
+        },
         true);
   }
 
@@ -390,8 +406,9 @@ class Playback {
       // The real player moves on its own: the main queue runs while it does.
       const auto slice = options_.fast ? std::chrono::duration<double>(0.005)
                                        : std::chrono::duration<double>(seconds);
-      Dispatch::main().runUntil([] { return false; },
-                                std::chrono::duration_cast<std::chrono::steady_clock::duration>(slice));
+      Dispatch::main().runUntil(
+          [] { return false; },
+          std::chrono::duration_cast<std::chrono::steady_clock::duration>(slice));
       trace_.samples.push_back({steps_++, streamTime()});
       return;
     }
@@ -444,14 +461,16 @@ class Playback {
               "skip ignored: no skippable ad playing");
         continue;
       }
-      const auto* velaAd = ad->property<std::shared_ptr<const SKYLVelaAd>>(kSKYLSSAIAdPropertiesKeyVelaAd);
+      const auto* velaAd =
+          ad->property<std::shared_ptr<const SKYLVelaAd>>(kSKYLSSAIAdPropertiesKeyVelaAd);
       const auto* skipTime = ad->property<float>(kSKYLAdPropertyKeySkipTime);
-      if (velaAd && *velaAd && skipTime && now - (*velaAd)->beginTime().seconds() < *skipTime - 1e-6) {
+      if (velaAd && *velaAd && skipTime &&
+          now - (*velaAd)->beginTime().seconds() < *skipTime - 1e-6) {
         waiting.push_back(ad);
         continue;
       }
-      if (const auto* handler = ad->privateProperty<std::function<void()>>(
-              kSKYLAdPrivatePropertyKeySkipHandler);
+      if (const auto* handler =
+              ad->privateProperty<std::function<void()>>(kSKYLAdPrivatePropertyKeySkipHandler);
           handler && *handler) {
         (*handler)();
       }

@@ -32,8 +32,10 @@ Json anyJSON(const std::any& value) {
 PlayLine lifecycleLine(const SKYLPlaybackSessionLifecycleEvent& event) {
   PlayLine line;
   line.fields["lifecycle"] = event.eventType();
-  line.text = withoutPrefix(event.eventType(), {"kSKYLPlaybackSessionLifecycleEvent", "kSKYLSSAILifecycle"});
-  if (const auto* ad = event.property<std::shared_ptr<SKYLAd>>(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd);
+  line.text = withoutPrefix(event.eventType(),
+                            {"kSKYLPlaybackSessionLifecycleEvent", "kSKYLSSAILifecycle"});
+  if (const auto* ad = event.property<std::shared_ptr<SKYLAd>>(
+          kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd);
       ad && *ad) {
     line.fields["adId"] = (*ad)->adId;
     line.text += " ad=" + (*ad)->adId;
@@ -52,7 +54,8 @@ PlayLine lifecycleLine(const SKYLPlaybackSessionLifecycleEvent& event) {
       line.text += fmt::format(" break@{:.3f}", (*velaAd)->beginTime().seconds());
     }
   }
-  if (const auto* progress = event.property<MediaTime>(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdProgress)) {
+  if (const auto* progress =
+          event.property<MediaTime>(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdProgress)) {
     line.fields["progress"] = timeJSON(*progress);
     line.text += fmt::format(" progress={:.3f}", progress->seconds());
   }
@@ -65,7 +68,8 @@ PlayLine ledgerLine(const SKYLAdLedgerManager::Call& call) {
   line.text = fmt::format("ledger {}", call.code);
   for (const auto& [name, value] : call.parameters) {
     params[name] = anyJSON(value);
-    line.text += " " + withoutPrefix(name, {"kSKYLAdLedgerParameter"}) + "=" + anyJSON(value).dump();
+    line.text +=
+        " " + withoutPrefix(name, {"kSKYLAdLedgerParameter"}) + "=" + anyJSON(value).dump();
   }
   line.fields["ledger"] = call.code;
   line.fields["params"] = params;
@@ -77,12 +81,15 @@ PlayLine deliveryLedgerLine(const BeaconDeliveryLedger& ledger) {
   Json entries = Json::array();
   line.text = "delivery ledger (ad, type: handed / 2xx / other / failed)";
   for (const auto& [key, counts] : ledger.counts()) {
-    entries.push_back(Json{{"adId", key.first}, {"type", key.second}, {"handed", counts.handed},
-                           {"answered2xx", counts.answered2xx}, {"answeredOther", counts.answeredOther},
+    entries.push_back(Json{{"adId", key.first},
+                           {"type", key.second},
+                           {"handed", counts.handed},
+                           {"answered2xx", counts.answered2xx},
+                           {"answeredOther", counts.answeredOther},
                            {"transportFailed", counts.transportFailed}});
-    line.text += fmt::format("\n    {:<8} {:<22} {} / {} / {} / {}", key.first.empty() ? "-" : key.first,
-                             key.second, counts.handed, counts.answered2xx, counts.answeredOther,
-                             counts.transportFailed);
+    line.text += fmt::format("\n    {:<8} {:<22} {} / {} / {} / {}",
+                             key.first.empty() ? "-" : key.first, key.second, counts.handed,
+                             counts.answered2xx, counts.answeredOther, counts.transportFailed);
   }
   line.fields["deliveryLedger"] = entries;
   return line;

@@ -145,7 +145,8 @@ class Simulation {
     const auto ad = properties ? properties->ad : nullptr;
     const auto sequence = properties ? properties->adSequence : nullptr;
     if (options_.json) {
-      Json line{{"t", now_}, {"content", timeJSON(contentTime())},
+      Json line{{"t", now_},
+                {"content", timeJSON(contentTime())},
                 {"event", std::string(event.trackerType())}};
       if (ad) line["adId"] = ad->adId();
       if (sequence) line["sequenceBegin"] = timeJSON(sequence->beginTime());
@@ -168,21 +169,18 @@ class Simulation {
         properties->skippedAd.value_or(false)) {
       detail += " skipped";
     }
-    out_ << fmt::format("{:>9.3f}  content {:>9.3f}  {}{}\n", now_,
-                        seconds(contentTime()), event.trackerType(), detail);
+    out_ << fmt::format("{:>9.3f}  content {:>9.3f}  {}{}\n", now_, seconds(contentTime()),
+                        event.trackerType(), detail);
   }
 
   void printBeacon(const std::string& url) {
     if (options_.json) {
-      out_ << jsonText(Json{{"t", now_},
-                            {"content", timeJSON(contentTime())},
-                            {"beacon", url}})
+      out_ << jsonText(Json{{"t", now_}, {"content", timeJSON(contentTime())}, {"beacon", url}})
            << "\n";
       return;
     }
-    out_ << fmt::format("{:>9.3f}  content {:>9.3f}  beacon {}{}\n", now_,
-                        seconds(contentTime()), url,
-                        options_.fire ? "" : " (not sent)");
+    out_ << fmt::format("{:>9.3f}  content {:>9.3f}  beacon {}{}\n", now_, seconds(contentTime()),
+                        url, options_.fire ? "" : " (not sent)");
   }
 
   const SimulateOptions& options_;

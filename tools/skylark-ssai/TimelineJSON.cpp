@@ -66,7 +66,8 @@ Json adJSON(const SKYLVelaAd& ad) {
     for (const auto& [name, list] : events->eventsByName()) {
       Json entries = Json::array();
       for (const auto& event : list) {
-        entries.push_back(Json{{"url", urlJSON(event.url())}, {"offset", timeJSON(event.offset())}});
+        entries.push_back(
+            Json{{"url", urlJSON(event.url())}, {"offset", timeJSON(event.offset())}});
       }
       byName[name] = entries;
     }
@@ -123,8 +124,8 @@ Json timeJSON(const MediaTime& time) {
 Json timelineJSON(const SKYLVelaTimeline& timeline) {
   Json impressions = Json::array();
   for (const auto& impression : timeline.contentImpressions()) {
-    impressions.push_back(
-        Json{{"url", urlJSON(impression.url())}, {"logicalTime", timeJSON(impression.logicalTime())}});
+    impressions.push_back(Json{{"url", urlJSON(impression.url())},
+                               {"logicalTime", timeJSON(impression.logicalTime())}});
   }
   Json segments = Json::array();
   for (const auto& segment : timeline.contentSegments()) {
@@ -181,9 +182,9 @@ std::string jsonText(const Json& value, int indent) {
 }
 
 Json errorJSON(const SKYLError& error) {
-  return Json{{"error", Json{{"domain", error.domain},
-                             {"code", error.code},
-                             {"description", errorText(error)}}}};
+  return Json{
+      {"error",
+       Json{{"domain", error.domain}, {"code", error.code}, {"description", errorText(error)}}}};
 }
 
 }  // namespace skylark::tool

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-
 namespace skylark::tool {
 namespace {
 
@@ -40,9 +39,9 @@ void printTimelineTable(const SKYLVelaTimeline& timeline, std::ostream& out) {
                      "duration");
   for (size_t i = 0; i < sequences->size(); ++i) {
     const auto& sequence = (*sequences)[i];
-    out << fmt::format("{:<6} {:>10} {:>10} {:>10} {:>9}\n", i + 1,
-                       seconds(sequence->beginTime()), seconds(sequence->endTime()),
-                       seconds(sequence->logicalOffset()), seconds(sequence->duration()));
+    out << fmt::format("{:<6} {:>10} {:>10} {:>10} {:>9}\n", i + 1, seconds(sequence->beginTime()),
+                       seconds(sequence->endTime()), seconds(sequence->logicalOffset()),
+                       seconds(sequence->duration()));
     for (const auto& ad : sequence->ads()) {
       out << fmt::format(
           "  ad {:<16} {:>8} s  skip {:>7}  impressions {}  tracking {}  companions {}  "

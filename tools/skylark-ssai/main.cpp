@@ -2,9 +2,9 @@
 //
 //   skylark-ssai demo [--quick] [--json] [--keep-serving] [--svg FILE]
 //                [--player simulated|gst --stream DIR [--fast] [--window]]
-//   skylark-ssai generate [--breaks N] [--ads-per-break M] [--seed S] [--size small|medium|large] [-o FILE]
-//   skylark-ssai inspect SOURCE [--header NAME:VALUE]... [--json]
-//   skylark-ssai simulate SOURCE [--step S] [--rate R] [--until T]
+//   skylark-ssai generate [--breaks N] [--ads-per-break M] [--seed S] [--size small|medium|large]
+//   [-o FILE] skylark-ssai inspect SOURCE [--header NAME:VALUE]... [--json] skylark-ssai simulate
+//   SOURCE [--step S] [--rate R] [--until T]
 //                [--seek-at AT:TO]... [--skip-at AT]... [--fire] [--json]
 //   skylark-ssai play SOURCE [--step S] [--until T] [--rate R] [--seek AT:TO]...
 //                [--skip-at AT]... [--pause-at AT:SECONDS]... [--rate-at AT:R]...
@@ -17,8 +17,8 @@
 // Exit codes: 0 success, 1 the work failed, 2 usage error.
 #include <atomic>
 #include <cmath>
-#include <cstdio>
 #include <csignal>
+#include <cstdio>
 #include <iostream>
 #include <map>
 
@@ -139,19 +139,19 @@ int main(int argc, char** argv) {
 
   skylark::tool::InspectOptions inspect;
   std::vector<std::string> inspectHeaders;
-  auto* inspectCommand =
-      app.add_subcommand("inspect", "Print the ad timeline of a VMAP document");
-  inspectCommand->add_option("SOURCE", inspect.source, "A file path or an http(s) URL")
-      ->required();
+  auto* inspectCommand = app.add_subcommand("inspect", "Print the ad timeline of a VMAP document");
+  inspectCommand->add_option("SOURCE", inspect.source, "A file path or an http(s) URL")->required();
   addHeaderOption(*inspectCommand, inspectHeaders);
   inspectCommand->add_flag("--json", inspect.json, "Print one JSON object");
-  inspectCommand->add_option("--svg", inspect.svg, "Also write an SVG picture of the timeline to FILE");
+  inspectCommand->add_option("--svg", inspect.svg,
+                             "Also write an SVG picture of the timeline to FILE");
 
   skylark::tool::SimulateOptions simulate;
   std::vector<std::string> simulateHeaders;
   std::vector<std::string> seeks;
   auto* simulateCommand = app.add_subcommand(
-      "simulate", "Play a document's timeline with a virtual playhead, printing events and beacons");
+      "simulate",
+      "Play a document's timeline with a virtual playhead, printing events and beacons");
   simulateCommand->add_option("SOURCE", simulate.source, "A file path or an http(s) URL")
       ->required();
   addHeaderOption(*simulateCommand, simulateHeaders);
@@ -183,15 +183,18 @@ int main(int argc, char** argv) {
   skylark::tool::GenerateOptions generate;
   std::string generateSize;
   auto* generateCommand = app.add_subcommand(
-      "generate", "Write a realistic VMAP document of a given size (the same bytes for the same options)");
+      "generate",
+      "Write a realistic VMAP document of a given size (the same bytes for the same options)");
   generateCommand->add_option("--breaks", generate.breaks, "Ad breaks, five minutes apart (3)")
       ->check(CLI::Range(1, 100'000));
   generateCommand->add_option("--ads-per-break", generate.adsPerBreak, "Ads in each break (1)")
       ->check(CLI::Range(1, 100));
   generateCommand->add_option("--seed", generate.seed, "Seed of the document's random parts");
-  generateCommand->add_option("--size", generateSize, "small (3 x 1), medium (60 x 4) or large (500 x 4)")
+  generateCommand
+      ->add_option("--size", generateSize, "small (3 x 1), medium (60 x 4) or large (500 x 4)")
       ->check(CLI::IsMember({"small", "medium", "large"}));
-  generateCommand->add_option("-o,--output", generate.output, "Write to FILE instead of standard output");
+  generateCommand->add_option("-o,--output", generate.output,
+                              "Write to FILE instead of standard output");
 
   auto* liveCommand = app.add_subcommand(
       "live", "Follow a Meridian Live stream: session, tracking poll, ads and beacons");
@@ -199,8 +202,9 @@ int main(int argc, char** argv) {
   liveCommand->add_option("--token", live.token, "The playback token");
   liveCommand->add_option("--ads-param", adsParams, "K=V ad parameter of the session (repeatable)")
       ->each(checkKeyValue);
-  liveCommand->add_option("--playhead-delay", live.playheadDelay,
-                          "Seconds the playhead stays behind now (10)")
+  liveCommand
+      ->add_option("--playhead-delay", live.playheadDelay,
+                   "Seconds the playhead stays behind now (10)")
       ->check(finiteNumber(true, true));
   liveCommand->add_option("--duration", live.duration, "Seconds to follow the stream (60)")
       ->check(finiteNumber(true, true));
@@ -209,17 +213,21 @@ int main(int argc, char** argv) {
 
   const std::map<std::string, skylark::tool::PlayerKind> players = {
       {"simulated", skylark::tool::PlayerKind::simulated}, {"gst", skylark::tool::PlayerKind::gst}};
-  auto addPlayerOptions = [&](CLI::App& command, skylark::tool::PlayerKind& kind, bool& fast, bool& window) {
-    command.add_option("--player", kind, "simulated (a virtual clock, the default) or gst (GStreamer)")
+  auto addPlayerOptions = [&](CLI::App& command, skylark::tool::PlayerKind& kind, bool& fast,
+                              bool& window) {
+    command
+        .add_option("--player", kind, "simulated (a virtual clock, the default) or gst (GStreamer)")
         ->transform(CLI::CheckedTransformer(players, CLI::ignore_case));
-    command.add_flag("--fast", fast, "gst: play as fast as the stream decodes instead of in real time");
+    command.add_flag("--fast", fast,
+                     "gst: play as fast as the stream decodes instead of in real time");
     command.add_flag("--window", window, "gst: show the video in a window");
   };
 
   skylark::tool::PlayOptions play;
   std::vector<std::string> playHeaders, playSeeks, playPauses, playRates;
   auto* playCommand = app.add_subcommand(
-      "play", "Play a VMAP document through the whole plug-in stack on a simulated or GStreamer player");
+      "play",
+      "Play a VMAP document through the whole plug-in stack on a simulated or GStreamer player");
   playCommand->add_option("SOURCE", play.source, "A VMAP file or an http(s) URL")->required();
   addPlayerOptions(*playCommand, play.player, play.fast, play.window);
   addHeaderOption(*playCommand, playHeaders);
@@ -240,22 +248,27 @@ int main(int argc, char** argv) {
   playCommand->add_flag("--fire", play.fire, "Send the beacons (otherwise only report)");
   playCommand->add_flag("--json", play.json, "Print one JSON object per line");
   playCommand->add_flag("--realtime", play.realtime, "Pace the virtual clock to the wall clock");
-  playCommand->add_option("--svg", play.svg, "Write an SVG picture of the timeline and the viewing to FILE");
+  playCommand->add_option("--svg", play.svg,
+                          "Write an SVG picture of the timeline and the viewing to FILE");
   playCommand->add_flag("--brief", play.brief, "Leave out ad progress and ledger lines");
   std::vector<std::string> playAdsParams, playMetadata, playCompanions;
   playCommand->add_option("--token", play.token, "The live playback token of the source");
-  playCommand->add_option("--ads-param", playAdsParams, "K=V ad parameter of a live session (repeatable)")
+  playCommand
+      ->add_option("--ads-param", playAdsParams, "K=V ad parameter of a live session (repeatable)")
       ->each(checkKeyValue);
-  playCommand->add_option("--playhead-delay", play.playheadDelay,
-                          "Live: seconds the playhead stays behind the wall clock (10)")
+  playCommand
+      ->add_option("--playhead-delay", play.playheadDelay,
+                   "Live: seconds the playhead stays behind the wall clock (10)")
       ->check(finiteNumber(true, true));
   playCommand->add_flag("--live", play.live, "The source is an older live SSAI stream");
-  playCommand->add_option("--metadata-at", playMetadata,
-                          "AT:FILE: the stream carries FILE as ID3 user text at AT (live)")
+  playCommand
+      ->add_option("--metadata-at", playMetadata,
+                   "AT:FILE: the stream carries FILE as ID3 user text at AT (live)")
       ->each([](const std::string& text) {
         const size_t colon = text.find(':');
         try {
-          if (colon == std::string::npos || colon + 1 == text.size()) throw std::invalid_argument(text);
+          if (colon == std::string::npos || colon + 1 == text.size())
+            throw std::invalid_argument(text);
           (void)parseFinite(text.substr(0, colon));
         } catch (const std::exception&) {
           throw CLI::ValidationError("--metadata-at", "expected AT:FILE, got " + text);
@@ -272,14 +285,18 @@ int main(int argc, char** argv) {
 
   skylark::tool::DemoOptions demo;
   auto* demoCommand = app.add_subcommand(
-      "demo", "Serve a demo ad service, play a scripted viewing through the plug-in, report every beacon");
+      "demo",
+      "Serve a demo ad service, play a scripted viewing through the plug-in, report every beacon");
   demoCommand->add_flag("--quick", demo.quick, "The VOD only (no live part)");
   demoCommand->add_flag("--json", demo.json, "Print the report as JSON");
-  demoCommand->add_flag("--keep-serving", demo.keepServing, "Leave the ad service up afterwards (Ctrl-C ends it)");
-  demoCommand->add_option("--svg", demo.svg, "Write an SVG picture of the timeline and the viewing to FILE");
+  demoCommand->add_flag("--keep-serving", demo.keepServing,
+                        "Leave the ad service up afterwards (Ctrl-C ends it)");
+  demoCommand->add_option("--svg", demo.svg,
+                          "Write an SVG picture of the timeline and the viewing to FILE");
   addPlayerOptions(*demoCommand, demo.player, demo.fast, demo.window);
-  demoCommand->add_option("--stream", demo.streamDirectory,
-                          "gst: the demo's stream, made by scripts/make-test-stream DIR --layout demo");
+  demoCommand->add_option(
+      "--stream", demo.streamDirectory,
+      "gst: the demo's stream, made by scripts/make-test-stream DIR --layout demo");
 
   try {
     app.parse(argc, argv);
@@ -291,8 +308,10 @@ int main(int argc, char** argv) {
   }
 
   if (generateCommand->parsed()) {
-    const std::map<std::string, std::pair<int, int>> sizes = {{"small", {3, 1}}, {"medium", {60, 4}}, {"large", {500, 4}}};
-    if (!generateSize.empty()) std::tie(generate.breaks, generate.adsPerBreak) = sizes.at(generateSize);
+    const std::map<std::string, std::pair<int, int>> sizes = {
+        {"small", {3, 1}}, {"medium", {60, 4}}, {"large", {500, 4}}};
+    if (!generateSize.empty())
+      std::tie(generate.breaks, generate.adsPerBreak) = sizes.at(generateSize);
     return skylark::tool::runGenerate(generate, std::cout, std::cerr);
   }
   if (inspectCommand->parsed()) {

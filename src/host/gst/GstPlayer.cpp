@@ -26,7 +26,8 @@ bool initializeGStreamer(std::string* why) {
   std::call_once(once, [] {
     GError* error = nullptr;
     if (!gst_init_check(nullptr, nullptr, &error)) {
-      failure = std::string("GStreamer could not start: ") + (error ? error->message : "unknown error");
+      failure =
+          std::string("GStreamer could not start: ") + (error ? error->message : "unknown error");
       g_clear_error(&error);
     }
   });
@@ -53,7 +54,8 @@ uint64_t seekMarker(GstMessage* message) {
 GstElement* makeElement(const char* factory, std::string* why) {
   GstElement* element = gst_element_factory_make(factory, nullptr);
   if (!element && why) {
-    *why = std::string("GStreamer's ") + factory + " element is missing (scripts/setup installs the plug-ins)";
+    *why = std::string("GStreamer's ") + factory +
+           " element is missing (scripts/setup installs the plug-ins)";
   }
   return element;
 }
@@ -129,9 +131,10 @@ void GstPlayer::replaceCurrentItem(std::shared_ptr<PlayerItem> item) {
   pipeline_->setState(GST_STATE_PAUSED);  // failures arrive on the bus
   loadStartDate(item_->url());
   std::weak_ptr<GstPlayer> weak = shared_from_this();
-  timer_ = std::make_unique<RepeatingTimer>(Dispatch::main(), options_.positionInterval, false, [weak] {
-    if (const auto self = weak.lock()) self->tick();
-  });
+  timer_ =
+      std::make_unique<RepeatingTimer>(Dispatch::main(), options_.positionInterval, false, [weak] {
+        if (const auto self = weak.lock()) self->tick();
+      });
 }
 
 void GstPlayer::loadStartDate(const URL& url) {
@@ -185,19 +188,20 @@ void GstPlayer::handleMessages() {
 }
 
 void GstPlayer::becomeReadyIfLoaded() {
-  if (!item_ || !prerolled_ || !dateResolved_ || item_->status() != PlayerItem::Status::unknown) return;
+  if (!item_ || !prerolled_ || !dateResolved_ || item_->status() != PlayerItem::Status::unknown)
+    return;
   const auto duration = pipeline_->query(true);
   if (!duration) return;  // tried again on the next tick
   item_->setReady(fromNanoseconds(*duration), startDate_);
   itemStatus.set(item_->status());
-  if (seek_ && !seek_->issued) startSeek(seek_->to, seek_->before == MediaTime::zero() &&
-                                                     seek_->after == MediaTime::zero());
+  if (seek_ && !seek_->issued)
+    startSeek(seek_->to, seek_->before == MediaTime::zero() && seek_->after == MediaTime::zero());
   applyRate();
 }
 
 void GstPlayer::failItem(const std::string& reason) {
-  SKYLHostLog(0, "GstPlayer: %@ could not be played: %@", item_ ? item_->url().absoluteString() : "",
-              reason);
+  SKYLHostLog(0, "GstPlayer: %@ could not be played: %@",
+              item_ ? item_->url().absoluteString() : "", reason);
   timer_.reset();
   pipeline_->setState(GST_STATE_NULL);
   if (seek_) {
@@ -241,7 +245,8 @@ void GstPlayer::setRate(float rate) {
 }
 
 void GstPlayer::applyRate() {
-  if (!item_ || item_->status() != PlayerItem::Status::readyToPlay || (seek_ && seek_->issued)) return;
+  if (!item_ || item_->status() != PlayerItem::Status::readyToPlay || (seek_ && seek_->issued))
+    return;
   if (rate_ == 0) {
     pipeline_->setState(GST_STATE_PAUSED);
     return;
@@ -253,12 +258,13 @@ void GstPlayer::applyRate() {
                                   : 0;
     const auto flags = static_cast<GstSeekFlags>(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE);
     const bool changed =
-        rate_ > 0 ? gst_element_seek(pipeline_->playbin, rate_, GST_FORMAT_TIME, flags, GST_SEEK_TYPE_SET, at,
-                                     GST_SEEK_TYPE_NONE, -1)
-                  : gst_element_seek(pipeline_->playbin, rate_, GST_FORMAT_TIME, flags, GST_SEEK_TYPE_SET,
-                                     reverseEnd, GST_SEEK_TYPE_SET, at);
+        rate_ > 0 ? gst_element_seek(pipeline_->playbin, rate_, GST_FORMAT_TIME, flags,
+                                     GST_SEEK_TYPE_SET, at, GST_SEEK_TYPE_NONE, -1)
+                  : gst_element_seek(pipeline_->playbin, rate_, GST_FORMAT_TIME, flags,
+                                     GST_SEEK_TYPE_SET, reverseEnd, GST_SEEK_TYPE_SET, at);
     if (!changed && rate_ < 0) {
-      SKYLHostLog(0, "GstPlayer: this stream cannot play in reverse (rate %@); playing forward.", rate_);
+      SKYLHostLog(0, "GstPlayer: this stream cannot play in reverse (rate %@); playing forward.",
+                  rate_);
       rate_ = 1;
       postRateChange();
       applyRate();
@@ -296,20 +302,21 @@ void GstPlayer::startSeek(MediaTime to, bool accurate) {
   to = std::max(MediaTime::zero(), end.isNumeric() ? std::min(to, end) : to);
   seek_->to = to;
   const auto flags = static_cast<GstSeekFlags>(
-      GST_SEEK_FLAG_FLUSH | (accurate ? GST_SEEK_FLAG_ACCURATE
-                                      : GST_SEEK_FLAG_KEY_UNIT | GST_SEEK_FLAG_SNAP_NEAREST));
+      GST_SEEK_FLAG_FLUSH |
+      (accurate ? GST_SEEK_FLAG_ACCURATE : GST_SEEK_FLAG_KEY_UNIT | GST_SEEK_FLAG_SNAP_NEAREST));
   const double rate = playingRate_ > 0 ? playingRate_ : 1.0;
   seek_->marker = ++seekMarkers_;
   seek_->armed = false;
   seek_->issued = true;
-  gst_bus_post(pipeline_->bus,
-               gst_message_new_application(GST_OBJECT(pipeline_->playbin),
-                                           gst_structure_new(kSeekMarker, "marker", G_TYPE_UINT64,
-                                                             static_cast<guint64>(seek_->marker), nullptr)));
+  gst_bus_post(
+      pipeline_->bus,
+      gst_message_new_application(GST_OBJECT(pipeline_->playbin),
+                                  gst_structure_new(kSeekMarker, "marker", G_TYPE_UINT64,
+                                                    static_cast<guint64>(seek_->marker), nullptr)));
   playingRate_ = static_cast<float>(rate);
   ended_ = false;
-  if (!gst_element_seek(pipeline_->playbin, rate, GST_FORMAT_TIME, flags, GST_SEEK_TYPE_SET, toNanoseconds(to),
-                        GST_SEEK_TYPE_NONE, -1)) {
+  if (!gst_element_seek(pipeline_->playbin, rate, GST_FORMAT_TIME, flags, GST_SEEK_TYPE_SET,
+                        toNanoseconds(to), GST_SEEK_TYPE_NONE, -1)) {
     SKYLHostLog(1, "GstPlayer: the stream refused a seek to %@ s.", to.seconds());
     seek_->issued = false;
     auto completion = std::exchange(seek_->completion, nullptr);
@@ -323,8 +330,9 @@ void GstPlayer::finishSeek() {
   MediaTime landed = seek_->to;
   if (!accurate) {
     if (const auto position = pipeline_->query(false)) landed = fromNanoseconds(*position);
-    const bool inside = (seek_->before.isPositiveInfinity() || landed >= seek_->to - seek_->before) &&
-                        (seek_->after.isPositiveInfinity() || landed <= seek_->to + seek_->after);
+    const bool inside =
+        (seek_->before.isPositiveInfinity() || landed >= seek_->to - seek_->before) &&
+        (seek_->after.isPositiveInfinity() || landed <= seek_->to + seek_->after);
     if (!inside && !seek_->refined) {
       seek_->refined = true;
       startSeek(seek_->to, true);
@@ -341,7 +349,8 @@ void GstPlayer::finishSeek() {
 }
 
 void GstPlayer::publishPosition() {
-  if (!item_ || item_->status() != PlayerItem::Status::readyToPlay || seek_ || rate_ == 0 || ended_) return;
+  if (!item_ || item_->status() != PlayerItem::Status::readyToPlay || seek_ || rate_ == 0 || ended_)
+    return;
   const auto position = pipeline_->query(false);
   if (!position) return;
   const MediaTime now = fromNanoseconds(*position);

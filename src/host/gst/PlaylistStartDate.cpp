@@ -39,7 +39,8 @@ std::optional<std::string> readFile(const URL& url) {
 }
 
 std::shared_ptr<URLSession> playlistSession() {
-  static const auto session = URLSession::create(URLSession::Configuration{kMaximumPlaylistBytes, 10, 2});
+  static const auto session =
+      URLSession::create(URLSession::Configuration{kMaximumPlaylistBytes, 10, 2});
   return session;
 }
 
@@ -60,7 +61,8 @@ void readPlaylist(const URL& url, TextCompletion done) {
   playlistSession()
       ->dataTask(std::move(request),
                  [done = std::move(done)](Result<URLSessionResponse> result) {
-                   if (!result.ok() || result->response.statusCode / 100 != 2) return done(std::nullopt);
+                   if (!result.ok() || result->response.statusCode / 100 != 2)
+                     return done(std::nullopt);
                    done(std::move(result->data));
                  })
       ->resume();
@@ -83,8 +85,8 @@ std::optional<SystemTime> parseProgramDate(std::string_view text) {
   if (zone != "Z" && zone != "z") {
     int zoneHours, zoneMinutes;
     char sign;
-    if (zone.size() != 6 || std::sscanf(std::string(zone).c_str(), "%c%2d:%2d", &sign, &zoneHours,
-                                        &zoneMinutes) != 3 ||
+    if (zone.size() != 6 ||
+        std::sscanf(std::string(zone).c_str(), "%c%2d:%2d", &sign, &zoneHours, &zoneMinutes) != 3 ||
         (sign != '+' && sign != '-')) {
       return std::nullopt;
     }
