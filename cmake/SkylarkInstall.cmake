@@ -3,7 +3,8 @@ include(GNUInstallDirs)
 
 get_property(subsystems GLOBAL PROPERTY SKYLARK_SUBSYSTEMS)
 install(TARGETS skylark_ssai ${subsystems} EXPORT SkylarkSSAITargets
-        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        FILE_SET HEADERS DESTINATION include/skylark_ssai)
 install(EXPORT SkylarkSSAITargets NAMESPACE SkylarkSSAI::
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/SkylarkSSAI)
 configure_package_config_file(cmake/SkylarkSSAIConfig.cmake.in
