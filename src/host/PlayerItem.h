@@ -10,6 +10,7 @@
 #include "platform/DispatchQueue.h"
 #include "platform/MediaTime.h"
 #include "platform/MediaTimeRange.h"
+#include "platform/ThreadAnnotations.h"
 #include "platform/URL.h"
 
 namespace skylark {
@@ -68,11 +69,11 @@ class PlayerItem {
   }
 
   void addOutput(TimedMetadataOutput output) {
-    std::lock_guard lock(outputsMutex_);
+    MutexLock lock(outputsMutex_);
     outputs_.push_back(std::move(output));
   }
   std::vector<TimedMetadataOutput> outputs() const {
-    std::lock_guard lock(outputsMutex_);
+    MutexLock lock(outputsMutex_);
     return outputs_;
   }
 
@@ -92,8 +93,8 @@ class PlayerItem {
   MediaTime reversePlaybackEndTime_ = MediaTime::invalid();
   std::optional<SystemTime> startDate_;
   std::vector<MediaTimeRange> interstitialTimeRanges_;
-  mutable std::mutex outputsMutex_;
-  std::vector<TimedMetadataOutput> outputs_;
+  mutable Mutex outputsMutex_;
+  std::vector<TimedMetadataOutput> outputs_ SKYL_GUARDED_BY(outputsMutex_);
 };
 
 }  // namespace skylark

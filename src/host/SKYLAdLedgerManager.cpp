@@ -11,7 +11,7 @@ void SKYLAdLedgerManager::processEvent(int64_t code, Parameters withParameters) 
   std::function<void(const Call&)> observer;
   Call call{code, std::move(withParameters)};
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     calls_.push_back(call);
     observer = observer_;
   }
@@ -19,29 +19,29 @@ void SKYLAdLedgerManager::processEvent(int64_t code, Parameters withParameters) 
 }
 
 void SKYLAdLedgerManager::setObserver(std::function<void(const Call&)> observer) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   observer_ = std::move(observer);
 }
 
 std::vector<SKYLAdLedgerManager::Call> SKYLAdLedgerManager::calls() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return calls_;
 }
 
 void SKYLAdLedgerManager::clear() {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   calls_.clear();
   visibility_.clear();
 }
 
 double SKYLAdLedgerManager::visiblePercentageForView(const SKYLView* view) const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   const auto found = visibility_.find(view);
   return found == visibility_.end() ? 1.0 : found->second;
 }
 
 void SKYLAdLedgerManager::setVisiblePercentage(const SKYLView* view, double percentage) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   visibility_[view] = percentage;
 }
 

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/ThreadAnnotations.h"
+
 namespace skylark {
 
 class SKYLView;
@@ -38,10 +40,10 @@ class SKYLAdLedgerManager {
   void setVisiblePercentage(const SKYLView* view, double percentage);
 
  private:
-  mutable std::mutex mutex_;
-  std::vector<Call> calls_;                       // guarded by mutex_
-  std::function<void(const Call&)> observer_;     // guarded by mutex_
-  std::map<const SKYLView*, double> visibility_;  // guarded by mutex_
+  mutable Mutex mutex_;
+  std::vector<Call> calls_ SKYL_GUARDED_BY(mutex_);
+  std::function<void(const Call&)> observer_ SKYL_GUARDED_BY(mutex_);
+  std::map<const SKYLView*, double> visibility_ SKYL_GUARDED_BY(mutex_);
 };
 
 }  // namespace skylark

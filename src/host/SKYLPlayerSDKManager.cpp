@@ -10,12 +10,12 @@ SKYLPlayerSDKManager& SKYLPlayerSDKManager::sharedManager() {
 void SKYLPlayerSDKManager::registerComponent(std::shared_ptr<SKYLComponent> component) {
   if (!component) return;
   component->postFeatureAnalytics();
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   components_.push_back(std::move(component));
 }
 
 std::vector<std::shared_ptr<SKYLComponent>> SKYLPlayerSDKManager::registeredComponents() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return components_;
 }
 
@@ -26,14 +26,14 @@ SKYLPlayerSDKManager::createPlaybackControllerWithSessionProvider(
 }
 
 void SKYLPlayerSDKManager::setPlayerFactory(PlayerFactory factory) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   playerFactory_ = std::move(factory);
 }
 
 std::shared_ptr<Player> SKYLPlayerSDKManager::makePlayer() const {
   PlayerFactory factory;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     factory = playerFactory_;
   }
   return factory ? factory() : nullptr;

@@ -10,6 +10,7 @@
 #include "host/SKYLPlaybackController.h"
 #include "host/SKYLSessionProvider.h"
 #include "host/SKYLView.h"
+#include "platform/ThreadAnnotations.h"
 
 namespace skylark {
 
@@ -36,9 +37,9 @@ class SKYLPlayerSDKManager {
   std::shared_ptr<Player> makePlayer() const;
 
  private:
-  mutable std::mutex mutex_;
-  std::vector<std::shared_ptr<SKYLComponent>> components_;  // guarded by mutex_
-  PlayerFactory playerFactory_;                             // guarded by mutex_
+  mutable Mutex mutex_;
+  std::vector<std::shared_ptr<SKYLComponent>> components_ SKYL_GUARDED_BY(mutex_);
+  PlayerFactory playerFactory_ SKYL_GUARDED_BY(mutex_);
 };
 
 }  // namespace skylark

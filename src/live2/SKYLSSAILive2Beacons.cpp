@@ -5,7 +5,7 @@ namespace skylark {
 bool SKYLSSAILive2BeaconFirer::fireOnce(const std::string& key,
                                         const std::vector<std::string>& urls) {
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     if (!firedKeys_.insert(key).second) return false;
   }
   fire(urls);
@@ -13,7 +13,7 @@ bool SKYLSSAILive2BeaconFirer::fireOnce(const std::string& key,
 }
 
 bool SKYLSSAILive2BeaconFirer::hasFired(const std::string& key) const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return firedKeys_.count(key) > 0;
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "beacons/BeaconTransport.h"
+#include "platform/ThreadAnnotations.h"
 
 namespace skylark {
 
@@ -27,8 +28,8 @@ class SKYLSSAILive2BeaconFirer {
 
  private:
   std::shared_ptr<BeaconTransport> transport_;
-  mutable std::mutex mutex_;
-  std::set<std::string> firedKeys_;  // guarded by mutex_
+  mutable Mutex mutex_;
+  std::set<std::string> firedKeys_ SKYL_GUARDED_BY(mutex_);
 };
 
 }  // namespace skylark

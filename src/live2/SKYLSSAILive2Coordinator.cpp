@@ -104,7 +104,7 @@ bool SKYLSSAILive2Coordinator::isLive2(const std::optional<URL>& sourceURL,
 void SKYLSSAILive2Coordinator::start(const std::map<std::string, std::string>& adsParams,
                                      Completion completion) {
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     onResolved_ = std::move(completion);
   }
   controller_->start(adsParams);
@@ -113,7 +113,7 @@ void SKYLSSAILive2Coordinator::start(const std::map<std::string, std::string>& a
 void SKYLSSAILive2Coordinator::settle(std::optional<URL> manifest, std::optional<SKYLError> error) {
   Completion completion;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     if (manifest) manifestURL_ = manifest;
     completion = std::move(onResolved_);
     onResolved_ = nullptr;
@@ -139,19 +139,19 @@ void SKYLSSAILive2Coordinator::resume(URL manifestURL, URL trackingURL, Completi
 
 void SKYLSSAILive2Coordinator::stop() {
   controller_->stop();
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   onResolved_ = nullptr;  // the caller hears nothing after stop
   // The transport goes on: explicit calls and playhead updates still fire,
   // and beacons in flight or waiting to retry finish or are dropped.
 }
 
 std::optional<URL> SKYLSSAILive2Coordinator::manifestURL() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return manifestURL_;
 }
 
 void SKYLSSAILive2Coordinator::setManifestURL(std::optional<URL> url) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   manifestURL_ = std::move(url);
 }
 
@@ -188,7 +188,7 @@ void SKYLSSAILive2Coordinator::update(SystemTime forPlayheadDate) {
   // fired when the playhead is first seen at or past that end.
   std::optional<SKYLSSAILive2TimelineEntry> finished;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     if (playing_ && playing_->programDate &&
         forPlayheadDate >= plusSeconds(*playing_->programDate, playing_->durationInSeconds) &&
         (!entry || entry->adId != playing_->adId)) {

@@ -11,6 +11,7 @@
 #include "live2/SKYLSSAILive2AdInfo.h"
 #include "live2/SKYLSSAILive2Beacons.h"
 #include "live2/SKYLSSAILive2SessionController.h"
+#include "platform/ThreadAnnotations.h"
 
 namespace skylark {
 
@@ -93,10 +94,10 @@ class SKYLSSAILive2Coordinator final
   const std::shared_ptr<SKYLSSAILive2SessionController> controller_;
   SKYLSSAILive2BeaconFirer beaconFirer_;
 
-  mutable std::mutex mutex_;
-  std::optional<URL> manifestURL_;                     // guarded by mutex_
-  Completion onResolved_;                              // guarded by mutex_
-  std::optional<SKYLSSAILive2TimelineEntry> playing_;  // guarded by mutex_
+  mutable Mutex mutex_;
+  std::optional<URL> manifestURL_ SKYL_GUARDED_BY(mutex_);
+  Completion onResolved_ SKYL_GUARDED_BY(mutex_);
+  std::optional<SKYLSSAILive2TimelineEntry> playing_ SKYL_GUARDED_BY(mutex_);
 };
 
 }  // namespace skylark

@@ -9,13 +9,13 @@ void SKYLSSAILive2TimerScheduler::schedule(double every, std::function<void()> h
       std::chrono::duration<double>(every));
   auto timer = std::make_unique<RepeatingTimer>(queue_, interval, /*fireImmediately=*/true,
                                                 std::move(handler));
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   timer_ = std::move(timer);  // the previous timer, if any, is cancelled as it goes
 }
 
 void SKYLSSAILive2TimerScheduler::cancel() {
   std::unique_ptr<RepeatingTimer> timer;
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   timer = std::move(timer_);
 }
 

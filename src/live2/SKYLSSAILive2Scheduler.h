@@ -5,6 +5,7 @@
 #include <mutex>
 
 #include "platform/DispatchQueue.h"
+#include "platform/ThreadAnnotations.h"
 
 namespace skylark {
 
@@ -32,8 +33,8 @@ class SKYLSSAILive2TimerScheduler final : public SKYLSSAILive2Scheduler {
 
  private:
   std::shared_ptr<DispatchQueue> queue_;
-  std::mutex mutex_;
-  std::unique_ptr<RepeatingTimer> timer_;  // guarded by mutex_
+  Mutex mutex_;
+  std::unique_ptr<RepeatingTimer> timer_ SKYL_GUARDED_BY(mutex_);
 };
 
 }  // namespace skylark

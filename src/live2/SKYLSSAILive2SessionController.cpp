@@ -34,22 +34,22 @@ SKYLSSAILive2SessionController::~SKYLSSAILive2SessionController() {
 
 void SKYLSSAILive2SessionController::setDelegate(
     std::weak_ptr<SKYLSSAILive2ControllerDelegate> delegate) {
-  std::lock_guard lock(lock_);
+  MutexLock lock(lock_);
   delegate_ = std::move(delegate);
 }
 
 std::shared_ptr<SKYLSSAILive2ControllerDelegate> SKYLSSAILive2SessionController::delegate() const {
-  std::lock_guard lock(lock_);
+  MutexLock lock(lock_);
   return delegate_.lock();
 }
 
 std::optional<URL> SKYLSSAILive2SessionController::manifestURL() const {
-  std::lock_guard lock(lock_);
+  MutexLock lock(lock_);
   return manifestURL_;
 }
 
 std::optional<URL> SKYLSSAILive2SessionController::trackingURL() const {
-  std::lock_guard lock(lock_);
+  MutexLock lock(lock_);
   return trackingURL_;
 }
 
@@ -59,7 +59,7 @@ void SKYLSSAILive2SessionController::start(const std::map<std::string, std::stri
     const auto self = weak.lock();
     if (!self) return;
     {
-      std::lock_guard lock(self->lock_);
+      MutexLock lock(self->lock_);
       if (self->stopped_) return;  // an answer after stop is dropped, failures too
     }
     if (!result.ok()) {
@@ -69,7 +69,7 @@ void SKYLSSAILive2SessionController::start(const std::map<std::string, std::stri
     }
     self->didResolve(result.value());
   });
-  std::lock_guard lock(lock_);
+  MutexLock lock(lock_);
   startTask_ = std::move(task);
 }
 
@@ -79,7 +79,7 @@ void SKYLSSAILive2SessionController::resume(const SKYLSSAILive2SessionURLs& urls
 
 void SKYLSSAILive2SessionController::didResolve(const SKYLSSAILive2SessionURLs& urls) {
   {
-    std::lock_guard lock(lock_);
+    MutexLock lock(lock_);
     if (stopped_) return;
     manifestURL_ = urls.manifest;
     trackingURL_ = urls.tracking;
@@ -95,7 +95,7 @@ void SKYLSSAILive2SessionController::didResolve(const SKYLSSAILive2SessionURLs& 
 void SKYLSSAILive2SessionController::tick() {
   std::shared_ptr<SKYLSSAILive2TrackingClient> client;
   {
-    std::lock_guard lock(lock_);
+    MutexLock lock(lock_);
     if (stopped_ || !trackingClient_) return;
     client = trackingClient_;
   }
@@ -107,7 +107,7 @@ void SKYLSSAILive2SessionController::tick() {
 
 void SKYLSSAILive2SessionController::didPoll(SKYLSSAILive2TrackingClient::Outcome outcome) {
   {
-    std::lock_guard lock(lock_);
+    MutexLock lock(lock_);
     if (stopped_) return;
   }
   if (std::holds_alternative<SKYLSSAILive2PollSkip>(outcome)) return;
@@ -119,7 +119,7 @@ void SKYLSSAILive2SessionController::didPoll(SKYLSSAILive2TrackingClient::Outcom
   const bool changed = timeline_->merge(std::get<SKYLSSAILive2TrackingResponse>(outcome));
   bool overlay = false;
   {
-    std::lock_guard lock(lock_);
+    MutexLock lock(lock_);
     if (!overlayConfigurationDispatched_ && !timeline_->availOrder().empty()) {
       overlayConfigurationDispatched_ = true;
       overlay = true;
@@ -132,7 +132,7 @@ void SKYLSSAILive2SessionController::didPoll(SKYLSSAILive2TrackingClient::Outcom
 void SKYLSSAILive2SessionController::stop() {
   std::shared_ptr<URLSessionDataTask> startTask;
   {
-    std::lock_guard lock(lock_);
+    MutexLock lock(lock_);
     stopped_ = true;
     startTask = std::move(startTask_);
   }

@@ -11,6 +11,7 @@
 #include "live2/SKYLSSAILive2SessionClient.h"
 #include "live2/SKYLSSAILive2Timeline.h"
 #include "live2/SKYLSSAILive2TrackingClient.h"
+#include "platform/ThreadAnnotations.h"
 
 namespace skylark {
 
@@ -75,14 +76,14 @@ class SKYLSSAILive2SessionController
   const std::shared_ptr<SKYLSSAILive2Timeline> timeline_ =
       std::make_shared<SKYLSSAILive2Timeline>();
 
-  mutable std::mutex lock_;
-  std::weak_ptr<SKYLSSAILive2ControllerDelegate> delegate_;      // guarded by lock_
-  std::shared_ptr<SKYLSSAILive2TrackingClient> trackingClient_;  // guarded by lock_
-  std::shared_ptr<URLSessionDataTask> startTask_;                // guarded by lock_
-  bool stopped_ = false;                                         // guarded by lock_
-  bool overlayConfigurationDispatched_ = false;                  // guarded by lock_
-  std::optional<URL> manifestURL_;                               // guarded by lock_
-  std::optional<URL> trackingURL_;                               // guarded by lock_
+  mutable Mutex lock_;
+  std::weak_ptr<SKYLSSAILive2ControllerDelegate> delegate_ SKYL_GUARDED_BY(lock_);
+  std::shared_ptr<SKYLSSAILive2TrackingClient> trackingClient_ SKYL_GUARDED_BY(lock_);
+  std::shared_ptr<URLSessionDataTask> startTask_ SKYL_GUARDED_BY(lock_);
+  bool stopped_ SKYL_GUARDED_BY(lock_) = false;
+  bool overlayConfigurationDispatched_ SKYL_GUARDED_BY(lock_) = false;
+  std::optional<URL> manifestURL_ SKYL_GUARDED_BY(lock_);
+  std::optional<URL> trackingURL_ SKYL_GUARDED_BY(lock_);
 };
 
 }  // namespace skylark

@@ -162,12 +162,12 @@ void SKYLSSAILive2Timeline::prune(SystemTime at) {
 
 void SKYLSSAILive2Timeline::publish(std::vector<std::shared_ptr<const Avail>> avails) {
   auto next = makeSnapshot(std::move(avails));
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   snapshot_ = std::move(next);
 }
 
 std::shared_ptr<const Snapshot> SKYLSSAILive2Timeline::snapshot() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return snapshot_;
 }
 

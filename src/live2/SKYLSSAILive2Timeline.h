@@ -8,6 +8,7 @@
 
 #include "live2/SKYLSSAILive2TrackingResponse.h"
 #include "platform/DateParser.h"
+#include "platform/ThreadAnnotations.h"
 
 namespace skylark {
 
@@ -97,9 +98,9 @@ class SKYLSSAILive2Timeline {
  private:
   void publish(std::vector<std::shared_ptr<const Avail>> avails);
 
-  std::mutex writeMutex_;  // one merge or prune at a time, start to publish
-  mutable std::mutex mutex_;
-  std::shared_ptr<const Snapshot> snapshot_ = std::make_shared<Snapshot>();  // guarded by mutex_
+  Mutex writeMutex_;  // one merge or prune at a time, start to publish
+  mutable Mutex mutex_;
+  std::shared_ptr<const Snapshot> snapshot_ SKYL_GUARDED_BY(mutex_) = std::make_shared<Snapshot>();
 };
 
 }  // namespace skylark

@@ -66,17 +66,17 @@ URL SKYLSSAILive2TrackingClient::pollURLLocked() const {
 }
 
 URL SKYLSSAILive2TrackingClient::pollURL() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return pollURLLocked();
 }
 
 std::optional<std::string> SKYLSSAILive2TrackingClient::nextToken() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return nextToken_;
 }
 
 int SKYLSSAILive2TrackingClient::consecutiveFailures() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return consecutiveFailures_;
 }
 
@@ -104,7 +104,7 @@ SKYLSSAILive2TrackingClient::Outcome SKYLSSAILive2TrackingClient::classify(
 std::shared_ptr<URLSessionDataTask> SKYLSSAILive2TrackingClient::fetch(Completion completion) {
   URL url = trackingURL_;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     if (inFlight_) {
       completion(SKYLSSAILive2PollSkip{SKYLSSAILive2PollSkip::alreadyInFlight});
       return nullptr;
@@ -124,7 +124,7 @@ std::shared_ptr<URLSessionDataTask> SKYLSSAILive2TrackingClient::fetch(Completio
     }
     Outcome outcome = self->classify(std::move(result));
     {
-      std::lock_guard lock(self->mutex_);
+      MutexLock lock(self->mutex_);
       self->inFlight_ = false;
       if (const auto* response = std::get_if<SKYLSSAILive2TrackingResponse>(&outcome)) {
         self->consecutiveFailures_ = 0;

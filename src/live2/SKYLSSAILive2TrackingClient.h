@@ -8,6 +8,7 @@
 #include <variant>
 
 #include "live2/SKYLSSAILive2TrackingResponse.h"
+#include "platform/ThreadAnnotations.h"
 #include "platform/URLSession.h"
 
 namespace skylark {
@@ -51,7 +52,7 @@ class SKYLSSAILive2TrackingClient
         session_(std::move(session)),
         timeout_(timeout),
         failureThreshold_(threshold) {}
-  URL pollURLLocked() const;  // requires mutex_
+  URL pollURLLocked() const SKYL_REQUIRES(mutex_);
   Outcome classify(Result<URLSessionResponse> result) const;
 
   const URL trackingURL_;
@@ -59,10 +60,10 @@ class SKYLSSAILive2TrackingClient
   const double timeout_;
   const int failureThreshold_;
 
-  mutable std::mutex mutex_;
-  std::optional<std::string> nextToken_;  // guarded by mutex_
-  int consecutiveFailures_ = 0;           // guarded by mutex_
-  bool inFlight_ = false;                 // guarded by mutex_
+  mutable Mutex mutex_;
+  std::optional<std::string> nextToken_ SKYL_GUARDED_BY(mutex_);
+  int consecutiveFailures_ SKYL_GUARDED_BY(mutex_) = 0;
+  bool inFlight_ SKYL_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace skylark

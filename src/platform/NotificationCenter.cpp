@@ -13,7 +13,7 @@ NotificationCenter::Token NotificationCenter::addObserver(std::string name, Obse
   auto entry = std::make_shared<Entry>();
   entry->name = std::move(name);
   entry->observer = std::move(observer);
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   entry->token = nextToken_++;
   (entry->name.empty() ? everyName_ : named_[entry->name]).push_back(entry);
   byToken_[entry->token] = entry;
@@ -21,7 +21,7 @@ NotificationCenter::Token NotificationCenter::addObserver(std::string name, Obse
 }
 
 void NotificationCenter::removeObserver(Token token) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   const auto found = byToken_.find(token);
   if (found == byToken_.end()) return;
   const auto entry = found->second;
@@ -36,7 +36,7 @@ void NotificationCenter::removeObserver(Token token) {
 void NotificationCenter::post(const Notification& notification) {
   Entries snapshot;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     const auto named = named_.find(notification.name);
     const Entries none;
     const Entries& byName = named == named_.end() ? none : named->second;

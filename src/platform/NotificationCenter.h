@@ -11,6 +11,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/ThreadAnnotations.h"
+
 namespace skylark {
 
 struct Notification {
@@ -45,13 +47,13 @@ class NotificationCenter {
 
   using Entries = std::vector<std::shared_ptr<Entry>>;  // in registration order
 
-  std::mutex mutex_;
-  Token nextToken_ = 1;  // guarded by mutex_
+  Mutex mutex_;
+  Token nextToken_ SKYL_GUARDED_BY(mutex_) = 1;
   // By name, so a post costs its own observers only, however many others
   // there are (a thousand sessions each watch the player's rate).
-  std::unordered_map<std::string, Entries> named_;             // guarded by mutex_
-  Entries everyName_;                                          // guarded by mutex_
-  std::unordered_map<Token, std::shared_ptr<Entry>> byToken_;  // guarded by mutex_
+  std::unordered_map<std::string, Entries> named_ SKYL_GUARDED_BY(mutex_);
+  Entries everyName_ SKYL_GUARDED_BY(mutex_);
+  std::unordered_map<Token, std::shared_ptr<Entry>> byToken_ SKYL_GUARDED_BY(mutex_);
 };
 
 }  // namespace skylark

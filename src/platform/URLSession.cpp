@@ -1,5 +1,7 @@
 #include "platform/URLSession.h"
 
+#include "platform/ThreadAnnotations.h"
+
 #include "platform/ASCIICase.h"
 
 #include <algorithm>
@@ -106,7 +108,7 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
   // Asks the thread to stop and waits for it, unless called from it.
   void shutdown() {
     {
-      std::lock_guard lock(mutex);
+      MutexLock lock(mutex);
       if (stopping) return;
       stopping = true;
     }
@@ -121,7 +123,7 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
 
   void enqueue(std::shared_ptr<TaskState> task, bool cancel) {
     {
-      std::lock_guard lock(mutex);
+      MutexLock lock(mutex);
       if (stopping) return;
       (cancel ? toCancel : toStart).push_back(std::move(task));
     }
@@ -133,7 +135,7 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
       std::vector<std::shared_ptr<TaskState>> starting;
       std::vector<std::shared_ptr<TaskState>> cancelling;
       {
-        std::lock_guard lock(mutex);
+        MutexLock lock(mutex);
         if (stopping) break;
         starting.swap(toStart);
         cancelling.swap(toCancel);
@@ -330,10 +332,10 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
   std::thread thread;
   std::atomic<uint64_t> nextIdentifier{1};
 
-  std::mutex mutex;
-  bool stopping = false;                                // guarded by mutex
-  std::vector<std::shared_ptr<TaskState>> toStart;      // guarded by mutex
-  std::vector<std::shared_ptr<TaskState>> toCancel;     // guarded by mutex
+  Mutex mutex;
+  bool stopping SKYL_GUARDED_BY(mutex) = false;
+  std::vector<std::shared_ptr<TaskState>> toStart SKYL_GUARDED_BY(mutex);
+  std::vector<std::shared_ptr<TaskState>> toCancel SKYL_GUARDED_BY(mutex);
   std::map<CURL*, std::shared_ptr<TaskState>> running;  // session thread only
 };
 

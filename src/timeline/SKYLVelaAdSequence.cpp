@@ -16,34 +16,34 @@ SKYLVelaAdSequence::SKYLVelaAdSequence(const SKYLVelaAdSequence& other)
       liveSsaiTimingDataAdIndex_(other.liveSsaiTimingDataAdIndex_.load()) {}
 
 SKYLVelaAdSequence::Ads SKYLVelaAdSequence::ads() const {
-  std::lock_guard lock(adsLock_);
+  MutexLock lock(adsLock_);
   return ads_;
 }
 
 void SKYLVelaAdSequence::setAds(Ads ads) {
-  std::lock_guard lock(adsLock_);
+  MutexLock lock(adsLock_);
   ads_ = std::move(ads);
 }
 
 MediaTime SKYLVelaAdSequence::beginTime() const {
-  std::lock_guard lock(adsLock_);
+  MutexLock lock(adsLock_);
   return ads_.empty() ? MediaTime::invalid() : ads_.front()->beginTime();
 }
 
 MediaTime SKYLVelaAdSequence::endTime() const {
-  std::lock_guard lock(adsLock_);
+  MutexLock lock(adsLock_);
   return ads_.empty() ? MediaTime::invalid() : ads_.back()->endTime();
 }
 
 MediaTime SKYLVelaAdSequence::duration() const {
-  std::lock_guard lock(adsLock_);
+  MutexLock lock(adsLock_);
   MediaTime total = MediaTime::zero();
   for (const auto& ad : ads_) total = total + ad->duration();
   return total;
 }
 
 MediaTime SKYLVelaAdSequence::logicalOffset() const {
-  std::lock_guard lock(adsLock_);
+  MutexLock lock(adsLock_);
   return ads_.empty() ? MediaTime::invalid() : ads_.front()->logicalOffset();
 }
 
@@ -52,7 +52,7 @@ void SKYLVelaAdSequence::mergeAdSequence(const SKYLVelaAdSequence& other) {
   const Ads incoming = other.ads();
   const int64_t incomingIndex = other.liveSsaiTimingDataAdIndex();
 
-  std::lock_guard lock(adsLock_);
+  MutexLock lock(adsLock_);
   MediaTime total = MediaTime::zero();
   for (const auto& ad : ads_) total = total + ad->duration();
 

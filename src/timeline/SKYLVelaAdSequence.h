@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/ThreadAnnotations.h"
 #include "timeline/SKYLVelaAd.h"
 
 namespace skylark {
@@ -58,8 +59,8 @@ class SKYLVelaAdSequence {
   std::string description() const;
 
  private:
-  mutable std::mutex adsLock_;
-  Ads ads_;  // guarded by adsLock_
+  mutable Mutex adsLock_;
+  Ads ads_ SKYL_GUARDED_BY(adsLock_);
   std::atomic<bool> liveSsaiAdSequence_{false};
   std::atomic<bool> showAdRemainingTime_{true};
   std::atomic<bool> showAdBreakRemainingTime_{true};

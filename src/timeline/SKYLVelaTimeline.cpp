@@ -34,7 +34,7 @@ std::shared_ptr<SKYLVelaTimeline> SKYLVelaTimeline::create(
     bool isLiveSSAI) {
   std::shared_ptr<SKYLVelaTimeline> timeline(new SKYLVelaTimeline(
       std::move(velaURL), contentLength, payloadLength, std::move(contentImpressions), isLiveSSAI));
-  std::lock_guard lock(timeline->lock_);
+  MutexLock lock(timeline->lock_);
   timeline->installSequences(std::make_shared<const Sequences>(std::move(adSequences)));
   return timeline;
 }
@@ -56,33 +56,33 @@ void SKYLVelaTimeline::installSequences(std::shared_ptr<const Sequences> sequenc
 }
 
 SKYLVelaTimeline::Snapshot SKYLVelaTimeline::snapshot() const {
-  std::lock_guard lock(lock_);
+  MutexLock lock(lock_);
   return {sequences_, index_};
 }
 
 std::shared_ptr<const SKYLVelaTimeline::Sequences> SKYLVelaTimeline::adSequences() const {
-  std::lock_guard lock(lock_);
+  MutexLock lock(lock_);
   return sequences_;
 }
 
 std::optional<URL> SKYLVelaTimeline::thumbnailVTTURL() const {
-  std::lock_guard lock(lock_);
+  MutexLock lock(lock_);
   return thumbnailVTTURL_;
 }
 
 void SKYLVelaTimeline::setThumbnailVTTURL(std::optional<URL> url) {
-  std::lock_guard lock(lock_);
+  MutexLock lock(lock_);
   thumbnailVTTURL_ = std::move(url);
 }
 
 std::shared_ptr<const std::string> SKYLVelaTimeline::vmapResponseData() const {
-  std::lock_guard lock(lock_);
+  MutexLock lock(lock_);
   return vmapResponseData_;
 }
 
 void SKYLVelaTimeline::setVmapResponseData(std::string data) {
   auto shared = std::make_shared<const std::string>(std::move(data));
-  std::lock_guard lock(lock_);
+  MutexLock lock(lock_);
   vmapResponseData_ = std::move(shared);
 }
 
@@ -137,7 +137,7 @@ std::shared_ptr<const SKYLVelaPath> SKYLVelaTimeline::pathAtTimeForLiveSSAI(
 }
 
 void SKYLVelaTimeline::installLiveAdSequences(Sequences adSequences) {
-  std::lock_guard lock(lock_);
+  MutexLock lock(lock_);
   double b0 = 0, e0 = 0, b1 = 0, e1 = 0;
   firstBreakSeconds(*sequences_, b0, e0);
   firstBreakSeconds(adSequences, b1, e1);

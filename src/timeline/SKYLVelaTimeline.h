@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/MediaTime.h"
+#include "platform/ThreadAnnotations.h"
 #include "platform/URL.h"
 #include "timeline/SKYLVelaAdSequence.h"
 #include "timeline/SKYLVelaContentImpression.h"
@@ -84,7 +85,7 @@ class SKYLVelaTimeline : public std::enable_shared_from_this<SKYLVelaTimeline> {
   SKYLVelaTimeline(std::optional<URL> velaURL, MediaTime contentLength, MediaTime payloadLength,
                    std::vector<SKYLVelaContentImpression> contentImpressions, bool isLiveSSAI);
   Snapshot snapshot() const;
-  void installSequences(std::shared_ptr<const Sequences> sequences);  // requires lock_
+  void installSequences(std::shared_ptr<const Sequences> sequences) SKYL_REQUIRES(lock_);
 
   const std::optional<URL> velaURL_;
   const MediaTime contentLength_;
@@ -92,11 +93,11 @@ class SKYLVelaTimeline : public std::enable_shared_from_this<SKYLVelaTimeline> {
   const std::vector<SKYLVelaContentImpression> contentImpressions_;
   const bool liveSSAI_;
 
-  mutable std::mutex lock_;
-  std::shared_ptr<const Sequences> sequences_;           // guarded by lock_
-  std::shared_ptr<const TimelineIndex> index_;           // guarded by lock_
-  std::optional<URL> thumbnailVTTURL_;                   // guarded by lock_
-  std::shared_ptr<const std::string> vmapResponseData_;  // guarded by lock_
+  mutable Mutex lock_;
+  std::shared_ptr<const Sequences> sequences_ SKYL_GUARDED_BY(lock_);
+  std::shared_ptr<const TimelineIndex> index_ SKYL_GUARDED_BY(lock_);
+  std::optional<URL> thumbnailVTTURL_ SKYL_GUARDED_BY(lock_);
+  std::shared_ptr<const std::string> vmapResponseData_ SKYL_GUARDED_BY(lock_);
 };
 
 }  // namespace skylark

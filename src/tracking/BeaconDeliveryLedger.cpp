@@ -3,12 +3,12 @@
 namespace skylark {
 
 void BeaconDeliveryLedger::recordHanded(const Key& key) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   ++counts_[key].handed;
 }
 
 void BeaconDeliveryLedger::recordOutcome(const Key& key, Outcome outcome) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   Counts& counts = counts_[key];
   switch (outcome) {
     case Outcome::answered2xx:
@@ -25,12 +25,12 @@ void BeaconDeliveryLedger::recordOutcome(const Key& key, Outcome outcome) {
 
 std::map<BeaconDeliveryLedger::Key, BeaconDeliveryLedger::Counts> BeaconDeliveryLedger::counts()
     const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return counts_;
 }
 
 BeaconDeliveryLedger::Counts BeaconDeliveryLedger::total() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   Counts total;
   for (const auto& [key, counts] : counts_) {
     total.handed += counts.handed;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "beacons/BeaconTransport.h"
+#include "platform/ThreadAnnotations.h"
 
 namespace skylark {
 
@@ -39,8 +40,8 @@ class BeaconDeliveryLedger {
   Counts total() const;
 
  private:
-  mutable std::mutex mutex_;
-  std::map<Key, Counts> counts_;  // guarded by mutex_
+  mutable Mutex mutex_;
+  std::map<Key, Counts> counts_ SKYL_GUARDED_BY(mutex_);
 };
 
 }  // namespace skylark

@@ -5,7 +5,7 @@
 namespace skylark {
 
 void SKYLVelaAnalyticsDigester::setDeliveryLedger(std::shared_ptr<BeaconDeliveryLedger> ledger) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   ledger_ = std::move(ledger);
 }
 
@@ -14,7 +14,7 @@ void SKYLVelaAnalyticsDigester::digestEvent(const std::optional<URL>& url, const
   if (!url->isHTTPOrHTTPS()) {
     bool first = false;
     {
-      std::lock_guard lock(mutex_);
+      MutexLock lock(mutex_);
       first = droppedSchemes_.insert(url->scheme()).second;
     }
     if (first) {
@@ -29,7 +29,7 @@ void SKYLVelaAnalyticsDigester::digestEvent(const std::optional<URL>& url, const
   center_.post(notification);
   std::shared_ptr<BeaconDeliveryLedger> ledger;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     ledger = ledger_;
   }
   if (!ledger) {

@@ -10,6 +10,7 @@
 
 #include "beacons/URLSessionBeaconTransport.h"
 #include "platform/NotificationCenter.h"
+#include "platform/ThreadAnnotations.h"
 #include "platform/URL.h"
 #include "tracking/BeaconDeliveryLedger.h"
 
@@ -43,10 +44,10 @@ class SKYLVelaAnalyticsDigester {
 
  private:
   std::shared_ptr<BeaconTransport> transport_;
-  std::shared_ptr<BeaconDeliveryLedger> ledger_;  // guarded by mutex_
+  std::shared_ptr<BeaconDeliveryLedger> ledger_ SKYL_GUARDED_BY(mutex_);
   NotificationCenter& center_;
-  std::mutex mutex_;
-  std::set<std::string> droppedSchemes_;  // guarded by mutex_
+  Mutex mutex_;
+  std::set<std::string> droppedSchemes_ SKYL_GUARDED_BY(mutex_);
 };
 
 }  // namespace skylark

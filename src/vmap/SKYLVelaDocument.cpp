@@ -10,10 +10,7 @@ namespace skylark {
 namespace {
 
 // Documents share one session (and so one network thread).
-std::shared_ptr<URLSession> defaultSession() {
-  static const std::shared_ptr<URLSession> session = URLSession::create();
-  return session;
-}
+std::shared_ptr<URLSession> defaultSession() { return URLSession::shared(); }
 
 SKYLError velaError(int64_t code, std::string description) {
   return SKYLError(std::string(SKYLVelaErrorDomain), code, std::move(description));
@@ -27,6 +24,7 @@ SKYLVelaDocument::SKYLVelaDocument(std::optional<URL> velaURL, std::optional<std
 std::shared_ptr<SKYLVelaDocument> SKYLVelaDocument::initWithURL(URL velaURL) {
   std::shared_ptr<SKYLVelaDocument> document(new SKYLVelaDocument(std::move(velaURL), {}));
   document->retrievalQueue_ = Dispatch::makeSerialQueue("SKYLVelaDocument.retrievalQueue");
+  MutexLock lock(document->mutex_);
   document->session_ = defaultSession();
   return document;
 }
@@ -36,29 +34,29 @@ std::shared_ptr<SKYLVelaDocument> SKYLVelaDocument::initWithVMAPXMLData(std::str
 }
 
 SKYLVelaDocument::State SKYLVelaDocument::state() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return state_;
 }
 
 std::shared_ptr<SKYLVelaTimeline> SKYLVelaDocument::timeline() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return timeline_;
 }
 
 std::string SKYLVelaDocument::vmapExtensionsNamespace() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return vmapExtensionsNamespace_;
 }
 
 void SKYLVelaDocument::setSharedURLSession(std::shared_ptr<URLSession> session) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   session_ = session ? std::move(session) : defaultSession();
 }
 
 std::optional<SKYLError> SKYLVelaDocument::parse(std::string_view data) {
   SKYLVelaParseContext context;
   auto parsed = SKYLVelaParseTimelineFromDataWithError(&context, data);
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   vmapExtensionsNamespace_ = context.vmapExtensionsNamespace;
   if (parsed.ok()) {
     timeline_ = parsed.value();
@@ -85,7 +83,7 @@ void SKYLVelaDocument::retrieveOnQueue(DispatchQueue& queue,
   if (!retrievalQueue_ || !velaURL_) {
     // A document made from bytes has nothing to download.
     {
-      std::lock_guard lock(mutex_);
+      MutexLock lock(mutex_);
       state_ = State::Failed;
     }
     queue.async([self = shared_from_this(), completion = std::move(completion)] {
@@ -103,7 +101,7 @@ void SKYLVelaDocument::retrieve(DispatchQueue& queue, const HTTPHeaderFields& he
                                 Completion completion) {
   std::shared_ptr<URLSession> session;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     if (state_ != State::NotStarted) {
       state_ = State::Failed;
       session = nullptr;
@@ -133,7 +131,7 @@ void SKYLVelaDocument::retrieve(DispatchQueue& queue, const HTTPHeaderFields& he
                                                         Result<URLSessionResponse> result) {
     if (!result.ok()) {
       {
-        std::lock_guard lock(self->mutex_);
+        MutexLock lock(self->mutex_);
         self->state_ = State::Failed;
       }
       SKYLError error = velaError(SKYLVelaDocumentErrorCodeConnection,

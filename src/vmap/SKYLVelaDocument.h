@@ -10,6 +10,7 @@
 
 #include "platform/DispatchQueue.h"
 #include "platform/SKYLError.h"
+#include "platform/ThreadAnnotations.h"
 #include "platform/URLSession.h"
 #include "timeline/SKYLVelaTimeline.h"
 
@@ -69,11 +70,11 @@ class SKYLVelaDocument : public std::enable_shared_from_this<SKYLVelaDocument> {
   std::any sessionCommonProperties_;
   std::chrono::milliseconds timeoutInterval_{60'000};
 
-  mutable std::mutex mutex_;
-  State state_ = State::NotStarted;             // guarded by mutex_
-  std::shared_ptr<SKYLVelaTimeline> timeline_;  // guarded by mutex_
-  std::string vmapExtensionsNamespace_;         // guarded by mutex_
-  std::shared_ptr<URLSession> session_;         // guarded by mutex_
+  mutable Mutex mutex_;
+  State state_ SKYL_GUARDED_BY(mutex_) = State::NotStarted;
+  std::shared_ptr<SKYLVelaTimeline> timeline_ SKYL_GUARDED_BY(mutex_);
+  std::string vmapExtensionsNamespace_ SKYL_GUARDED_BY(mutex_);
+  std::shared_ptr<URLSession> session_ SKYL_GUARDED_BY(mutex_);
 };
 
 }  // namespace skylark
