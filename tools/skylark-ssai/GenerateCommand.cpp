@@ -6,6 +6,8 @@
 
 #include <fmt/format.h>
 
+#include "XMLText.h"
+
 namespace skylark::tool {
 namespace {
 
@@ -53,26 +55,6 @@ std::string clock(int64_t ms) {
 
 std::string cdata(const std::string& text) { return "<![CDATA[" + text + "]]>"; }
 
-std::string attribute(const std::string& text) {
-  std::string out;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      default:
-        out += c;
-    }
-  }
-  return out;
-}
-
 class Generator {
  public:
   Generator(const GenerateOptions& options)
@@ -92,7 +74,7 @@ class Generator {
     write("  <vmap:Extensions>\n");
     write(fmt::format(
         "    <sk:Skylark contenturi=\"{}\" payloadlength=\"{:.3f}\" contentlength=\"{:.3f}\"/>\n",
-        attribute(
+        xmlEscaped(
             fmt::format("https://vod.origin.example.com/content/{}/master.m3u8?token={}&exp={}",
                         random_.hex(16), random_.hex(40), 1'700'000'000 + options_.breaks)),
         static_cast<double>(contentMs + adsMs_) / 1000, static_cast<double>(contentMs) / 1000));
@@ -103,7 +85,7 @@ class Generator {
     write("    <sk:contentImpressions>\n");
     for (int quarter = 0; quarter <= 4; ++quarter) {
       write(fmt::format("      <sk:Impression url=\"{}\" time=\"{:.3f}\"/>\n",
-                        attribute(url("v1/content", fmt::format("q={}", quarter))),
+                        xmlEscaped(url("v1/content", fmt::format("q={}", quarter))),
                         static_cast<double>(contentMs) * quarter / 4000));
     }
     write("    </sk:contentImpressions>\n  </vmap:Extensions>\n</vmap:VMAP>\n");

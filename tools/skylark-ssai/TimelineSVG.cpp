@@ -6,6 +6,8 @@
 
 #include <fmt/format.h>
 
+#include "XMLText.h"
+
 namespace skylark::tool {
 namespace {
 
@@ -15,29 +17,6 @@ constexpr double kRight = 30;
 constexpr double kBandTop = 50;
 constexpr double kBandHeight = 46;
 constexpr double kCharWidth = 6.2;  // 11 px sans-serif, roughly
-
-std::string escape(const std::string& text) {
-  std::string out;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      default:
-        out += c;
-    }
-  }
-  return out;
-}
 
 std::string clock(double seconds) {
   const int s = static_cast<int>(std::lround(seconds));
@@ -109,13 +88,13 @@ std::string timelineSVG(const SKYLVelaTimeline& timeline, const PlayTrace* trace
           "<rect class=\"ad\" x=\"{:.1f}\" y=\"{:.0f}\" width=\"{:.1f}\" height=\"{:.0f}\" "
           "fill=\"#e76f51\" "
           "stroke=\"white\" stroke-width=\"0.5\"><title>ad {} {}-{}</title></rect>\n",
-          x(ab), kBandTop + 4, std::max(1.0, x(ae) - x(ab)), kBandHeight - 8, escape(label),
+          x(ab), kBandTop + 4, std::max(1.0, x(ae) - x(ab)), kBandHeight - 8, xmlEscaped(label),
           clock(ab), clock(ae));
       // A label only where it fits: a 2-hour stream with 30 breaks stays legible.
       if (x(ae) - x(ab) > label.size() * kCharWidth + 4) {
         svg += fmt::format(
             "<text x=\"{:.1f}\" y=\"{:.0f}\" text-anchor=\"middle\" fill=\"white\">{}</text>\n",
-            (x(ab) + x(ae)) / 2, kBandTop + kBandHeight / 2 + 4, escape(label));
+            (x(ab) + x(ae)) / 2, kBandTop + kBandHeight / 2 + 4, xmlEscaped(label));
       }
     }
     // The break's number above the band, when there is room since the last.
@@ -167,7 +146,7 @@ std::string timelineSVG(const SKYLVelaTimeline& timeline, const PlayTrace* trace
           "<line class=\"beacon\" x1=\"{:.1f}\" x2=\"{:.1f}\" y1=\"{:.1f}\" y2=\"{:.1f}\" "
           "stroke=\"{}\" stroke-width=\"2\"><title>{}</title></line>\n",
           x(beacon.streamTime), x(beacon.streamTime) + 9, y(beacon.step), y(beacon.step), colour,
-          escape(beacon.type));
+          xmlEscaped(beacon.type));
     }
     for (const auto& mark : trace->marks) {
       // The label sits left of the mark, clear of the path that goes on rightwards.
@@ -176,7 +155,7 @@ std::string timelineSVG(const SKYLVelaTimeline& timeline, const PlayTrace* trace
           "stroke=\"#000\"/><text x=\"{:.1f}\" y=\"{:.1f}\" text-anchor=\"end\" "
           "font-style=\"italic\">{}</text></g>\n",
           x(mark.streamTime), y(mark.step), x(mark.streamTime) - 7, y(mark.step) + 4,
-          escape(mark.label));
+          xmlEscaped(mark.label));
     }
     // The legend.
     double lx = kLeft;
