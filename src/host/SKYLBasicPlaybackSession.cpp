@@ -4,6 +4,7 @@
 
 #include "host/SKYLHostConstants.h"
 #include "host/SKYLHostNotifications.h"
+#include "platform/DispatchQueue.h"
 #include "platform/SKYLError.h"
 
 namespace skylark {
@@ -36,6 +37,7 @@ std::shared_ptr<SKYLSource> SKYLBasicPlaybackSession::source() const {
 }
 
 void SKYLBasicPlaybackSession::load() {
+  SKYL_DCHECK_MAIN_THREAD();
   const auto chosen = source();
   if (!chosen || !chosen->url()) {
     emit(kSKYLPlaybackSessionLifecycleEventFail,

@@ -20,6 +20,7 @@ SKYLPlaybackController::SKYLPlaybackController(std::shared_ptr<SKYLSessionProvid
     : provider_(std::move(provider)) {}
 
 void SKYLPlaybackController::setVideos(const std::vector<std::shared_ptr<SKYLVideo>>& videos) {
+  SKYL_DCHECK_MAIN_THREAD();
   if (!provider_) return;
   (void)provider_->playbackSessionsForVideos(videos, shared_from_this());
 }

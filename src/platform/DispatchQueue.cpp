@@ -94,12 +94,19 @@ class IOContextMainQueue final : public MainQueue {
   const std::string& label() const override { return label_; }
   bool isCurrent() const override { return tCurrentQueue == this; }
 
+  bool onMainThread() const {
+    const std::thread::id owner = thread_.load();
+    return owner == std::thread::id() || owner == std::this_thread::get_id();
+  }
+
   void run() override {
+    claimThread();
     auto guard = asio::make_work_guard(io_);
     io_.restart();
     io_.run();
   }
   size_t runUntilIdle() override {
+    claimThread();
     size_t total = 0;
     while (true) {
       io_.restart();
@@ -110,6 +117,7 @@ class IOContextMainQueue final : public MainQueue {
   }
   bool runUntil(const std::function<bool()>& predicate,
                 std::chrono::steady_clock::duration timeout) override {
+    claimThread();
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     auto guard = asio::make_work_guard(io_);
     while (!predicate()) {
@@ -124,8 +132,15 @@ class IOContextMainQueue final : public MainQueue {
   void stop() override { io_.stop(); }
 
  private:
+  // The first thread to run the queue is the main thread from then on.
+  void claimThread() {
+    std::thread::id none;
+    thread_.compare_exchange_strong(none, std::this_thread::get_id());
+  }
+
   const std::string label_ = "com.skylark.main";
   asio::io_context io_;
+  std::atomic<std::thread::id> thread_{};
 };
 
 }  // namespace
@@ -136,6 +151,8 @@ MainQueue& main() {
   static auto* queue = new IOContextMainQueue;
   return *queue;
 }
+
+bool isMainThread() { return static_cast<IOContextMainQueue&>(main()).onMainThread(); }
 
 DispatchQueue& global() {
   static auto* queue = new GlobalQueue;

@@ -1,9 +1,15 @@
 #pragma once
 
+#include <cassert>
 #include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
+
+// Main-queue objects (players, sessions, the controller) check their
+// callers in debug builds.
+#define SKYL_DCHECK_MAIN_THREAD() \
+  assert(::skylark::Dispatch::isMainThread() && "a main-queue object used off the main thread")
 
 namespace skylark {
 
@@ -43,6 +49,9 @@ namespace Dispatch {
 
 MainQueue& main();
 DispatchQueue& global();
+// True on the thread that runs the main queue (the first to run it), and on
+// any thread before it first runs.
+bool isMainThread();
 std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label);
 
 }  // namespace Dispatch

@@ -6,54 +6,69 @@
 #include "platform/Hashing.h"
 
 namespace skylark {
+namespace {
+
+SKYLVelaAd::Fields timed(const std::optional<std::string>& title,
+                         const std::optional<std::string>& adId, MediaTime beginTime,
+                         MediaTime duration) {
+  SKYLVelaAd::Fields fields;
+  fields.title = title.value_or("");
+  fields.adId = adId.value_or("");
+  fields.beginTime = beginTime;
+  fields.endTime = beginTime + duration;
+  fields.duration = duration;
+  return fields;
+}
+
+}  // namespace
 
 SKYLVelaAd::SKYLVelaAd(const std::optional<std::string>& title,
                        const std::optional<std::string>& adId, MediaTime beginTime,
                        MediaTime duration)
-    : title_(title.value_or("")),
-      adId_(adId.value_or("")),
-      beginTime_(beginTime),
-      endTime_(beginTime + duration),
-      duration_(duration) {}
+    : fields_(timed(title, adId, beginTime, duration)) {}
 
 bool SKYLVelaAd::operator==(const SKYLVelaAd& other) const {
-  return liveSSAI_ == other.liveSSAI_ && adIndex_ == other.adIndex_ && title_ == other.title_ &&
-         adId_ == other.adId_ && beginTime_ == other.beginTime_ && endTime_ == other.endTime_ &&
-         duration_ == other.duration_ && logicalOffset_ == other.logicalOffset_ &&
-         skipOffset_ == other.skipOffset_ && impressionURLs_ == other.impressionURLs_ &&
-         pointeesEqual(trackingEventsCollection_, other.trackingEventsCollection_) &&
-         clickTrackingURLs_ == other.clickTrackingURLs_ &&
-         clickThroughURL_ == other.clickThroughURL_ &&
-         pointeesEqual(companionsCollection_, other.companionsCollection_);
+  return fields_.liveSSAI == other.fields_.liveSSAI && fields_.adIndex == other.fields_.adIndex &&
+         fields_.title == other.fields_.title && fields_.adId == other.fields_.adId &&
+         fields_.beginTime == other.fields_.beginTime && fields_.endTime == other.fields_.endTime &&
+         fields_.duration == other.fields_.duration &&
+         fields_.logicalOffset == other.fields_.logicalOffset &&
+         fields_.skipOffset == other.fields_.skipOffset &&
+         fields_.impressionURLs == other.fields_.impressionURLs &&
+         pointeesEqual(fields_.trackingEventsCollection, other.fields_.trackingEventsCollection) &&
+         fields_.clickTrackingURLs == other.fields_.clickTrackingURLs &&
+         fields_.clickThroughURL == other.fields_.clickThroughURL &&
+         pointeesEqual(fields_.companionsCollection, other.fields_.companionsCollection);
 }
 
 size_t SKYLVelaAd::hash() const {
   size_t h = 1;
-  h = hashStep(h, std::hash<std::string>{}(title_));
-  h = hashStep(h, std::hash<std::string>{}(adId_));
-  h = hashStep(h, hashFromDouble(beginTime_.seconds()));
-  h = hashStep(h, hashFromDouble(duration_.seconds()));
-  return hashStep(h, static_cast<size_t>(adIndex_));
+  h = hashStep(h, std::hash<std::string>{}(fields_.title));
+  h = hashStep(h, std::hash<std::string>{}(fields_.adId));
+  h = hashStep(h, hashFromDouble(fields_.beginTime.seconds()));
+  h = hashStep(h, hashFromDouble(fields_.duration.seconds()));
+  return hashStep(h, static_cast<size_t>(fields_.adIndex));
 }
 
 std::string SKYLVelaAd::description() const {
-  std::string verifications = "(" + std::to_string(adVerifications_.size()) + " records)";
-  return descriptionHeader("SKYLVelaAd", this) + " title = " + title_ + ";" + " adId = " + adId_ +
-         ";" + " beginTime = " + beginTime_.description() + ";" +
-         " endTime = " + endTime_.description() + ";" + " duration = " + duration_.description() +
-         ";" + " logicalOffset = " + logicalOffset_.description() + ";" +
-         " skipOffset = " + skipOffset_.description() + ";" +
+  std::string verifications = "(" + std::to_string(fields_.adVerifications.size()) + " records)";
+  return descriptionHeader("SKYLVelaAd", this) + " title = " + fields_.title + ";" +
+         " adId = " + fields_.adId + ";" + " beginTime = " + fields_.beginTime.description() + ";" +
+         " endTime = " + fields_.endTime.description() + ";" +
+         " duration = " + fields_.duration.description() + ";" +
+         " logicalOffset = " + fields_.logicalOffset.description() + ";" +
+         " skipOffset = " + fields_.skipOffset.description() + ";" +
          " adVerifications = " + verifications +
-         " viewableImpression = " + (viewableImpression_ ? "(present)" : "(null)") + ";" +
-         " impressionURLs = " + describeList(impressionURLs_) + ";" +
-         " trackingEvents = " + describe(trackingEventsCollection_) + ";" +
-         " clickThroughURL = " + describe(clickThroughURL_) + ";" +
-         " clickTrackingURLs = " + describeList(clickTrackingURLs_) + ";" +
-         " companionCollections = " + describe(companionsCollection_) +
-         " isLiveSSAI = " + describe(liveSSAI_) +
-         " indexWithinAdSequence = " + std::to_string(adIndex_) +
-         " isAdSourcePlaceholder = " + describe(adSourcePlaceholder_) +
-         " isAdNotSlate = " + describe(adNotSlate_) + ">";
+         " viewableImpression = " + (fields_.viewableImpression ? "(present)" : "(null)") + ";" +
+         " impressionURLs = " + describeList(fields_.impressionURLs) + ";" +
+         " trackingEvents = " + describe(fields_.trackingEventsCollection) + ";" +
+         " clickThroughURL = " + describe(fields_.clickThroughURL) + ";" +
+         " clickTrackingURLs = " + describeList(fields_.clickTrackingURLs) + ";" +
+         " companionCollections = " + describe(fields_.companionsCollection) +
+         " isLiveSSAI = " + describe(fields_.liveSSAI) +
+         " indexWithinAdSequence = " + std::to_string(fields_.adIndex) +
+         " isAdSourcePlaceholder = " + describe(fields_.adSourcePlaceholder) +
+         " isAdNotSlate = " + describe(fields_.adNotSlate) + ">";
 }
 
 }  // namespace skylark

@@ -31,8 +31,8 @@ struct SKYLVelaAdBuilder {
 
   // The ad index is always -1 here; a live parser sets the real one. The
   // rvalue form moves the fields into the ad instead of copying them.
-  std::shared_ptr<SKYLVelaAd> buildAd() const&;
-  std::shared_ptr<SKYLVelaAd> buildAd() &&;
+  std::shared_ptr<const SKYLVelaAd> buildAd() const&;
+  std::shared_ptr<const SKYLVelaAd> buildAd() &&;
 };
 
 }  // namespace skylark

@@ -56,39 +56,41 @@ void SKYLVelaAdSequence::mergeAdSequence(const SKYLVelaAdSequence& other) {
   MediaTime total = MediaTime::zero();
   for (const auto& ad : ads_) total = total + ad->duration();
 
-  std::vector<std::shared_ptr<SKYLVelaAd>> merged;
-  merged.reserve(ads_.size());
+  // Which ad stands at each place, and for how long: against an incoming
+  // placeholder the ad known so far stays, for the placeholder's duration;
+  // another incoming ad takes the place for the known ad's duration. A last
+  // ad that may be slate takes what the others leave of the break.
+  std::vector<std::pair<std::shared_ptr<const SKYLVelaAd>, MediaTime>> picked;
+  picked.reserve(ads_.size());
   for (size_t i = 0; i < ads_.size(); ++i) {
     if (i < incoming.size() && incoming[i]->isAdSourcePlaceholder()) {
-      auto kept = std::make_shared<SKYLVelaAd>(*ads_[i]);
-      kept->setDuration(incoming[i]->duration());
-      merged.push_back(std::move(kept));
+      picked.emplace_back(ads_[i], incoming[i]->duration());
     } else if (i < incoming.size()) {
-      auto replacement = std::make_shared<SKYLVelaAd>(*incoming[i]);
-      replacement->setDuration(ads_[i]->duration());
-      merged.push_back(std::move(replacement));
+      picked.emplace_back(incoming[i], ads_[i]->duration());
     } else {
-      merged.push_back(std::make_shared<SKYLVelaAd>(*ads_[i]));
+      picked.emplace_back(ads_[i], ads_[i]->duration());
     }
   }
-
-  if (!merged.empty()) {
-    MediaTime running = merged.front()->beginTime();
-    for (size_t i = 0; i < merged.size(); ++i) {
-      if (i > 0) running = running + merged[i - 1]->duration();
-      merged[i]->setBeginTime(running);
-      merged[i]->setEndTime(running + merged[i]->duration());
-    }
-    auto& last = merged.back();
-    if (!last->isAdNotSlate()) {
-      MediaTime others = MediaTime::zero();
-      for (size_t i = 0; i + 1 < merged.size(); ++i) others = others + merged[i]->duration();
-      last->setDuration(total - others);
-      last->setEndTime(last->beginTime() + last->duration());
-    }
+  if (!picked.empty() && !picked.back().first->isAdNotSlate()) {
+    MediaTime others = MediaTime::zero();
+    for (size_t i = 0; i + 1 < picked.size(); ++i) others = others + picked[i].second;
+    picked.back().second = total - others;
   }
 
-  ads_.assign(merged.begin(), merged.end());
+  Ads merged;
+  merged.reserve(picked.size());
+  MediaTime running = picked.empty() ? MediaTime::zero() : picked.front().first->beginTime();
+  for (const auto& place : picked) {
+    const MediaTime duration = place.second;
+    merged.push_back(place.first->copyWith([&](SKYLVelaAd::Fields& fields) {
+      fields.beginTime = running;
+      fields.duration = duration;
+      fields.endTime = running + duration;
+    }));
+    running = running + duration;
+  }
+
+  ads_ = std::move(merged);
   liveSsaiTimingDataAdIndex_ = incomingIndex;
 }
 

@@ -7,36 +7,37 @@ namespace skylark {
 
 int SKYLVelaCompanionAd::compareByWidthThenHeight(const SKYLVelaCompanionAd& a,
                                                   const SKYLVelaCompanionAd& b) {
-  if (a.width_ != b.width_) return a.width_ < b.width_ ? -1 : 1;
-  if (a.height_ != b.height_) return a.height_ < b.height_ ? -1 : 1;
+  if (a.fields_.width != b.fields_.width) return a.fields_.width < b.fields_.width ? -1 : 1;
+  if (a.fields_.height != b.fields_.height) return a.fields_.height < b.fields_.height ? -1 : 1;
   return 0;
 }
 
 bool SKYLVelaCompanionAd::operator==(const SKYLVelaCompanionAd& other) const {
-  return width_ == other.width_ && height_ == other.height_ && identifier_ == other.identifier_ &&
-         staticResourceURL_ == other.staticResourceURL_ &&
-         staticResourceCreativeType_ == other.staticResourceCreativeType_ &&
-         pointeesEqual(trackingEventsCollection_, other.trackingEventsCollection_) &&
-         clickThroughURL_ == other.clickThroughURL_ &&
-         clickTrackingURLs_ == other.clickTrackingURLs_;
+  return fields_.width == other.fields_.width && fields_.height == other.fields_.height &&
+         fields_.identifier == other.fields_.identifier &&
+         fields_.staticResourceURL == other.fields_.staticResourceURL &&
+         fields_.staticResourceCreativeType == other.fields_.staticResourceCreativeType &&
+         pointeesEqual(fields_.trackingEventsCollection, other.fields_.trackingEventsCollection) &&
+         fields_.clickThroughURL == other.fields_.clickThroughURL &&
+         fields_.clickTrackingURLs == other.fields_.clickTrackingURLs;
 }
 
 size_t SKYLVelaCompanionAd::hash() const {
   size_t h = 1;
-  h = hashStep(h, static_cast<size_t>(width_));
-  h = hashStep(h, static_cast<size_t>(height_));
-  h = hashStep(h, identifier_ ? std::hash<std::string>{}(*identifier_) : 0);
-  return hashStep(h, staticResourceURL_ ? staticResourceURL_->hash() : 0);
+  h = hashStep(h, static_cast<size_t>(fields_.width));
+  h = hashStep(h, static_cast<size_t>(fields_.height));
+  h = hashStep(h, fields_.identifier ? std::hash<std::string>{}(*fields_.identifier) : 0);
+  return hashStep(h, fields_.staticResourceURL ? fields_.staticResourceURL->hash() : 0);
 }
 
 std::string SKYLVelaCompanionAd::description() const {
-  return descriptionHeader("SKYLVelaCompanionAd", this) + " ID = " + describe(identifier_) + ";" +
-         " size = {" + std::to_string(width_) + ", " + std::to_string(height_) + "};" +
-         " staticResourceURL = " + describe(staticResourceURL_) + ";" +
-         " staticResourceCreativeType = " + describe(staticResourceCreativeType_) + ";" +
-         " trackingEvents = " + describe(trackingEventsCollection_) + ";" +
-         " clickThroughURL = " + describe(clickThroughURL_) + ";" +
-         " clickTrackingURLs = " + describeList(clickTrackingURLs_) + ";>";
+  return descriptionHeader("SKYLVelaCompanionAd", this) + " ID = " + describe(fields_.identifier) +
+         ";" + " size = {" + std::to_string(fields_.width) + ", " + std::to_string(fields_.height) +
+         "};" + " staticResourceURL = " + describe(fields_.staticResourceURL) + ";" +
+         " staticResourceCreativeType = " + describe(fields_.staticResourceCreativeType) + ";" +
+         " trackingEvents = " + describe(fields_.trackingEventsCollection) + ";" +
+         " clickThroughURL = " + describe(fields_.clickThroughURL) + ";" +
+         " clickTrackingURLs = " + describeList(fields_.clickTrackingURLs) + ";>";
 }
 
 }  // namespace skylark

@@ -16,49 +16,46 @@ namespace skylark {
 // resource, beacons and click-through. Immutable once built.
 class SKYLVelaCompanionAd {
  public:
-  SKYLVelaCompanionAd(int64_t width, int64_t height) : width_(width), height_(height) {}
+  // Everything a companion is; it is made from one of these.
+  struct Fields {
+    int64_t width = 0;
+    int64_t height = 0;
+    std::optional<std::string> identifier;
+    std::optional<URL> staticResourceURL;
+    std::optional<std::string> staticResourceCreativeType;
+    std::shared_ptr<const SKYLVelaTrackingEventsCollection> trackingEventsCollection;
+    std::optional<URL> clickThroughURL;
+    std::vector<URL> clickTrackingURLs;
+  };
+
+  explicit SKYLVelaCompanionAd(Fields fields) : fields_(std::move(fields)) {}
+  SKYLVelaCompanionAd(int64_t width, int64_t height) {
+    fields_.width = width;
+    fields_.height = height;
+  }
   SKYLVelaCompanionAd() = delete;
 
-  int64_t width() const { return width_; }
-  int64_t height() const { return height_; }
-  const std::optional<std::string>& identifier() const { return identifier_; }
-  const std::optional<URL>& staticResourceURL() const { return staticResourceURL_; }
+  int64_t width() const { return fields_.width; }
+  int64_t height() const { return fields_.height; }
+  const std::optional<std::string>& identifier() const { return fields_.identifier; }
+  const std::optional<URL>& staticResourceURL() const { return fields_.staticResourceURL; }
   const std::optional<std::string>& staticResourceCreativeType() const {
-    return staticResourceCreativeType_;
+    return fields_.staticResourceCreativeType;
   }
   const std::shared_ptr<const SKYLVelaTrackingEventsCollection>& trackingEventsCollection() const {
-    return trackingEventsCollection_;
+    return fields_.trackingEventsCollection;
   }
-  const std::optional<URL>& clickThroughURL() const { return clickThroughURL_; }
-  const std::vector<URL>& clickTrackingURLs() const { return clickTrackingURLs_; }
-
-  void setIdentifier(std::optional<std::string> v) { identifier_ = std::move(v); }
-  void setStaticResourceURL(std::optional<URL> v) { staticResourceURL_ = std::move(v); }
-  void setStaticResourceCreativeType(std::optional<std::string> v) {
-    staticResourceCreativeType_ = std::move(v);
-  }
-  void setTrackingEventsCollection(std::shared_ptr<const SKYLVelaTrackingEventsCollection> v) {
-    trackingEventsCollection_ = std::move(v);
-  }
-  void setClickThroughURL(std::optional<URL> v) { clickThroughURL_ = std::move(v); }
-  void setClickTrackingURLs(std::vector<URL> v) { clickTrackingURLs_ = std::move(v); }
+  const std::optional<URL>& clickThroughURL() const { return fields_.clickThroughURL; }
+  const std::vector<URL>& clickTrackingURLs() const { return fields_.clickTrackingURLs; }
 
   // Smaller width first, then smaller height: -1, 0 or 1.
   static int compareByWidthThenHeight(const SKYLVelaCompanionAd& a, const SKYLVelaCompanionAd& b);
-
   bool operator==(const SKYLVelaCompanionAd& other) const;
   size_t hash() const;
   std::string description() const;
 
  private:
-  int64_t width_;
-  int64_t height_;
-  std::optional<std::string> identifier_;
-  std::optional<URL> staticResourceURL_;
-  std::optional<std::string> staticResourceCreativeType_;
-  std::shared_ptr<const SKYLVelaTrackingEventsCollection> trackingEventsCollection_;
-  std::optional<URL> clickThroughURL_;
-  std::vector<URL> clickTrackingURLs_;
+  Fields fields_;
 };
 
 }  // namespace skylark

@@ -173,9 +173,8 @@ Result<SKYLVelaTimeline::Sequences> SKYLLiveSSAIParseAdMetadataFromXMLDocWithErr
     // Each ad learns its position: a copy, since built ads do not change.
     SKYLVelaAdSequence::Ads indexed;
     for (size_t i = 0; i < ads.size(); ++i) {
-      auto ad = std::make_shared<SKYLVelaAd>(*ads[i]);
-      ad->setAdIndex(static_cast<int64_t>(i));
-      indexed.push_back(std::move(ad));
+      indexed.push_back(ads[i]->copyWith(
+          [i](SKYLVelaAd::Fields& fields) { fields.adIndex = static_cast<int64_t>(i); }));
     }
     sequence->setAds(std::move(indexed));
   }

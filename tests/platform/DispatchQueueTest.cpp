@@ -67,5 +67,13 @@ TEST(DispatchQueueTest, RepeatingTimerFiresUntilCancelled) {
   main.runUntilIdle();
 }
 
+TEST(DispatchQueueTest, TheThreadThatRunsTheMainQueueIsTheMainThread) {
+  Dispatch::main().runUntilIdle();
+  EXPECT_TRUE(Dispatch::isMainThread());
+  bool elsewhere = true;
+  std::thread([&] { elsewhere = Dispatch::isMainThread(); }).join();
+  EXPECT_FALSE(elsewhere);
+}
+
 }  // namespace
 }  // namespace skylark

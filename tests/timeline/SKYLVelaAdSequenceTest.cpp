@@ -9,8 +9,8 @@ namespace {
 
 using test::seconds;
 
-std::shared_ptr<SKYLVelaAd> ad(const std::string& id, double begin, double duration,
-                               bool placeholder = false, bool notSlate = true) {
+std::shared_ptr<const SKYLVelaAd> ad(const std::string& id, double begin, double duration,
+                                     bool placeholder = false, bool notSlate = true) {
   SKYLVelaAdBuilder builder;
   builder.adId = id;
   builder.beginTime = seconds(begin);
@@ -21,8 +21,9 @@ std::shared_ptr<SKYLVelaAd> ad(const std::string& id, double begin, double durat
 }
 
 TEST(SKYLVelaAdSequenceTest, DerivedTimes) {
-  auto first = ad("a", 65, 10);
-  first->setLogicalOffset(seconds(50));
+  const auto first = ad("a", 65, 10)->copyWith([](SKYLVelaAd::Fields& fields) {
+    fields.logicalOffset = seconds(50);
+  });
   const SKYLVelaAdSequence sequence({first, ad("b", 75, 5)});
   EXPECT_EQ(sequence.beginTime(), seconds(65));
   EXPECT_EQ(sequence.endTime(), seconds(80));

@@ -109,6 +109,7 @@ GstPlayer::GstPlayer(GstPlayerOptions options, std::unique_ptr<Pipeline> pipelin
 GstPlayer::~GstPlayer() { timer_.reset(); }
 
 void GstPlayer::replaceCurrentItem(std::shared_ptr<PlayerItem> item) {
+  SKYL_DCHECK_MAIN_THREAD();
   if (seek_) {
     if (auto completion = std::exchange(seek_->completion, nullptr)) {
       Dispatch::main().async([completion] { completion(false); });
@@ -238,6 +239,7 @@ void GstPlayer::reachedEnd() {
 }
 
 void GstPlayer::setRate(float rate) {
+  SKYL_DCHECK_MAIN_THREAD();
   if (rate == rate_) return;
   rate_ = rate;
   postRateChange();
@@ -280,12 +282,14 @@ void GstPlayer::applyRate() {
 }
 
 void GstPlayer::setVolume(float volume) {
+  SKYL_DCHECK_MAIN_THREAD();
   volume_ = std::clamp(volume, 0.0f, 1.0f);
   g_object_set(pipeline_->playbin, "volume", static_cast<double>(volume_), nullptr);
 }
 
 void GstPlayer::seek(MediaTime to, MediaTime toleranceBefore, MediaTime toleranceAfter,
                      SeekCompletion completion) {
+  SKYL_DCHECK_MAIN_THREAD();
   if (seek_) {
     if (auto replaced = std::exchange(seek_->completion, nullptr)) {
       Dispatch::main().async([replaced] { replaced(false); });

@@ -11,6 +11,7 @@ std::shared_ptr<SimulatedPlayer> SimulatedPlayer::create(Catalog catalog) {
 }
 
 void SimulatedPlayer::replaceCurrentItem(std::shared_ptr<PlayerItem> item) {
+  SKYL_DCHECK_MAIN_THREAD();
   if (auto pending = std::exchange(pendingSeek_, nullptr)) {
     Dispatch::main().async([pending] { pending(false); });
   }
@@ -38,12 +39,14 @@ void SimulatedPlayer::replaceCurrentItem(std::shared_ptr<PlayerItem> item) {
 }
 
 void SimulatedPlayer::setRate(float rate) {
+  SKYL_DCHECK_MAIN_THREAD();
   if (rate == rate_) return;
   rate_ = rate;
   postRateChange();
 }
 
 void SimulatedPlayer::seek(MediaTime to, MediaTime, MediaTime, SeekCompletion completion) {
+  SKYL_DCHECK_MAIN_THREAD();
   if (auto pending = std::exchange(pendingSeek_, nullptr)) {
     Dispatch::main().async([pending] { pending(false); });
   }
@@ -70,6 +73,7 @@ std::optional<SystemTime> SimulatedPlayer::currentDate() const {
 }
 
 void SimulatedPlayer::advance(double seconds) {
+  SKYL_DCHECK_MAIN_THREAD();
   if (!item_ || item_->status() != PlayerItem::Status::readyToPlay || rate_ == 0 || pendingSeek_ ||
       !(seconds > 0)) {
     return;
