@@ -2,9 +2,10 @@
 //
 //   skylark-ssai demo [--quick] [--json] [--keep-serving] [--svg FILE]
 //                [--player simulated|gst --stream DIR [--fast] [--window]]
-//   skylark-ssai generate [--breaks N] [--ads-per-break M] [--seed S] [--size small|medium|large]
-//   [-o FILE] skylark-ssai inspect SOURCE [--header NAME:VALUE]... [--json] skylark-ssai simulate
-//   SOURCE [--step S] [--rate R] [--until T]
+//   skylark-ssai generate [--breaks N] [--ads-per-break M] [--seed S]
+//                [--size small|medium|large] [-o FILE]
+//   skylark-ssai inspect SOURCE [--header NAME:VALUE]... [--json]
+//   skylark-ssai simulate SOURCE [--step S] [--rate R] [--until T]
 //                [--seek-at AT:TO]... [--skip-at AT]... [--fire] [--json]
 //   skylark-ssai play SOURCE [--step S] [--until T] [--rate R] [--seek AT:TO]...
 //                [--skip-at AT]... [--pause-at AT:SECONDS]... [--rate-at AT:R]...
