@@ -34,8 +34,8 @@ Result<std::shared_ptr<SKYLVelaXMLDocument>> parse(std::string_view data, bool h
   }
   const auto size = static_cast<int>(data.size());
   xmlResetLastError();
-  XMLDocPtr tree = html ? htmlReadMemory(data.data(), size, "", nullptr, kParseOptions)
-                        : xmlReadMemory(data.data(), size, "", nullptr, kParseOptions);
+  XMLDocHandle tree(html ? htmlReadMemory(data.data(), size, "", nullptr, kParseOptions)
+                         : xmlReadMemory(data.data(), size, "", nullptr, kParseOptions));
   if (!tree) {
     if (const xmlError* error = xmlGetLastError()) {
       return SKYLVelaXMLSetErrorFromXMLErrorPtr(error);
@@ -46,13 +46,12 @@ Result<std::shared_ptr<SKYLVelaXMLDocument>> parse(std::string_view data, bool h
   // Entities stay unexpanded in the tree; refuse a document whose reading
   // would expand them far beyond its own size.
   const size_t budget = entityExpansionBudget(data.size());
-  if (entityExpansionBytes(tree, budget) > budget) {
-    xmlFreeDoc(tree);
+  if (entityExpansionBytes(tree.get(), budget) > budget) {
     return SKYLError(std::string(kSKYLVelaXMLErrorDomain), XML_ERR_ENTITY_LOOP)
         .withFailureReason("Entity references expand to more than " + std::to_string(budget) +
                            " bytes");
   }
-  return SKYLVelaXMLDocument::initWithDocument(tree);
+  return SKYLVelaXMLDocument::initWithDocument(std::move(tree));
 }
 
 }  // namespace
@@ -67,17 +66,16 @@ Result<std::shared_ptr<SKYLVelaXMLDocument>> SKYLVelaXMLDocument::HTMLDocumentWi
   return parse(data, /*html=*/true);
 }
 
-std::shared_ptr<SKYLVelaXMLDocument> SKYLVelaXMLDocument::initWithDocument(XMLDocPtr document) {
-  return std::shared_ptr<SKYLVelaXMLDocument>(new SKYLVelaXMLDocument(document));
-}
+void XMLDocFree::operator()(_xmlDoc* document) const { xmlFreeDoc(document); }
+void XPathObjectFree::operator()(_xmlXPathObject* object) const { xmlXPathFreeObject(object); }
 
-SKYLVelaXMLDocument::~SKYLVelaXMLDocument() {
-  if (document_) xmlFreeDoc(document_);
+std::shared_ptr<SKYLVelaXMLDocument> SKYLVelaXMLDocument::initWithDocument(XMLDocHandle document) {
+  return std::shared_ptr<SKYLVelaXMLDocument>(new SKYLVelaXMLDocument(std::move(document)));
 }
 
 std::optional<SKYLVelaXMLElement> SKYLVelaXMLDocument::rootElement() {
   if (!document_) return std::nullopt;
-  return elementWithNode(xmlDocGetRootElement(document_));
+  return elementWithNode(xmlDocGetRootElement(document_.get()));
 }
 
 std::optional<std::string> SKYLVelaXMLDocument::version() const {
@@ -108,9 +106,9 @@ std::optional<SKYLVelaXMLElement> SKYLVelaXMLDocument::elementWithNode(XMLNodePt
 }
 
 std::shared_ptr<SKYLVelaXPathEnumerator> SKYLVelaXMLDocument::enumeratorWithXPathObject(
-    XPathObjectPtr result) {
+    XPathObjectHandle result) {
   if (!result) return nullptr;
-  return std::make_shared<SKYLVelaXPathEnumerator>(shared_from_this(), result);
+  return std::make_shared<SKYLVelaXPathEnumerator>(shared_from_this(), std::move(result));
 }
 
 std::shared_ptr<SKYLVelaXPathEnumerator> SKYLVelaXMLDocument::XPath(std::string_view expression) {

@@ -28,9 +28,8 @@ class SKYLVelaXMLDocument : public std::enable_shared_from_this<SKYLVelaXMLDocum
   static Result<std::shared_ptr<SKYLVelaXMLDocument>> XMLDocumentWithData(std::string_view data);
   static Result<std::shared_ptr<SKYLVelaXMLDocument>> HTMLDocumentWithData(std::string_view data);
   // Takes ownership of the tree (null allowed: a document without root).
-  static std::shared_ptr<SKYLVelaXMLDocument> initWithDocument(XMLDocPtr document);
+  static std::shared_ptr<SKYLVelaXMLDocument> initWithDocument(XMLDocHandle document);
 
-  ~SKYLVelaXMLDocument();
   SKYLVelaXMLDocument(const SKYLVelaXMLDocument&) = delete;
   SKYLVelaXMLDocument& operator=(const SKYLVelaXMLDocument&) = delete;
 
@@ -38,7 +37,7 @@ class SKYLVelaXMLDocument : public std::enable_shared_from_this<SKYLVelaXMLDocum
   std::optional<std::string> version() const;
   // The declared encoding's IANA name, if any.
   std::optional<std::string> encodingName() const;
-  XMLDocPtr xmlDocument() const { return document_; }
+  XMLDocPtr xmlDocument() const { return document_.get(); }
 
   // Makes the default (unprefixed) namespace with this URI reachable from
   // XPath under the prefix.
@@ -47,7 +46,7 @@ class SKYLVelaXMLDocument : public std::enable_shared_from_this<SKYLVelaXMLDocum
 
   std::optional<SKYLVelaXMLElement> elementWithNode(XMLNodePtr node);
   // Takes ownership of the result; null gives null.
-  std::shared_ptr<SKYLVelaXPathEnumerator> enumeratorWithXPathObject(XPathObjectPtr result);
+  std::shared_ptr<SKYLVelaXPathEnumerator> enumeratorWithXPathObject(XPathObjectHandle result);
 
   // Forwarded to the root element (nothing without one).
   std::shared_ptr<SKYLVelaXPathEnumerator> XPath(std::string_view expression);
@@ -66,9 +65,9 @@ class SKYLVelaXMLDocument : public std::enable_shared_from_this<SKYLVelaXMLDocum
   const DateParser& dateFormatter() const;
 
  private:
-  explicit SKYLVelaXMLDocument(XMLDocPtr document) : document_(document) {}
+  explicit SKYLVelaXMLDocument(XMLDocHandle document) : document_(std::move(document)) {}
 
-  XMLDocPtr document_;  // owned
+  XMLDocHandle document_;
   std::map<std::string, std::string, std::less<>> defaultNamespaces_;
 };
 

@@ -207,10 +207,12 @@ const std::string& SKYLVelaXMLElement::rawXMLString() const {
   return *rawXMLString_;
 }
 
-XPathObjectPtr SKYLVelaXMLElement::evaluate(std::string_view expression) const {
+XPathObjectHandle SKYLVelaXMLElement::evaluate(std::string_view expression) const {
   // Compile and evaluation errors mean "no result"; keep them off stderr.
   QuietLibxmlErrors quiet;
-  xmlXPathContextPtr context = xmlXPathNewContext(node_->doc);
+  const std::unique_ptr<xmlXPathContext, decltype(&xmlXPathFreeContext)> owned(
+      xmlXPathNewContext(node_->doc), &xmlXPathFreeContext);
+  xmlXPathContextPtr context = owned.get();
   if (!context) return nullptr;
   context->node = node_;
   // Prefixes of this node and its ancestors (the document node excluded);
@@ -227,8 +229,7 @@ XPathObjectPtr SKYLVelaXMLElement::evaluate(std::string_view expression) const {
     }
   }
   const std::string terminated(expression);
-  XPathObjectPtr result = xmlXPathEvalExpression(xml(terminated.c_str()), context);
-  xmlXPathFreeContext(context);
+  XPathObjectHandle result(xmlXPathEvalExpression(xml(terminated.c_str()), context));
   xmlResetLastError();
   return result;
 }
@@ -259,13 +260,12 @@ std::optional<SKYLVelaXMLElement> SKYLVelaXMLElement::firstChildWithXPath(
 
 std::optional<SKYLVelaXPathFunctionResult> SKYLVelaXMLElement::functionResultByEvaluatingXPath(
     std::string_view expression) const {
-  XPathObjectPtr result = evaluate(expression);
+  const XPathObjectHandle result = evaluate(expression);
   if (!result) return std::nullopt;
   SKYLVelaXPathFunctionResult values;
-  values.boolValue = xmlXPathCastToBoolean(result) != 0;
-  values.numericValue = xmlXPathCastToNumber(result);
-  values.stringValue = adopt(xmlXPathCastToString(result));
-  xmlXPathFreeObject(result);
+  values.boolValue = xmlXPathCastToBoolean(result.get()) != 0;
+  values.numericValue = xmlXPathCastToNumber(result.get());
+  values.stringValue = adopt(xmlXPathCastToString(result.get()));
   return values;
 }
 

@@ -105,7 +105,7 @@ class SKYLVelaXMLElement {
 
  private:
   std::optional<SKYLVelaXMLElement> wrap(XMLNodePtr node) const;
-  XPathObjectPtr evaluate(std::string_view expression) const;
+  XPathObjectHandle evaluate(std::string_view expression) const;
 
   std::shared_ptr<SKYLVelaXMLDocument> document_;
   XMLNodePtr node_;

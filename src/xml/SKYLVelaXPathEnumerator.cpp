@@ -7,12 +7,8 @@
 namespace skylark {
 
 SKYLVelaXPathEnumerator::SKYLVelaXPathEnumerator(std::shared_ptr<SKYLVelaXMLDocument> document,
-                                                 XPathObjectPtr result)
-    : document_(std::move(document)), result_(result) {}
-
-SKYLVelaXPathEnumerator::~SKYLVelaXPathEnumerator() {
-  if (result_) xmlXPathFreeObject(result_);
-}
+                                                 XPathObjectHandle result)
+    : document_(std::move(document)), result_(std::move(result)) {}
 
 size_t SKYLVelaXPathEnumerator::count() const {
   if (!result_ || result_->type != XPATH_NODESET || !result_->nodesetval) return 0;

@@ -16,9 +16,8 @@ class SKYLVelaXMLDocument;
 // and keeps its document, so its elements never outlive the tree.
 class SKYLVelaXPathEnumerator {
  public:
-  // Takes ownership of result (null allowed: an enumerator of nothing).
-  SKYLVelaXPathEnumerator(std::shared_ptr<SKYLVelaXMLDocument> document, XPathObjectPtr result);
-  ~SKYLVelaXPathEnumerator();
+  // Null result: an enumerator of nothing.
+  SKYLVelaXPathEnumerator(std::shared_ptr<SKYLVelaXMLDocument> document, XPathObjectHandle result);
   SKYLVelaXPathEnumerator(const SKYLVelaXPathEnumerator&) = delete;
   SKYLVelaXPathEnumerator& operator=(const SKYLVelaXPathEnumerator&) = delete;
 
@@ -30,7 +29,7 @@ class SKYLVelaXPathEnumerator {
 
  private:
   std::shared_ptr<SKYLVelaXMLDocument> document_;
-  XPathObjectPtr result_;
+  XPathObjectHandle result_;
   size_t cursor_ = 0;
 };
 
