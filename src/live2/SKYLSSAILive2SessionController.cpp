@@ -10,6 +10,7 @@ std::shared_ptr<SKYLSSAILive2SessionController> SKYLSSAILive2SessionController::
   if (!dependencies.scheduler) {
     dependencies.scheduler = std::make_unique<SKYLSSAILive2TimerScheduler>();
   }
+  if (!dependencies.timeline) dependencies.timeline = std::make_shared<SKYLSSAILive2Timeline>();
   if (!dependencies.makeTrackingClient) {
     dependencies.makeTrackingClient = [](const URL& tracking) {
       return SKYLSSAILive2TrackingClient::create(tracking, URLSession::shared());
@@ -116,11 +117,12 @@ void SKYLSSAILive2SessionController::didPoll(SKYLSSAILive2TrackingClient::Outcom
     if (delegate) delegate->live2ControllerDidFail(error->toError());
     return;
   }
-  const bool changed = timeline_->merge(std::get<SKYLSSAILive2TrackingResponse>(outcome));
+  const bool changed =
+      dependencies_.timeline->merge(std::get<SKYLSSAILive2TrackingResponse>(outcome));
   bool overlay = false;
   {
     MutexLock lock(lock_);
-    if (!overlayConfigurationDispatched_ && !timeline_->availOrder().empty()) {
+    if (!overlayConfigurationDispatched_ && !dependencies_.timeline->availOrder().empty()) {
       overlayConfigurationDispatched_ = true;
       overlay = true;
     }

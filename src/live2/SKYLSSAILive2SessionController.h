@@ -45,10 +45,13 @@ class SKYLSSAILive2SessionController
     std::unique_ptr<SKYLSSAILive2Scheduler> scheduler;
     double pollInterval = 5.0;
     MakeTrackingClient makeTrackingClient;
+    // What the polls merge into (and readers see).
+    std::shared_ptr<SKYLSSAILive2Timeline> timeline;
   };
 
   // Missing dependencies take the defaults: the shared session client, the
-  // poll-queue timer, and tracking clients on the shared URL session.
+  // poll-queue timer, tracking clients on the shared URL session, and an
+  // empty timeline.
   static std::shared_ptr<SKYLSSAILive2SessionController> create(URL sourceURL,
                                                                 Dependencies dependencies);
   static std::shared_ptr<SKYLSSAILive2SessionController> create(URL sourceURL);
@@ -60,7 +63,7 @@ class SKYLSSAILive2SessionController
   // Stops polling and cancels the session request if it is still in flight.
   void stop();
 
-  const std::shared_ptr<SKYLSSAILive2Timeline>& timeline() const { return timeline_; }
+  const std::shared_ptr<SKYLSSAILive2Timeline>& timeline() const { return dependencies_.timeline; }
   std::optional<URL> manifestURL() const;
   std::optional<URL> trackingURL() const;
 
@@ -73,8 +76,6 @@ class SKYLSSAILive2SessionController
 
   const URL sourceURL_;
   Dependencies dependencies_;
-  const std::shared_ptr<SKYLSSAILive2Timeline> timeline_ =
-      std::make_shared<SKYLSSAILive2Timeline>();
 
   mutable Mutex lock_;
   std::weak_ptr<SKYLSSAILive2ControllerDelegate> delegate_ SKYL_GUARDED_BY(lock_);
