@@ -3,7 +3,8 @@
 // every session crosses each break boundary on the same tick; every beacon
 // goes over the process's one URL session to a loopback sink that counts
 // what it receives. Prints, for N = 10, 100, 1000: beacons fired and
-// received, the drain time of the last burst, memory and CPU per session,
+// received, the drain time of the last burst, memory per session (peak,
+// and what is still held after the burst), CPU per session,
 // the main queue's longest tick, the process's threads, and the ratios of
 // N = 1000 to N = 10 per session.
 //
@@ -11,6 +12,7 @@
 //   session_load --faulty   503 to one request in ten, a broken connection in fifty
 //   session_load --offline  beacons counted in process, no HTTP: the sessions' own cost
 //   ... [--sessions N]      only N sessions instead of 10, 100 and 1000
+#include <malloc.h>
 #include <sys/resource.h>
 
 #include <atomic>
@@ -126,6 +128,11 @@ struct Figures {
   long fired = 0, received = 0, answered2xx = 0, answeredOther = 0, failed = 0;
   long sinkOk = 0, sinkUnavailable = 0, sinkBroken = 0;
   double drainSeconds = 0, kbPerSession = 0, cpuMsPerSessionSecond = 0, longestTickMs = 0;
+  // Resident memory after the burst drained, less before it started, per
+  // session: what playback and the burst still hold. Freed memory is handed
+  // back to the system first (malloc_trim), or glibc's arenas would keep
+  // the burst's high-water mark resident.
+  double kbLeftPerSession = 0;
   long threads = 0;
 };
 
@@ -179,6 +186,7 @@ Figures run(int n, bool faulty, bool offline) {
     Dispatch::main().runUntilIdle();
 
     // Lock step: every session moves 0.25 s per tick.
+    const long beforeBurstKB = statusKB("VmRSS:");
     const double cpuBefore = cpuSeconds();
     double played = 0;
     for (; played < 121; played += 0.25) {
@@ -206,6 +214,8 @@ Figures run(int n, bool faulty, bool offline) {
       std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     figures.drainSeconds = std::chrono::duration<double>(Clock::now() - drainStart).count();
+    malloc_trim(0);
+    figures.kbLeftPerSession = static_cast<double>(statusKB("VmRSS:") - beforeBurstKB) / n;
     for (const auto& session : listener->sessions) {
       const auto total = static_cast<SKYLVUXSession&>(*session).deliveryLedger()->total();
       figures.fired += total.handed;
@@ -242,19 +252,20 @@ int main(int argc, char** argv) {
   }
   SKYLVelaLogConfigure(0);
   std::map<int, Figures> results;
-  std::printf("%s\n%6s %8s %8s %8s %8s %8s %9s %12s %14s %10s %8s\n",
+  std::printf("%s\n%6s %8s %8s %8s %8s %8s %9s %12s %10s %14s %10s %8s\n",
               offline  ? "offline (no HTTP)"
               : faulty ? "faulty sink"
                        : "healthy sink",
               "N", "fired", "received", "2xx", "other", "failed", "drain s", "KB/session",
-              "CPU ms/sess·s", "tick ms", "threads");
+              "KB left", "CPU ms/sess·s", "tick ms", "threads");
   bool ok = true;
   for (const int n : counts) {
     const Figures f = run(n, faulty, offline);
     results[n] = f;
-    std::printf("%6d %8ld %8ld %8ld %8ld %8ld %9.3f %12.1f %14.4f %10.2f %8ld\n", n, f.fired,
+    std::printf("%6d %8ld %8ld %8ld %8ld %8ld %9.3f %12.1f %10.1f %14.4f %10.2f %8ld\n", n, f.fired,
                 f.received, f.answered2xx, f.answeredOther, f.failed, f.drainSeconds,
-                f.kbPerSession, f.cpuMsPerSessionSecond, f.longestTickMs, f.threads);
+                f.kbPerSession, f.kbLeftPerSession, f.cpuMsPerSessionSecond, f.longestTickMs,
+                f.threads);
     ok = ok && f.fired == f.received && f.answered2xx == f.sinkOk &&
          f.answeredOther == f.sinkUnavailable && f.failed == f.sinkBroken;
   }
