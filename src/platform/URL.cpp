@@ -98,9 +98,9 @@ bool isAlphanumeric(char c) {
 // form, need not go through it.
 size_t plainHTTPSchemeLength(std::string_view text) {
   size_t at = 0;
-  if (text.size() > 7 && lowercaseASCII(text.substr(0, 7)) == "http://") {
+  if (text.size() > 7 && equalsIgnoringASCIICase(text.substr(0, 7), "http://")) {
     at = 7;
-  } else if (text.size() > 8 && lowercaseASCII(text.substr(0, 8)) == "https://") {
+  } else if (text.size() > 8 && equalsIgnoringASCIICase(text.substr(0, 8), "https://")) {
     at = 8;
   } else {
     return 0;

@@ -3,9 +3,8 @@
 namespace skylark {
 
 std::shared_ptr<const SKYLVelaCompanionAd> SKYLVelaCompanionAdBuilder::buildCompanionAd() const {
-  return std::make_shared<const SKYLVelaCompanionAd>(SKYLVelaCompanionAd::Fields{
-      width, height, identifier, staticResourceURL, staticResourceCreativeType,
-      trackingEventsCollection, clickThroughURL, clickTrackingURLs});
+  return std::make_shared<const SKYLVelaCompanionAd>(
+      static_cast<const SKYLVelaCompanionAd::Fields&>(*this));
 }
 
 }  // namespace skylark

@@ -129,7 +129,7 @@ class Playback {
     GstPlayerOptions gst{.sync = !options_.fast, .window = options_.window};
     // As fast as it decodes, the stream moves seconds in 50 ms: look often.
     if (options_.fast) gst.positionInterval = std::chrono::milliseconds(5);
-    if (!GstPlayer::create(gst, &why)) {
+    if (!GstPlayer::isAvailable(gst, &why)) {
       err << "error: the GStreamer player cannot start: " << why << "\n";
       return false;
     }

@@ -51,12 +51,14 @@ uint64_t seekMarker(GstMessage* message) {
   return marker;
 }
 
+std::string missingElement(const char* factory) {
+  return std::string("GStreamer's ") + factory +
+         " element is missing (scripts/setup installs the plug-ins)";
+}
+
 GstElement* makeElement(const char* factory, std::string* why) {
   GstElement* element = gst_element_factory_make(factory, nullptr);
-  if (!element && why) {
-    *why = std::string("GStreamer's ") + factory +
-           " element is missing (scripts/setup installs the plug-ins)";
-  }
+  if (!element && why) *why = missingElement(factory);
   return element;
 }
 
@@ -81,6 +83,20 @@ struct GstPlayer::Pipeline {
     return value;
   }
 };
+
+bool GstPlayer::isAvailable(const GstPlayerOptions& options, std::string* why) {
+  if (!initializeGStreamer(why)) return false;
+  for (const char* factory :
+       {"playbin", "fakesink", options.window ? "autovideosink" : "fakesink"}) {
+    GstElementFactory* found = gst_element_factory_find(factory);
+    if (!found) {
+      if (why) *why = missingElement(factory);
+      return false;
+    }
+    gst_object_unref(found);
+  }
+  return true;
+}
 
 std::shared_ptr<GstPlayer> GstPlayer::create(GstPlayerOptions options, std::string* why) {
   if (!initializeGStreamer(why)) return nullptr;

@@ -30,6 +30,8 @@ struct GstPlayerOptions {
 // comes from the playlist's first EXT-X-PROGRAM-DATE-TIME, when it has one.
 class GstPlayer final : public Player, public std::enable_shared_from_this<GstPlayer> {
  public:
+  // Whether create() can succeed with these options; when not, why.
+  static bool isAvailable(const GstPlayerOptions& options, std::string* why);
   // Null, with the reason in *why, when GStreamer or playbin is missing.
   static std::shared_ptr<GstPlayer> create(GstPlayerOptions options, std::string* why = nullptr);
   ~GstPlayer() override;
