@@ -4,10 +4,14 @@
 
 namespace skylark::bench {
 
+// With repetitions, a figure is the median of its runs: the machine's noise
+// then moves both sides of a ratio alike (interleave the runs for that).
 void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
   for (const auto& run : runs) {
     if (run.run_type == Run::RT_Iteration && run.iterations > 0) {
-      nanosecondsByName_[run.benchmark_name()] = run.GetAdjustedRealTime();
+      nanosecondsByName_[run.run_name.str()] = run.GetAdjustedRealTime();
+    } else if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
+      mediansByName_[run.run_name.str()] = run.GetAdjustedRealTime();
     }
   }
   ConsoleReporter::ReportRuns(runs);
@@ -16,11 +20,14 @@ void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
 void RatioReporter::Finalize() {
   ConsoleReporter::Finalize();
   std::printf("\n");
+  const bool medians = !mediansByName_.empty();
+  const auto& figures = medians ? mediansByName_ : nanosecondsByName_;
   for (const auto& [figure, baseline] : pairs_) {
-    const auto f = nanosecondsByName_.find(figure);
-    const auto b = nanosecondsByName_.find(baseline);
-    if (f == nanosecondsByName_.end() || b == nanosecondsByName_.end() || b->second <= 0) continue;
-    std::printf("ratio %s / %s = %.2f\n", figure.c_str(), baseline.c_str(), f->second / b->second);
+    const auto f = figures.find(figure);
+    const auto b = figures.find(baseline);
+    if (f == figures.end() || b == figures.end() || b->second <= 0) continue;
+    std::printf("ratio %s / %s = %.2f%s\n", figure.c_str(), baseline.c_str(), f->second / b->second,
+                medians ? " (medians)" : "");
   }
   std::fflush(stdout);
 }

@@ -23,6 +23,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
  private:
   std::vector<std::pair<std::string, std::string>> pairs_;
   std::map<std::string, double> nanosecondsByName_;
+  std::map<std::string, double> mediansByName_;
 };
 
 // Runs every registered benchmark through a RatioReporter.

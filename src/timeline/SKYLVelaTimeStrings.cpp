@@ -142,7 +142,10 @@ bool SKYLVelaCMTimesWithinTolerance(const MediaTime& a, const MediaTime& b,
 
 std::optional<std::string> SKYLTrimXMLStringValue(const std::optional<std::string_view>& string) {
   if (!string) return std::nullopt;
-  const std::string_view s = *string;
+  return std::string(SKYLTrimmedXMLStringView(*string));
+}
+
+std::string_view SKYLTrimmedXMLStringView(std::string_view s) {
   size_t begin = 0;
   while (begin < s.size()) {
     const auto [c, length] = decodeAt(s, begin);
@@ -157,7 +160,7 @@ std::optional<std::string> SKYLTrimXMLStringValue(const std::optional<std::strin
     if (length != end - start || !isWhiteSpaceOrNewline(c)) break;
     end = start;
   }
-  return std::string(s.substr(begin, end - begin));
+  return s.substr(begin, end - begin);
 }
 
 }  // namespace skylark

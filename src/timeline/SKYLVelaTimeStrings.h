@@ -33,5 +33,7 @@ bool SKYLVelaCMTimesWithinTolerance(const MediaTime& a, const MediaTime& b,
 // The string without white space and new lines at either end (Unicode's
 // spaces and line separators included); nothing stays nothing.
 std::optional<std::string> SKYLTrimXMLStringValue(const std::optional<std::string_view>& string);
+// The same trim as a view into s.
+std::string_view SKYLTrimmedXMLStringView(std::string_view s);
 
 }  // namespace skylark

@@ -32,10 +32,30 @@ constexpr int32_t kTimescale = 600;
 constexpr std::string_view kVMAPNamespace = "http://www.iab.net/videosuite/vmap";
 
 // The VAST ad of a break, in either inline container, and whether or not
-// the VAST element sits in the IAB default namespace.
-constexpr std::string_view kAdOfBreakXPath =
-    "./vmap:AdSource/vmap:VASTData/*[local-name()='VAST']/*[local-name()='Ad'] | "
-    "./vmap:AdSource/vmap:VASTAdData/*[local-name()='VAST']/*[local-name()='Ad']";
+// the VAST element sits in the IAB default namespace: the first in document
+// order of "./vmap:AdSource/vmap:VASTData/*[local-name()='VAST']/*[local-name()='Ad']"
+// and the same under vmap:VASTAdData, walked directly (an XPath context per
+// break cost more than the rest of the break's reading).
+std::optional<SKYLVelaXMLElement> adOfBreak(const SKYLVelaXMLElement& adBreak) {
+  const auto vmap = adBreak.namespaceURIForXPathPrefix("vmap");
+  if (!vmap) return std::nullopt;
+  const auto inVMAP = [&](const SKYLVelaXMLElement& element, std::string_view name) {
+    return element.localName() == name && element.namespaceURI() == *vmap;
+  };
+  for (const auto& source : adBreak.children()) {
+    if (!inVMAP(source, "AdSource")) continue;
+    for (const auto& data : source.children()) {
+      if (!inVMAP(data, "VASTData") && !inVMAP(data, "VASTAdData")) continue;
+      for (const auto& vast : data.children()) {
+        if (vast.localName() != "VAST") continue;
+        for (const auto& ad : vast.children()) {
+          if (ad.localName() == "Ad") return ad;
+        }
+      }
+    }
+  }
+  return std::nullopt;
+}
 
 // A document's text as an error quotes it: no time string is longer than
 // 64 characters, and a hostile one of megabytes is cut there.
@@ -51,12 +71,12 @@ SKYLError deserializationError(std::string description) {
 }
 
 std::string trimmedText(const Element& element) {
-  return *SKYLTrimXMLStringValue(std::string_view(element.stringValue()));
+  return std::string(SKYLTrimmedXMLStringView(element.stringView()));
 }
 
 std::optional<URL> urlOf(const OptionalElement& element) {
   if (!element) return std::nullopt;
-  return URL::parse(trimmedText(*element));
+  return URL::parse(SKYLTrimmedXMLStringView(element->stringView()));
 }
 
 std::vector<URL> urlsOf(const Element::Elements& elements) {
@@ -241,7 +261,7 @@ Result<SKYLVelaAdBuilder> SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError
   const OptionalElement linear = childPath(linearCreative, {"Linear"});
   const OptionalElement durationElement = childPath(linear, {"Duration"});
   const std::optional<std::string_view> durationText =
-      durationElement ? std::optional<std::string_view>(durationElement->stringValue())
+      durationElement ? std::optional<std::string_view>(durationElement->stringView())
                       : std::nullopt;
   builder.duration = SKYLVelaDurationFromString(durationText);
   if (!builder.duration.isValid()) {
@@ -335,7 +355,7 @@ Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromXMLDocumentWi
           formatObjC("AdBreak timeOffset `%@` could not be parsed.",
                      {offsetText ? FormatArg(shown(*offsetText)) : FormatArg(nullptr)}));
     }
-    const auto adElement = adBreak.firstChildWithXPath(kAdOfBreakXPath);
+    const auto adElement = adOfBreak(adBreak);
     if (!adElement) {
       SKYLHostLog(1, "AdBreak `%@` at timeOffset `%@` holds no VAST ad; skipped.",
                   adBreak.valueForAttribute("breakId"), offsetText);

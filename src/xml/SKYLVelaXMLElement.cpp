@@ -38,7 +38,52 @@ std::optional<std::string> adoptOptional(xmlChar* owned) {
   return adopt(owned);
 }
 
+// The content of an element that holds nothing or a single text or CDATA
+// node, which is what libxml2 would concatenate for it; null for anything
+// else (several nodes, entity references, child elements).
+const xmlChar* soleTextContent(XMLNodePtr node) {
+  static const xmlChar kEmpty[] = "";
+  if (node->type != XML_ELEMENT_NODE) return nullptr;
+  const xmlNode* child = node->children;
+  if (!child) return kEmpty;
+  if (child->next || (child->type != XML_TEXT_NODE && child->type != XML_CDATA_SECTION_NODE)) {
+    return nullptr;
+  }
+  return child->content ? child->content : kEmpty;
+}
+
+// Calls visit(prefix, uri) for each namespace an XPath expression relative
+// to node may use, innermost declaration first: the prefixes declared on
+// node and its ancestors (the document node excluded), and default
+// namespaces under the prefix the document defines for them. Later calls
+// for one prefix replace earlier ones, as in an XPath context.
+template <typename Visit>
+void forEachXPathNamespace(XMLNodePtr node, const SKYLVelaXMLDocument& document, Visit visit) {
+  for (; node && node->parent; node = node->parent) {
+    if (!hasElementFields(node)) continue;
+    for (xmlNsPtr ns = node->nsDef; ns; ns = ns->next) {
+      if (!ns->href) continue;
+      if (ns->prefix) {
+        visit(ns->prefix, ns->href);
+      } else if (auto prefix = document.prefixForDefaultNamespace(text(ns->href))) {
+        visit(xml(prefix->c_str()), ns->href);
+      }
+    }
+  }
+}
+
 }  // namespace
+
+struct SKYLVelaXMLElement::Cache {
+  std::optional<std::string> tag;
+  std::optional<std::optional<std::string>> namespacePrefix;
+  std::optional<std::map<std::string, std::string>> attributes;
+  std::optional<Elements> children;
+  std::optional<std::string> stringValue;
+  std::optional<std::optional<double>> numberValue;
+  std::optional<std::optional<SystemTime>> dateValue;
+  std::optional<std::string> rawXMLString;
+};
 
 bool SKYLVelaXMLNodeMatchesTagInNamespace(XMLNodePtr node, std::optional<std::string_view> tag,
                                           std::optional<std::string_view> inNamespace) {
@@ -53,46 +98,104 @@ SKYLVelaXMLElement::SKYLVelaXMLElement(std::shared_ptr<SKYLVelaXMLDocument> docu
                                        XMLNodePtr node)
     : document_(std::move(document)), node_(node) {}
 
+SKYLVelaXMLElement::SKYLVelaXMLElement(const SKYLVelaXMLElement& other)
+    : document_(other.document_), node_(other.node_) {}
+
+SKYLVelaXMLElement& SKYLVelaXMLElement::operator=(const SKYLVelaXMLElement& other) {
+  if (this != &other) {
+    document_ = other.document_;
+    node_ = other.node_;
+    cache_.reset();
+  }
+  return *this;
+}
+
+SKYLVelaXMLElement::SKYLVelaXMLElement(SKYLVelaXMLElement&&) noexcept = default;
+SKYLVelaXMLElement& SKYLVelaXMLElement::operator=(SKYLVelaXMLElement&&) noexcept = default;
+SKYLVelaXMLElement::~SKYLVelaXMLElement() = default;
+
+SKYLVelaXMLElement::Cache& SKYLVelaXMLElement::cache() const {
+  if (!cache_) cache_ = std::make_unique<Cache>();
+  return *cache_;
+}
+
 std::optional<SKYLVelaXMLElement> SKYLVelaXMLElement::wrap(XMLNodePtr node) const {
   return document_->elementWithNode(node);
 }
 
 const std::string& SKYLVelaXMLElement::tag() const {
-  if (!tag_) tag_ = node_->name ? text(node_->name) : "";
-  return *tag_;
+  auto& tag = cache().tag;
+  if (!tag) tag = localName();
+  return *tag;
+}
+
+std::string_view SKYLVelaXMLElement::localName() const {
+  return node_->name ? text(node_->name) : "";
 }
 
 const std::optional<std::string>& SKYLVelaXMLElement::namespacePrefix() const {
-  if (!namespacePrefix_) {
-    namespacePrefix_.emplace();
+  auto& prefix = cache().namespacePrefix;
+  if (!prefix) {
+    prefix.emplace();
     if (hasNamespaceField(node_) && node_->ns && node_->ns->prefix) {
-      *namespacePrefix_ = text(node_->ns->prefix);
+      *prefix = text(node_->ns->prefix);
     }
   }
-  return *namespacePrefix_;
+  return *prefix;
+}
+
+std::optional<std::string_view> SKYLVelaXMLElement::namespaceURI() const {
+  if (!hasNamespaceField(node_) || !node_->ns || !node_->ns->href) return std::nullopt;
+  return text(node_->ns->href);
+}
+
+std::optional<std::string> SKYLVelaXMLElement::namespaceURIForXPathPrefix(
+    std::string_view prefix) const {
+  std::optional<std::string> uri;
+  forEachXPathNamespace(node_, *document_, [&](const xmlChar* declared, const xmlChar* href) {
+    if (prefix == text(declared)) uri = text(href);
+  });
+  return uri;
 }
 
 long SKYLVelaXMLElement::lineNumber() const { return xmlGetLineNo(node_); }
 
 const std::map<std::string, std::string>& SKYLVelaXMLElement::attributes() const {
-  if (!attributes_) {
-    attributes_.emplace();
+  auto& attributes = cache().attributes;
+  if (!attributes) {
+    attributes.emplace();
     if (hasElementFields(node_)) {
       for (xmlAttrPtr attribute = node_->properties; attribute; attribute = attribute->next) {
         // Read from the attribute node itself: looking each name up again
         // would be quadratic in the number of attributes. The first of
         // duplicate names wins, as in a lookup by name.
-        attributes_->emplace(text(attribute->name),
-                             adopt(xmlNodeListGetString(node_->doc, attribute->children, 1)));
+        attributes->emplace(text(attribute->name),
+                            adopt(xmlNodeListGetString(node_->doc, attribute->children, 1)));
       }
     }
   }
-  return *attributes_;
+  return *attributes;
 }
 
 std::optional<std::string> SKYLVelaXMLElement::valueForAttribute(std::string_view name) const {
   if (!hasElementFields(node_)) return std::nullopt;
-  return adoptOptional(xmlGetProp(node_, xml(std::string(name).c_str())));
+  // The first attribute of that name in any namespace, as xmlGetProp finds
+  // it, read in place when its value is one text node.
+  const auto viaLibxml = [&] {
+    return adoptOptional(xmlGetProp(node_, xml(std::string(name).c_str())));
+  };
+  for (xmlAttrPtr attribute = node_->properties; attribute; attribute = attribute->next) {
+    if (!attribute->name || name != text(attribute->name)) continue;
+    const _xmlNode* value = attribute->children;
+    if (!value) return std::string();
+    if (value->type == XML_TEXT_NODE && !value->next) {
+      return std::string(value->content ? text(value->content) : "");
+    }
+    return viaLibxml();  // entity references
+  }
+  // Not on the element: a default its document type declares, if it has one.
+  if (!node_->doc || (!node_->doc->intSubset && !node_->doc->extSubset)) return std::nullopt;
+  return viaLibxml();
 }
 
 std::optional<std::string> SKYLVelaXMLElement::valueForAttribute(
@@ -111,13 +214,14 @@ std::optional<SKYLVelaXMLElement> SKYLVelaXMLElement::nextSibling() const {
 }
 
 const SKYLVelaXMLElement::Elements& SKYLVelaXMLElement::children() const {
-  if (!children_) {
-    children_.emplace();
+  auto& children = cache().children;
+  if (!children) {
+    children.emplace();
     for (XMLNodePtr child = node_->children; child; child = child->next) {
-      if (child->type == XML_ELEMENT_NODE) children_->emplace_back(document_, child);
+      if (child->type == XML_ELEMENT_NODE) children->emplace_back(document_, child);
     }
   }
-  return *children_;
+  return *children;
 }
 
 SKYLVelaXMLElement::Elements SKYLVelaXMLElement::childrenAtIndexes(
@@ -178,33 +282,45 @@ SKYLVelaXMLElement::Elements SKYLVelaXMLElement::childrenWithTag(
 }
 
 const std::string& SKYLVelaXMLElement::stringValue() const {
-  if (!stringValue_) stringValue_ = adopt(xmlNodeGetContent(node_));
-  return *stringValue_;
+  auto& value = cache().stringValue;
+  if (!value) {
+    const xmlChar* sole = soleTextContent(node_);
+    value = sole ? std::string(text(sole)) : adopt(xmlNodeGetContent(node_));
+  }
+  return *value;
+}
+
+std::string_view SKYLVelaXMLElement::stringView() const {
+  if (const xmlChar* sole = soleTextContent(node_)) return text(sole);
+  return stringValue();
 }
 
 std::optional<double> SKYLVelaXMLElement::numberValue() const {
-  if (!numberValue_) numberValue_ = document_->numberFormatter().parse(stringValue());
-  return *numberValue_;
+  auto& value = cache().numberValue;
+  if (!value) value = document_->numberFormatter().parse(stringView());
+  return *value;
 }
 
 std::optional<SystemTime> SKYLVelaXMLElement::dateValue() const {
-  if (!dateValue_) dateValue_ = document_->dateFormatter().parse(stringValue());
-  return *dateValue_;
+  auto& value = cache().dateValue;
+  if (!value) value = document_->dateFormatter().parse(stringView());
+  return *value;
 }
 
 const std::string& SKYLVelaXMLElement::rawXMLString() const {
-  if (!rawXMLString_) {
-    rawXMLString_.emplace();
+  auto& raw = cache().rawXMLString;
+  if (!raw) {
+    raw.emplace();
     QuietLibxmlErrors quiet;
     if (xmlBufferPtr buffer = xmlBufferCreate()) {
       if (xmlNodeDump(buffer, node_->doc, node_, 0, 0) >= 0) {
-        *rawXMLString_ = text(xmlBufferContent(buffer));
+        *raw = text(xmlBufferContent(buffer));
       }
       xmlBufferFree(buffer);
     }
     xmlResetLastError();
   }
-  return *rawXMLString_;
+  return *raw;
 }
 
 XPathObjectHandle SKYLVelaXMLElement::evaluate(std::string_view expression) const {
@@ -215,19 +331,9 @@ XPathObjectHandle SKYLVelaXMLElement::evaluate(std::string_view expression) cons
   xmlXPathContextPtr context = owned.get();
   if (!context) return nullptr;
   context->node = node_;
-  // Prefixes of this node and its ancestors (the document node excluded);
-  // default namespaces under the prefix the document defines for them.
-  for (XMLNodePtr node = node_; node && node->parent; node = node->parent) {
-    if (!hasElementFields(node)) continue;
-    for (xmlNsPtr ns = node->nsDef; ns; ns = ns->next) {
-      if (!ns->href) continue;
-      if (ns->prefix) {
-        xmlXPathRegisterNs(context, ns->prefix, ns->href);
-      } else if (auto prefix = document_->prefixForDefaultNamespace(text(ns->href))) {
-        xmlXPathRegisterNs(context, xml(prefix->c_str()), ns->href);
-      }
-    }
-  }
+  forEachXPathNamespace(node_, *document_, [&](const xmlChar* prefix, const xmlChar* href) {
+    xmlXPathRegisterNs(context, prefix, href);
+  });
   const std::string terminated(expression);
   XPathObjectHandle result(xmlXPathEvalExpression(xml(terminated.c_str()), context));
   xmlResetLastError();

@@ -29,8 +29,9 @@ bool SKYLVelaXMLNodeMatchesTagInNamespace(XMLNodePtr node, std::optional<std::st
 // A node of a parsed document. The wrapper keeps its document, and so the
 // libxml2 tree, alive; wrappers are made fresh each time a node is handed
 // out, and two wrappers of one node compare equal. Values are computed on
-// first request and cached in the wrapper. Use a document and its elements
-// on one thread at a time.
+// first request and cached in the wrapper (a copy starts without them, so
+// wrappers stay small). Use a document and its elements on one thread at a
+// time.
 class SKYLVelaXMLElement {
  public:
   using Elements = std::vector<SKYLVelaXMLElement>;
@@ -38,14 +39,26 @@ class SKYLVelaXMLElement {
       std::function<void(const SKYLVelaXMLElement& element, size_t index, bool& stop)>;
 
   SKYLVelaXMLElement(std::shared_ptr<SKYLVelaXMLDocument> document, XMLNodePtr node);
+  SKYLVelaXMLElement(const SKYLVelaXMLElement& other);
+  SKYLVelaXMLElement& operator=(const SKYLVelaXMLElement& other);
+  SKYLVelaXMLElement(SKYLVelaXMLElement&&) noexcept;
+  SKYLVelaXMLElement& operator=(SKYLVelaXMLElement&&) noexcept;
+  ~SKYLVelaXMLElement();
 
   const std::shared_ptr<SKYLVelaXMLDocument>& document() const { return document_; }
   XMLNodePtr xmlNode() const { return node_; }
 
   // The node's name, without prefix.
   const std::string& tag() const;
+  // The same, read in place.
+  std::string_view localName() const;
   // The prefix of the node's namespace; nothing without one.
   const std::optional<std::string>& namespacePrefix() const;
+  // The node's namespace URI, read in place; nothing without one.
+  std::optional<std::string_view> namespaceURI() const;
+  // The namespace URI an XPath expression relative to this node reads
+  // prefix as (see XPath below); nothing when it names none.
+  std::optional<std::string> namespaceURIForXPathPrefix(std::string_view prefix) const;
   long lineNumber() const;
 
   // Every attribute, name to value.
@@ -75,6 +88,10 @@ class SKYLVelaXMLElement {
 
   // The text content, untrimmed; empty when there is none.
   const std::string& stringValue() const;
+  // The same text, read in place when it is a single text or CDATA node
+  // (as nearly every value of an ad document is); valid while this wrapper
+  // lives.
+  std::string_view stringView() const;
   // The text read with the document's "en_US" decimal formatter.
   std::optional<double> numberValue() const;
   // The text read as "yyyy-MM-dd'T'HH:mm:ssZ" ("en_US_POSIX").
@@ -107,18 +124,13 @@ class SKYLVelaXMLElement {
   std::optional<SKYLVelaXMLElement> wrap(XMLNodePtr node) const;
   XPathObjectHandle evaluate(std::string_view expression) const;
 
+  struct Cache;
+  Cache& cache() const;
+
   std::shared_ptr<SKYLVelaXMLDocument> document_;
   XMLNodePtr node_;
-
-  // Computed on first request.
-  mutable std::optional<std::string> tag_;
-  mutable std::optional<std::optional<std::string>> namespacePrefix_;
-  mutable std::optional<std::map<std::string, std::string>> attributes_;
-  mutable std::optional<Elements> children_;
-  mutable std::optional<std::string> stringValue_;
-  mutable std::optional<std::optional<double>> numberValue_;
-  mutable std::optional<std::optional<SystemTime>> dateValue_;
-  mutable std::optional<std::string> rawXMLString_;
+  // Values computed on first request.
+  mutable std::unique_ptr<Cache> cache_;
 };
 
 }  // namespace skylark
