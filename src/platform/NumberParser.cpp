@@ -42,11 +42,25 @@ std::optional<double> plainDecimal(std::string_view text) {
   return value;
 }
 
+// A plain decimal and a percent sign ("25%", "12.5%") as a fraction,
+// rounded once, as the percent reader gives it.
+std::optional<double> plainPercent(std::string_view text) {
+  if (text.size() < 2 || text.back() != '%') return std::nullopt;
+  const std::string_view number = text.substr(0, text.size() - 1);
+  if (!plainDecimal(number)) return std::nullopt;
+  const std::string scaled = std::string(number) + "e-2";
+  double value = 0;
+  const auto [end, error] = std::from_chars(scaled.data(), scaled.data() + scaled.size(), value);
+  if (error != std::errc() || end != scaled.data() + scaled.size()) return std::nullopt;
+  return value;
+}
+
 }  // namespace
 
 struct NumberParser::Impl {
   std::unique_ptr<UNumberFormat, FormatDeleter> format;
   bool plainDecimals = false;  // a decimal reader: plainDecimal() may answer
+  bool plainPercents = false;  // a percent reader: plainPercent() may answer
 };
 
 NumberParser::NumberParser(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
@@ -80,6 +94,7 @@ const NumberParser& NumberParser::percentEnUS() {
     UErrorCode status = U_ZERO_ERROR;
     auto impl = std::make_unique<Impl>();
     impl->format.reset(unum_open(UNUM_PERCENT, nullptr, 0, "en_US", nullptr, &status));
+    impl->plainPercents = true;
     return NumberParser(std::move(impl));
   }();
   return parser;
@@ -89,6 +104,9 @@ std::optional<double> NumberParser::parse(std::string_view text) const {
   if (!impl_->format || text.empty() || text.size() > kMaxLength) return std::nullopt;
   if (impl_->plainDecimals) {
     if (const auto value = plainDecimal(text)) return value;
+  }
+  if (impl_->plainPercents) {
+    if (const auto value = plainPercent(text)) return value;
   }
   const auto utf16 = toUTF16(text);
   if (!utf16) return std::nullopt;

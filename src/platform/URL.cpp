@@ -3,6 +3,7 @@
 #include "platform/ASCIICase.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <functional>
 #include <memory>
@@ -24,25 +25,18 @@ struct CurlStringDeleter {
 // Any scheme is a URL; whether it may be fetched is the caller's question.
 constexpr unsigned kParseFlags = CURLU_NON_SUPPORT_SCHEME;
 
+// Bytes a URL may hold as they are: printable ASCII but for <>"{}|\^`.
+constexpr std::array<bool, 256> kURLCharacters = [] {
+  std::array<bool, 256> allowed{};
+  for (int c = 0x21; c < 0x7f; ++c) allowed[c] = true;
+  for (const char c : std::string_view("<>\"{}|\\^`"))
+    allowed[static_cast<unsigned char>(c)] = false;
+  return allowed;
+}();
+
 bool hasOnlyURLCharacters(std::string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char c) {
-    const auto u = static_cast<unsigned char>(c);
-    if (u <= 0x20 || u >= 0x7f) return false;
-    switch (c) {
-      case '<':
-      case '>':
-      case '"':
-      case '{':
-      case '}':
-      case '|':
-      case '\\':
-      case '^':
-      case '`':
-        return false;
-      default:
-        return true;
-    }
-  });
+  return std::all_of(text.begin(), text.end(),
+                     [](char c) { return kURLCharacters[static_cast<unsigned char>(c)]; });
 }
 
 std::string part(const CurlURL& handle, CURLUPart which) {

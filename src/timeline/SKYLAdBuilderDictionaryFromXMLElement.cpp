@@ -4,11 +4,11 @@ namespace skylark {
 
 SKYLXMLElementDictionary SKYLAdBuilderDictionaryFromXMLElement(const SKYLVelaXMLElement& element) {
   SKYLXMLElementDictionary dictionary;
-  dictionary.tag = element.tag();
-  dictionary.attributes = element.attributes();
+  dictionary.tag = element.localName();
+  dictionary.attributes = element.copyAttributes();
   const auto& children = element.children();
   if (children.empty()) {
-    dictionary.content = element.stringValue();
+    dictionary.content = std::string(element.stringView());
   } else {
     std::vector<SKYLXMLElementDictionary> content;
     content.reserve(children.size());

@@ -10,7 +10,9 @@ namespace skylark {
 // aggregate the companion is made from. Not thread-safe; may build any
 // number of times.
 struct SKYLVelaCompanionAdBuilder : SKYLVelaCompanionAd::Fields {
-  std::shared_ptr<const SKYLVelaCompanionAd> buildCompanionAd() const;
+  std::shared_ptr<const SKYLVelaCompanionAd> buildCompanionAd() const&;
+  // Moves the fields into the companion instead of copying them.
+  std::shared_ptr<const SKYLVelaCompanionAd> buildCompanionAd() &&;
 };
 
 }  // namespace skylark

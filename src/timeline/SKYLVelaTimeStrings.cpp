@@ -1,10 +1,11 @@
 #include "timeline/SKYLVelaTimeStrings.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cmath>
-#include <vector>
 
+#include "platform/ASCIICase.h"
 #include "platform/NumberParser.h"
 #include "timeline/SKYLVelaLog.h"
 
@@ -28,15 +29,16 @@ struct DurationRejectSet {
   std::string description() const { return "<CharacterSet: inverted set of \"0123456789.:+\">"; }
 };
 
-std::vector<std::string_view> split(std::string_view s, char separator) {
-  std::vector<std::string_view> parts;
-  size_t start = 0;
-  while (true) {
-    const size_t end = s.find(separator, start);
-    parts.push_back(s.substr(start, end == std::string_view::npos ? end : end - start));
-    if (end == std::string_view::npos) return parts;
-    start = end + 1;
+// The three fields of "HH:MM:SS"; nothing unless there are exactly three.
+std::optional<std::array<std::string_view, 3>> splitClock(std::string_view s) {
+  const size_t first = s.find(':');
+  if (first == std::string_view::npos) return std::nullopt;
+  const size_t second = s.find(':', first + 1);
+  if (second == std::string_view::npos || s.find(':', second + 1) != std::string_view::npos) {
+    return std::nullopt;
   }
+  return std::array{s.substr(0, first), s.substr(first + 1, second - first - 1),
+                    s.substr(second + 1)};
 }
 
 // A component the formatter refuses counts as zero.
@@ -89,14 +91,15 @@ MediaTime SKYLVelaDurationFromString(const std::optional<std::string_view>& stri
   }
   s = s.substr(0, s.find('+'));
 
-  const auto parts = split(s, ':');
-  if (parts.size() != 3) {
+  const auto clock = splitClock(s);
+  if (!clock) {
     SKYLVelaLog(
         "Could not parse duration `%@` (must contain only hours, minutes, and seconds, separated "
         "by `:`).",
         s);
     return MediaTime::invalid();
   }
+  const auto& parts = *clock;
   if (parts[0].size() != 2 || parts[1].size() != 2 || parts[2].size() < 2) {
     SKYLVelaLog("Could not parse duration `%@` (missing hours, minutes, or seconds).", s);
     return MediaTime::invalid();
@@ -109,11 +112,8 @@ MediaTime SKYLVelaDurationFromString(const std::optional<std::string_view>& stri
 
 MediaTime SKYLVelaAdBreakTimeOffsetFromString(std::string_view string) {
   if (string.size() > kMaxTimeStringLength) return SKYLVelaDurationFromString(string);
-  std::string lower(string);
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](unsigned char c) { return static_cast<char>(c < 0x80 ? std::tolower(c) : c); });
-  if (lower == "start") return MediaTime::zero();
-  if (lower == "end") return MediaTime::positiveInfinity();
+  if (equalsIgnoringASCIICase(string, "start")) return MediaTime::zero();
+  if (equalsIgnoringASCIICase(string, "end")) return MediaTime::positiveInfinity();
   return SKYLVelaDurationFromString(string);
 }
 

@@ -29,6 +29,7 @@ std::shared_ptr<const SKYLVelaTrackingEventsCollection>
 SKYLVelaTrackingEventsCollectionBuilder::buildTrackingEventsCollection() && {
   SKYLVelaTrackingEventsCollection::EventsByName byName;
   std::vector<SKYLVelaTrackingEvent> ordered;
+  ordered.reserve(trackingEvents.size());
   for (auto& event : trackingEvents) {
     if (event.offset().isValid() && event.name() != kSKYLVelaTrackingEventsNameComplete &&
         event.name() != kSKYLVelaTrackingEventsNameBreakEnd) {

@@ -185,7 +185,7 @@ std::shared_ptr<const SKYLVelaCompanionAd> companionOf(const Element& companion)
   builder.clickTrackingURLs = urlsOf(companion.childrenWithTag("CompanionClickTracking"));
   builder.trackingEventsCollection =
       trackingByEventName(companion.firstChildWithTag("TrackingEvents"));
-  return builder.buildCompanionAd();
+  return std::move(builder).buildCompanionAd();
 }
 
 SKYLVelaAd::Verifications verificationsOf(const Element& inLine) {

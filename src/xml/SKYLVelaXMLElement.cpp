@@ -162,19 +162,26 @@ long SKYLVelaXMLElement::lineNumber() const { return xmlGetLineNo(node_); }
 
 const std::map<std::string, std::string>& SKYLVelaXMLElement::attributes() const {
   auto& attributes = cache().attributes;
-  if (!attributes) {
-    attributes.emplace();
-    if (hasElementFields(node_)) {
-      for (xmlAttrPtr attribute = node_->properties; attribute; attribute = attribute->next) {
-        // Read from the attribute node itself: looking each name up again
-        // would be quadratic in the number of attributes. The first of
-        // duplicate names wins, as in a lookup by name.
-        attributes->emplace(text(attribute->name),
-                            adopt(xmlNodeListGetString(node_->doc, attribute->children, 1)));
-      }
+  if (!attributes) attributes = copyAttributes();
+  return *attributes;
+}
+
+std::map<std::string, std::string> SKYLVelaXMLElement::copyAttributes() const {
+  std::map<std::string, std::string> attributes;
+  if (!hasElementFields(node_)) return attributes;
+  for (xmlAttrPtr attribute = node_->properties; attribute; attribute = attribute->next) {
+    // Read from the attribute node itself: looking each name up again would
+    // be quadratic in the number of attributes. The first of duplicate names
+    // wins, as in a lookup by name.
+    const _xmlNode* value = attribute->children;
+    if (value && value->type == XML_TEXT_NODE && !value->next) {
+      attributes.emplace(text(attribute->name), value->content ? text(value->content) : "");
+    } else {
+      attributes.emplace(text(attribute->name),
+                         adopt(xmlNodeListGetString(node_->doc, attribute->children, 1)));
     }
   }
-  return *attributes;
+  return attributes;
 }
 
 std::optional<std::string> SKYLVelaXMLElement::valueForAttribute(std::string_view name) const {

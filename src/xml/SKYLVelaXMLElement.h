@@ -63,6 +63,8 @@ class SKYLVelaXMLElement {
 
   // Every attribute, name to value.
   const std::map<std::string, std::string>& attributes() const;
+  // The same map, made afresh for the caller to keep.
+  std::map<std::string, std::string> copyAttributes() const;
   std::optional<std::string> valueForAttribute(std::string_view name) const;
   std::optional<std::string> valueForAttribute(std::string_view name,
                                                std::string_view inNamespaceURI) const;
