@@ -12,6 +12,7 @@
 #include "support/VMAPFixtures.h"
 #include "timeline/SKYLVelaErrors.h"
 #include "timeline/SKYLVelaLog.h"
+#include "xml/SKYLVelaXMLDocument.h"
 
 namespace skylark {
 namespace {
@@ -386,6 +387,82 @@ TEST(SKYLVelaVMAPParserTest, EveryCorpusDocumentParsesOrFailsClearly) {
   SKYLVelaLogConfigure(1);
   EXPECT_EQ(parsed + failed, 37u);
   EXPECT_GT(parsed, 15u);
+}
+
+// Which ad each break reads, wherever the document puts the VMAP namespace
+// and the VAST container: the first Ad, in document order, of a VAST in a
+// vmap:VASTData or vmap:VASTAdData of a vmap:AdSource, where "vmap:" is the
+// prefix the document declares or the VMAP namespace when it is the default.
+TEST(SKYLVelaVMAPParserTest, TheAdOfABreakFollowsTheVMAPNamespace) {
+  const auto ad = [](std::string_view id) {
+    return "<VAST><Ad id=\"" + std::string(id) +
+           "\"><InLine><Creatives><Creative><Linear><Duration>00:00:05</Duration>"
+           "</Linear></Creative></Creatives></InLine></Ad></VAST>";
+  };
+  const std::string vmapURI = "http://www.iab.net/videosuite/vmap";
+  struct Case {
+    const char* name;
+    std::string document;
+    std::vector<std::string> adIds;
+  };
+  const Case cases[] = {
+      {"prefixed, VASTData, VAST in the IAB namespace",
+       "<vmap:VMAP xmlns:vmap=\"" + vmapURI +
+           "\"><vmap:AdBreak timeOffset=\"start\"><vmap:AdSource><vmap:VASTData>"
+           "<VAST xmlns=\"http://www.iab.com/VAST\"><Ad id=\"a\"><InLine><Creatives><Creative>"
+           "<Linear><Duration>00:00:05</Duration></Linear></Creative></Creatives></InLine></Ad>"
+           "</VAST></vmap:VASTData></vmap:AdSource></vmap:AdBreak></vmap:VMAP>",
+       {"a"}},
+      {"VMAP as the default namespace",
+       "<VMAP xmlns=\"" + vmapURI + "\"><AdBreak timeOffset=\"start\"><AdSource><VASTAdData>" +
+           ad("b") + "</VASTAdData></AdSource></AdBreak></VMAP>",
+       {"b"}},
+      {"the first source holding an ad, in document order",
+       "<vmap:VMAP xmlns:vmap=\"" + vmapURI +
+           "\"><vmap:AdBreak timeOffset=\"start\"><vmap:AdSource><vmap:VASTAdData><VAST/>"
+           "</vmap:VASTAdData></vmap:AdSource><vmap:AdSource><vmap:VASTAdData>" +
+           ad("c1") + "</vmap:VASTAdData><vmap:VASTData>" + ad("c2") +
+           "</vmap:VASTData></vmap:AdSource></vmap:AdBreak></vmap:VMAP>",
+       {"c1"}},
+      {"containers outside the VMAP namespace hold nothing",
+       "<vmap:VMAP xmlns:vmap=\"" + vmapURI +
+           "\" xmlns:x=\"urn:x\"><vmap:AdBreak timeOffset=\"start\"><vmap:AdSource><x:VASTAdData>" +
+           ad("d") + "</x:VASTAdData></vmap:AdSource></vmap:AdBreak></vmap:VMAP>",
+       {}},
+      {"another prefix for the VMAP namespace leaves \"vmap:\" unbound",
+       "<v:VMAP xmlns:v=\"" + vmapURI +
+           "\"><v:AdBreak timeOffset=\"start\"><v:AdSource><v:VASTAdData>" + ad("e") +
+           "</v:VASTAdData></v:AdSource></v:AdBreak></v:VMAP>",
+       {}},
+      {"\"vmap\" bound to another URI is that URI",
+       "<vmap:VMAP xmlns:vmap=\"urn:other\"><vmap:AdBreak timeOffset=\"start\"><vmap:AdSource>"
+       "<vmap:VASTData>" +
+           ad("f") + "</vmap:VASTData></vmap:AdSource></vmap:AdBreak></vmap:VMAP>",
+       {"f"}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const auto timeline = parse(c.document);
+    ASSERT_TRUE(timeline);
+    std::vector<std::string> ids;
+    for (const auto& sequence : *timeline->adSequences()) {
+      for (const auto& a : sequence->ads()) ids.push_back(a->adId());
+    }
+    EXPECT_EQ(ids, c.adIds);
+
+    // The same ads as the XPath query the walk stands for.
+    auto document = SKYLVelaXMLDocument::XMLDocumentWithData(c.document).value();
+    document->definePrefix("vmap", vmapURI);
+    std::vector<std::string> queried;
+    for (const auto& adBreak : document->rootElement()->childrenWithTag("AdBreak")) {
+      if (const auto found = adBreak.firstChildWithXPath(
+              "./vmap:AdSource/vmap:VASTData/*[local-name()='VAST']/*[local-name()='Ad'] | "
+              "./vmap:AdSource/vmap:VASTAdData/*[local-name()='VAST']/*[local-name()='Ad']")) {
+        queried.push_back(*found->valueForAttribute("id"));
+      }
+    }
+    EXPECT_EQ(queried, c.adIds);
+  }
 }
 
 }  // namespace

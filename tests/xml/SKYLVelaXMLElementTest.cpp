@@ -147,5 +147,45 @@ TEST(SKYLVelaXMLElementTest, XPathEnumerationAndFunctionResults) {
   EXPECT_EQ(root.firstChildWithXPath("b/text()")->stringValue(), "1");
 }
 
+// Text and attribute values are read in place when they are one text
+// node; every other shape goes through libxml2 and must read the same.
+TEST(SKYLVelaXMLElementTest, ValuesReadInPlaceMatchLibxml) {
+  const auto doc = parse(R"(<!DOCTYPE r [<!ATTLIST e d CDATA "default">]>
+<r xmlns:n="urn:n">
+  <e>plain</e>
+  <e><![CDATA[https://a.example/?x=1&y=2]]></e>
+  <e>
+    <![CDATA[cdata]]>
+  </e>
+  <e>a &amp; b</e>
+  <e>one<i>two</i>three</e>
+  <e/>
+  <e a="v" n:b="namespaced" c="x &amp; y" d="given"/>
+</r>)");
+  const auto elements = doc->rootElement()->childrenWithTag("e");
+  ASSERT_EQ(elements.size(), 7u);
+  const char* texts[] = {
+      "plain", "https://a.example/?x=1&y=2", "\n    cdata\n  ", "a & b", "onetwothree", "", ""};
+  for (size_t i = 0; i < elements.size(); ++i) {
+    SCOPED_TRACE(i);
+    EXPECT_EQ(elements[i].stringView(), texts[i]);
+    EXPECT_EQ(elements[i].stringValue(), texts[i]);
+  }
+  struct Attribute {
+    const char* name;
+    std::optional<std::string> value;
+  };
+  const Attribute attributes[] = {
+      {"a", "v"}, {"b", "namespaced"}, {"c", "x & y"}, {"d", "given"}, {"missing", std::nullopt}};
+  const auto& withAttributes = elements[6];
+  for (const auto& attribute : attributes) {
+    EXPECT_EQ(withAttributes.valueForAttribute(attribute.name), attribute.value) << attribute.name;
+  }
+  // A default from the document type, on an element that does not write it.
+  EXPECT_EQ(elements[0].valueForAttribute("d"), "default");
+  EXPECT_EQ(withAttributes.copyAttributes(), withAttributes.attributes());
+  EXPECT_EQ(withAttributes.attributes().at("c"), "x & y");
+}
+
 }  // namespace
 }  // namespace skylark
