@@ -12,7 +12,7 @@ SKYLVelaAd::Fields timed(const std::optional<std::string>& title,
                          const std::optional<std::string>& adId, MediaTime beginTime,
                          MediaTime duration) {
   SKYLVelaAd::Fields fields;
-  fields.title = title.value_or("");
+  fields.adTitle = title.value_or("");
   fields.adId = adId.value_or("");
   fields.beginTime = beginTime;
   fields.endTime = beginTime + duration;
@@ -29,7 +29,7 @@ SKYLVelaAd::SKYLVelaAd(const std::optional<std::string>& title,
 
 bool SKYLVelaAd::operator==(const SKYLVelaAd& other) const {
   return fields_.liveSSAI == other.fields_.liveSSAI && fields_.adIndex == other.fields_.adIndex &&
-         fields_.title == other.fields_.title && fields_.adId == other.fields_.adId &&
+         fields_.adTitle == other.fields_.adTitle && fields_.adId == other.fields_.adId &&
          fields_.beginTime == other.fields_.beginTime && fields_.endTime == other.fields_.endTime &&
          fields_.duration == other.fields_.duration &&
          fields_.logicalOffset == other.fields_.logicalOffset &&
@@ -43,7 +43,7 @@ bool SKYLVelaAd::operator==(const SKYLVelaAd& other) const {
 
 size_t SKYLVelaAd::hash() const {
   size_t h = 1;
-  h = hashStep(h, std::hash<std::string>{}(fields_.title));
+  h = hashStep(h, std::hash<std::string>{}(fields_.adTitle));
   h = hashStep(h, std::hash<std::string>{}(fields_.adId));
   h = hashStep(h, hashFromDouble(fields_.beginTime.seconds()));
   h = hashStep(h, hashFromDouble(fields_.duration.seconds()));
@@ -52,7 +52,7 @@ size_t SKYLVelaAd::hash() const {
 
 std::string SKYLVelaAd::description() const {
   std::string verifications = "(" + std::to_string(fields_.adVerifications.size()) + " records)";
-  return descriptionHeader("SKYLVelaAd", this) + " title = " + fields_.title + ";" +
+  return descriptionHeader("SKYLVelaAd", this) + " title = " + fields_.adTitle + ";" +
          " adId = " + fields_.adId + ";" + " beginTime = " + fields_.beginTime.description() + ";" +
          " endTime = " + fields_.endTime.description() + ";" +
          " duration = " + fields_.duration.description() + ";" +

@@ -28,8 +28,9 @@ class SKYLVelaAd {
   using Extensions = std::vector<SKYLXMLElementDictionary>;
 
   // Everything an ad is; an ad is made from one of these and never changes.
+  // SKYLVelaAdBuilder is this aggregate, under the builder's names.
   struct Fields {
-    std::string title;
+    std::string adTitle;
     std::string adId;
     MediaTime beginTime;
     MediaTime endTime;
@@ -68,7 +69,7 @@ class SKYLVelaAd {
   }
   const Fields& fields() const { return fields_; }
 
-  const std::string& title() const { return fields_.title; }
+  const std::string& title() const { return fields_.adTitle; }
   const std::string& adId() const { return fields_.adId; }
   const MediaTime& beginTime() const { return fields_.beginTime; }
   const MediaTime& endTime() const { return fields_.endTime; }

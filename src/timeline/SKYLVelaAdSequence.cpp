@@ -7,22 +7,21 @@
 
 namespace skylark {
 
+SKYLVelaAdSequence::SKYLVelaAdSequence(Ads ads, const LiveOptions& live)
+    : ads_(std::move(ads)),
+      liveSsaiAdSequence_(true),
+      live_(live),
+      liveSsaiTimingDataAdIndex_(live.timingDataAdIndex) {}
+
 SKYLVelaAdSequence::SKYLVelaAdSequence(const SKYLVelaAdSequence& other)
     : ads_(other.ads()),
-      liveSsaiAdSequence_(other.liveSsaiAdSequence_.load()),
-      showAdRemainingTime_(other.showAdRemainingTime_.load()),
-      showAdBreakRemainingTime_(other.showAdBreakRemainingTime_.load()),
-      showNumberOfRemainingAds_(other.showNumberOfRemainingAds_.load()),
+      liveSsaiAdSequence_(other.liveSsaiAdSequence_),
+      live_(other.live_),
       liveSsaiTimingDataAdIndex_(other.liveSsaiTimingDataAdIndex_.load()) {}
 
 SKYLVelaAdSequence::Ads SKYLVelaAdSequence::ads() const {
   MutexLock lock(adsLock_);
   return ads_;
-}
-
-void SKYLVelaAdSequence::setAds(Ads ads) {
-  MutexLock lock(adsLock_);
-  ads_ = std::move(ads);
 }
 
 MediaTime SKYLVelaAdSequence::beginTime() const {

@@ -20,14 +20,24 @@ class SKYLVelaAdSequence {
  public:
   using Ads = std::vector<std::shared_ptr<const SKYLVelaAd>>;
 
+  // What the live service says of one of its breaks: how the player should
+  // show it, and which of its ads is playing.
+  struct LiveOptions {
+    bool showAdRemainingTime = true;
+    bool showAdBreakRemainingTime = true;
+    bool showNumberOfRemainingAds = true;
+    int64_t timingDataAdIndex = 0;
+  };
+
   explicit SKYLVelaAdSequence(Ads ads) : ads_(std::move(ads)) {}
+  // A live break.
+  SKYLVelaAdSequence(Ads ads, const LiveOptions& live);
   SKYLVelaAdSequence() = delete;
   // A copy with its own lock and the same ads and live options.
   SKYLVelaAdSequence(const SKYLVelaAdSequence& other);
   SKYLVelaAdSequence& operator=(const SKYLVelaAdSequence&) = delete;
 
   Ads ads() const;
-  void setAds(Ads ads);
 
   // First ad's begin, last ad's end, sum of the durations, first ad's
   // logical offset. With no ads: the all-zero (invalid) time, except the
@@ -38,20 +48,20 @@ class SKYLVelaAdSequence {
   MediaTime logicalOffset() const;
 
   bool isLiveSsaiAdSequence() const { return liveSsaiAdSequence_; }
-  void setLiveSsaiAdSequence(bool v) { liveSsaiAdSequence_ = v; }
-  bool liveSsaiClientOptionsShowAdRemainingTime() const { return showAdRemainingTime_; }
-  void setLiveSsaiClientOptionsShowAdRemainingTime(bool v) { showAdRemainingTime_ = v; }
-  bool liveSsaiClientOptionsShowAdBreakRemainingTime() const { return showAdBreakRemainingTime_; }
-  void setLiveSsaiClientOptionsShowAdBreakRemainingTime(bool v) { showAdBreakRemainingTime_ = v; }
-  bool liveSsaiClientOptionsShowNumberOfRemainingAds() const { return showNumberOfRemainingAds_; }
-  void setLiveSsaiClientOptionsShowNumberOfRemainingAds(bool v) { showNumberOfRemainingAds_ = v; }
+  bool liveSsaiClientOptionsShowAdRemainingTime() const { return live_.showAdRemainingTime; }
+  bool liveSsaiClientOptionsShowAdBreakRemainingTime() const {
+    return live_.showAdBreakRemainingTime;
+  }
+  bool liveSsaiClientOptionsShowNumberOfRemainingAds() const {
+    return live_.showNumberOfRemainingAds;
+  }
   int64_t liveSsaiTimingDataAdIndex() const { return liveSsaiTimingDataAdIndex_; }
-  void setLiveSsaiTimingDataAdIndex(int64_t v) { liveSsaiTimingDataAdIndex_ = v; }
 
   // Live refresh of this break from a newer picture of it: placeholders in
   // `other` take this break's durations, real ads replace this break's, the
   // ads are re-chained from the first begin time, and a trailing slate
-  // absorbs whatever keeps the break at its previous length.
+  // absorbs whatever keeps the break at its previous length. The break
+  // takes the newer picture's ad index. The only change a break ever sees.
   void mergeAdSequence(const SKYLVelaAdSequence& other);
 
   bool operator==(const SKYLVelaAdSequence& other) const;
@@ -61,10 +71,8 @@ class SKYLVelaAdSequence {
  private:
   mutable Mutex adsLock_;
   Ads ads_ SKYL_GUARDED_BY(adsLock_);
-  std::atomic<bool> liveSsaiAdSequence_{false};
-  std::atomic<bool> showAdRemainingTime_{true};
-  std::atomic<bool> showAdBreakRemainingTime_{true};
-  std::atomic<bool> showNumberOfRemainingAds_{true};
+  const bool liveSsaiAdSequence_ = false;
+  const LiveOptions live_;
   std::atomic<int64_t> liveSsaiTimingDataAdIndex_{0};
 };
 

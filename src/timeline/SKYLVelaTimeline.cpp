@@ -31,9 +31,10 @@ void firstBreakSeconds(const SKYLVelaTimeline::Sequences& sequences, double& beg
 std::shared_ptr<SKYLVelaTimeline> SKYLVelaTimeline::create(
     std::optional<URL> velaURL, MediaTime contentLength, MediaTime payloadLength,
     Sequences adSequences, std::vector<SKYLVelaContentImpression> contentImpressions,
-    bool isLiveSSAI) {
-  std::shared_ptr<SKYLVelaTimeline> timeline(new SKYLVelaTimeline(
-      std::move(velaURL), contentLength, payloadLength, std::move(contentImpressions), isLiveSSAI));
+    bool isLiveSSAI, DocumentExtras extras) {
+  std::shared_ptr<SKYLVelaTimeline> timeline(
+      new SKYLVelaTimeline(std::move(velaURL), contentLength, payloadLength,
+                           std::move(contentImpressions), isLiveSSAI, std::move(extras)));
   MutexLock lock(timeline->lock_);
   timeline->installSequences(std::make_shared<const Sequences>(std::move(adSequences)));
   return timeline;
@@ -42,12 +43,13 @@ std::shared_ptr<SKYLVelaTimeline> SKYLVelaTimeline::create(
 SKYLVelaTimeline::SKYLVelaTimeline(std::optional<URL> velaURL, MediaTime contentLength,
                                    MediaTime payloadLength,
                                    std::vector<SKYLVelaContentImpression> contentImpressions,
-                                   bool isLiveSSAI)
+                                   bool isLiveSSAI, DocumentExtras extras)
     : velaURL_(std::move(velaURL)),
       contentLength_(contentLength),
       payloadLength_(payloadLength),
       contentImpressions_(std::move(contentImpressions)),
-      liveSSAI_(isLiveSSAI) {}
+      liveSSAI_(isLiveSSAI),
+      extras_(std::move(extras)) {}
 
 void SKYLVelaTimeline::installSequences(std::shared_ptr<const Sequences> sequences) {
   sequences_ = std::move(sequences);
@@ -63,27 +65,6 @@ SKYLVelaTimeline::Snapshot SKYLVelaTimeline::snapshot() const {
 std::shared_ptr<const SKYLVelaTimeline::Sequences> SKYLVelaTimeline::adSequences() const {
   MutexLock lock(lock_);
   return sequences_;
-}
-
-std::optional<URL> SKYLVelaTimeline::thumbnailVTTURL() const {
-  MutexLock lock(lock_);
-  return thumbnailVTTURL_;
-}
-
-void SKYLVelaTimeline::setThumbnailVTTURL(std::optional<URL> url) {
-  MutexLock lock(lock_);
-  thumbnailVTTURL_ = std::move(url);
-}
-
-std::shared_ptr<const std::string> SKYLVelaTimeline::vmapResponseData() const {
-  MutexLock lock(lock_);
-  return vmapResponseData_;
-}
-
-void SKYLVelaTimeline::setVmapResponseData(std::string data) {
-  auto shared = std::make_shared<const std::string>(std::move(data));
-  MutexLock lock(lock_);
-  vmapResponseData_ = std::move(shared);
 }
 
 std::vector<SKYLVelaContentSegment> SKYLVelaTimeline::contentSegments() const {
@@ -152,11 +133,8 @@ void SKYLVelaTimeline::installLiveAdSequences(Sequences adSequences) {
 }
 
 std::shared_ptr<SKYLVelaTimeline> SKYLVelaTimeline::copy() const {
-  auto duplicate = create(velaURL_, contentLength_, payloadLength_, *adSequences(),
-                          contentImpressions_, liveSSAI_);
-  duplicate->setThumbnailVTTURL(thumbnailVTTURL());
-  if (auto data = vmapResponseData()) duplicate->setVmapResponseData(*data);
-  return duplicate;
+  return create(velaURL_, contentLength_, payloadLength_, *adSequences(), contentImpressions_,
+                liveSSAI_, extras_);
 }
 
 bool SKYLVelaTimeline::operator==(const SKYLVelaTimeline& other) const {

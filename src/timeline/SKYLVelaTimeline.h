@@ -30,10 +30,17 @@ class SKYLVelaTimeline : public std::enable_shared_from_this<SKYLVelaTimeline> {
  public:
   using Sequences = std::vector<std::shared_ptr<SKYLVelaAdSequence>>;
 
+  // What a document gives beside its breaks.
+  struct DocumentExtras {
+    std::optional<URL> thumbnailVTTURL;
+    // The raw document bytes, kept for the host.
+    std::shared_ptr<const std::string> vmapResponseData;
+  };
+
   static std::shared_ptr<SKYLVelaTimeline> create(
       std::optional<URL> velaURL, MediaTime contentLength, MediaTime payloadLength,
       Sequences adSequences, std::vector<SKYLVelaContentImpression> contentImpressions,
-      bool isLiveSSAI);
+      bool isLiveSSAI, DocumentExtras extras = {});
 
   const std::optional<URL>& velaURL() const { return velaURL_; }
   const MediaTime& payloadLength() const { return payloadLength_; }
@@ -45,11 +52,11 @@ class SKYLVelaTimeline : public std::enable_shared_from_this<SKYLVelaTimeline> {
   // A snapshot of the breaks in ascending begin-time order.
   std::shared_ptr<const Sequences> adSequences() const;
 
-  std::optional<URL> thumbnailVTTURL() const;
-  void setThumbnailVTTURL(std::optional<URL> url);
-  // The raw document bytes, kept for the host.
-  std::shared_ptr<const std::string> vmapResponseData() const;
-  void setVmapResponseData(std::string data);
+  const std::optional<URL>& thumbnailVTTURL() const { return extras_.thumbnailVTTURL; }
+  // Null for a timeline made without a document.
+  const std::shared_ptr<const std::string>& vmapResponseData() const {
+    return extras_.vmapResponseData;
+  }
 
   std::vector<SKYLVelaContentSegment> contentSegments() const;
   MediaTime contentTimeAtAbsoluteTime(const MediaTime& absoluteTime) const;
@@ -83,7 +90,8 @@ class SKYLVelaTimeline : public std::enable_shared_from_this<SKYLVelaTimeline> {
   };
 
   SKYLVelaTimeline(std::optional<URL> velaURL, MediaTime contentLength, MediaTime payloadLength,
-                   std::vector<SKYLVelaContentImpression> contentImpressions, bool isLiveSSAI);
+                   std::vector<SKYLVelaContentImpression> contentImpressions, bool isLiveSSAI,
+                   DocumentExtras extras);
   Snapshot snapshot() const;
   void installSequences(std::shared_ptr<const Sequences> sequences) SKYL_REQUIRES(lock_);
 
@@ -92,12 +100,11 @@ class SKYLVelaTimeline : public std::enable_shared_from_this<SKYLVelaTimeline> {
   const MediaTime payloadLength_;
   const std::vector<SKYLVelaContentImpression> contentImpressions_;
   const bool liveSSAI_;
+  const DocumentExtras extras_;
 
   mutable Mutex lock_;
   std::shared_ptr<const Sequences> sequences_ SKYL_GUARDED_BY(lock_);
   std::shared_ptr<const TimelineIndex> index_ SKYL_GUARDED_BY(lock_);
-  std::optional<URL> thumbnailVTTURL_ SKYL_GUARDED_BY(lock_);
-  std::shared_ptr<const std::string> vmapResponseData_ SKYL_GUARDED_BY(lock_);
 };
 
 }  // namespace skylark

@@ -161,22 +161,22 @@ Result<SKYLVelaTimeline::Sequences> SKYLLiveSSAIParseAdMetadataFromXMLDocWithErr
                             start);
   }
 
-  auto sequences = builder.buildAdSequences().value_or(SKYLVelaTimeline::Sequences{});
-  for (const auto& sequence : sequences) {
-    sequence->setLiveSsaiAdSequence(true);
-    sequence->setLiveSsaiClientOptionsShowAdRemainingTime(options.showAdRemainingTime);
-    sequence->setLiveSsaiClientOptionsShowAdBreakRemainingTime(options.showAdBreakRemainingTime);
-    sequence->setLiveSsaiClientOptionsShowNumberOfRemainingAds(options.showNumberOfRemainingAds);
-    const auto ads = sequence->ads();
-    sequence->setLiveSsaiTimingDataAdIndex(timing.adIndex ? static_cast<int64_t>(*timing.adIndex)
-                                                          : static_cast<int64_t>(ads.size()) - 1);
-    // Each ad learns its position: a copy, since built ads do not change.
+  // Each built break becomes a live one whose ads know their positions.
+  SKYLVelaTimeline::Sequences sequences;
+  for (const auto& built : builder.buildAdSequences().value_or(SKYLVelaTimeline::Sequences{})) {
+    const auto ads = built->ads();
     SKYLVelaAdSequence::Ads indexed;
     for (size_t i = 0; i < ads.size(); ++i) {
       indexed.push_back(ads[i]->copyWith(
           [i](SKYLVelaAd::Fields& fields) { fields.adIndex = static_cast<int64_t>(i); }));
     }
-    sequence->setAds(std::move(indexed));
+    SKYLVelaAdSequence::LiveOptions live;
+    live.showAdRemainingTime = options.showAdRemainingTime;
+    live.showAdBreakRemainingTime = options.showAdBreakRemainingTime;
+    live.showNumberOfRemainingAds = options.showNumberOfRemainingAds;
+    live.timingDataAdIndex = timing.adIndex ? static_cast<int64_t>(*timing.adIndex)
+                                            : static_cast<int64_t>(ads.size()) - 1;
+    sequences.push_back(std::make_shared<SKYLVelaAdSequence>(std::move(indexed), live));
   }
   return sequences;
 }
@@ -187,7 +187,7 @@ Result<SKYLVelaAdBuilder> SKYLLiveSSAIParseAdBuilderFromAdElementAndBeginTimeWit
   SKYL_ASSIGN_OR_RETURN(SKYLVelaAdBuilder builder,
                         SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError(
                             adElement, std::nullopt, beginTime, logicalTime));
-  builder.adId = std::nullopt;                // live ads are known by position, not id
+  builder.adId.clear();                       // live ads are known by position, not id
   builder.skipOffset = MediaTime::invalid();  // and are never skippable
   builder.liveSSAI = true;
   builder.adSourcePlaceholder = false;

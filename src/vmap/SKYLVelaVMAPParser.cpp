@@ -233,7 +233,7 @@ Result<SKYLVelaAdBuilder> SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError
     const std::optional<SKYLVelaXMLElement>& breakTrackingEvents, const MediaTime& beginTime,
     const MediaTime& logicalTime) {
   SKYLVelaAdBuilder builder;
-  builder.adId = adElement.valueForAttribute("id");
+  builder.adId = adElement.valueForAttribute("id").value_or("");
   const OptionalElement inLine = adElement.firstChildWithTag("InLine");
   if (inLine) {
     if (const auto title = inLine->firstChildWithTag("AdTitle"))
@@ -310,8 +310,12 @@ Result<SKYLVelaAdBuilder> SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError
   return builder;
 }
 
-Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromXMLDocumentWithError(
-    SKYLVelaParseContext* context, SKYLVelaXMLDocument& document) {
+namespace {
+
+// The timeline of a document; bytes, when given, are the document's own.
+Result<std::shared_ptr<SKYLVelaTimeline>> parseTimeline(SKYLVelaParseContext* context,
+                                                        SKYLVelaXMLDocument& document,
+                                                        std::shared_ptr<const std::string> bytes) {
   const std::string ns = context ? context->vmapExtensionsNamespace : "";
   // A VMAP root in the default namespace still answers to "vmap:".
   document.definePrefix("vmap", std::string(kVMAPNamespace));
@@ -374,11 +378,17 @@ Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromXMLDocumentWi
   }
 
   auto built = sequences.buildAdSequences();
-  auto timeline = SKYLVelaTimeline::create(
+  return SKYLVelaTimeline::create(
       contentURI ? URL::parse(*contentURI) : std::nullopt, contentLength, payloadLength,
-      built.value_or(SKYLVelaTimeline::Sequences{}), std::move(impressions), /*isLiveSSAI=*/false);
-  if (thumbnail) timeline->setThumbnailVTTURL(std::move(thumbnail));
-  return timeline;
+      built.value_or(SKYLVelaTimeline::Sequences{}), std::move(impressions), /*isLiveSSAI=*/false,
+      {std::move(thumbnail), std::move(bytes)});
+}
+
+}  // namespace
+
+Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromXMLDocumentWithError(
+    SKYLVelaParseContext* context, SKYLVelaXMLDocument& document) {
+  return parseTimeline(context, document, nullptr);
 }
 
 Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromDataWithError(
@@ -399,9 +409,7 @@ Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromDataWithError
     if (!document.ok()) error.withUnderlyingError(document.error());
     return error;
   }
-  auto timeline = SKYLVelaParseTimelineFromXMLDocumentWithError(context, *document.value());
-  if (timeline.ok()) timeline.value()->setVmapResponseData(std::string(data));
-  return timeline;
+  return parseTimeline(context, *document.value(), std::make_shared<const std::string>(data));
 }
 
 }  // namespace skylark

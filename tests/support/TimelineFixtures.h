@@ -26,7 +26,7 @@ inline std::shared_ptr<SKYLVelaAdSequence> makeBreak(const BreakSpec& plan, doub
   for (size_t i = 0; i < plan.durations.size(); ++i) {
     SKYLVelaAdBuilder builder;
     builder.adId = std::to_string(breakNumber) + "-" + std::to_string(i);
-    builder.adTitle = "Ad " + *builder.adId;
+    builder.adTitle = "Ad " + builder.adId;
     builder.beginTime = seconds(at);
     builder.duration = seconds(plan.durations[i]);
     builder.logicalOffset = seconds(logical);

@@ -52,9 +52,11 @@ TEST(SKYLVelaAdSequenceTest, Merge_PlaceholdersKeepAdsRealAdsReplaceAndSlateAbso
   SKYLVelaAdSequence current(
       {ad("A0", 100, 10), ad("A1", 110, 10), ad("slate", 120, 10, false, /*notSlate=*/false)});
   const auto before = current.ads();
+  SKYLVelaAdSequence::LiveOptions live;
+  live.timingDataAdIndex = 1;
   SKYLVelaAdSequence incoming({ad("P0", 0, 8, /*placeholder=*/true), ad("B1", 0, 12),
-                               ad("slate2", 0, 3, false, /*notSlate=*/false)});
-  incoming.setLiveSsaiTimingDataAdIndex(1);
+                               ad("slate2", 0, 3, false, /*notSlate=*/false)},
+                              live);
 
   current.mergeAdSequence(incoming);
 

@@ -166,9 +166,13 @@ TEST(SKYLVelaTimelineTest, PathAtTimeForLiveSSAI_UsesTheBreaksAdIndex) {
   };
   const Case cases[] = {{0, ads[0]}, {2, ads[2]}, {3, nullptr}, {-1, nullptr}};
   for (const auto& c : cases) {
-    sequence->setLiveSsaiTimingDataAdIndex(c.index);
-    const auto path = timeline->pathAtTimeForLiveSSAI(seconds(25));
-    EXPECT_EQ(path->adSequence(), sequence);
+    SKYLVelaAdSequence::LiveOptions live;
+    live.timingDataAdIndex = c.index;
+    const auto indexed = std::make_shared<SKYLVelaAdSequence>(ads, live);
+    const auto withIndex = SKYLVelaTimeline::create(std::nullopt, seconds(70), seconds(100),
+                                                    {indexed}, {}, /*isLiveSSAI=*/true);
+    const auto path = withIndex->pathAtTimeForLiveSSAI(seconds(25));
+    EXPECT_EQ(path->adSequence(), indexed);
     EXPECT_EQ(path->ad(), c.expected) << c.index;
     // On a live timeline the logical time outside an ad is the absolute time.
     if (!c.expected) {
