@@ -12,7 +12,7 @@ SKYLHostServices& SKYLHostServices::shared() {
                                                  const std::shared_ptr<SKYLSource>&,
                                                  TTLCompletion completion) {
       if (video) video->setManifestTTLIsValid(true);
-      if (completion) completion(std::nullopt);
+      if (completion) completion(Result<void>());
     };
     made->sourceIsHLSe = [](const std::map<std::string, std::string>& source) {
       const auto found = source.find(std::string(kSKYLSourcePropertyKeyEncryption));

@@ -8,6 +8,7 @@
 
 #include "host/SKYLSource.h"
 #include "host/SKYLVideo.h"
+#include "platform/Result.h"
 #include "platform/SKYLError.h"
 
 namespace skylark {
@@ -16,7 +17,8 @@ namespace skylark {
 // refreshing an expired signed manifest address, telling encrypted HLS
 // apart, and logging object lifetimes.
 struct SKYLHostServices {
-  using TTLCompletion = std::function<void(std::optional<SKYLError> error)>;
+  // Nothing, or why the address could not be renewed.
+  using TTLCompletion = std::function<void(Result<void> renewed)>;
   using UpdateManifestURLTTLToken =
       std::function<void(const std::shared_ptr<SKYLVideo>& video,
                          const std::shared_ptr<SKYLSource>& source, TTLCompletion completion)>;

@@ -110,30 +110,33 @@ void SKYLSSAILive2Coordinator::start(const std::map<std::string, std::string>& a
   controller_->start(adsParams);
 }
 
-void SKYLSSAILive2Coordinator::settle(std::optional<URL> manifest, std::optional<SKYLError> error) {
+void SKYLSSAILive2Coordinator::settle(Result<URL> manifest) {
   Completion completion;
   {
     MutexLock lock(mutex_);
-    if (manifest) manifestURL_ = manifest;
+    if (manifest.ok()) manifestURL_ = manifest.value();
     completion = std::move(onResolved_);
     onResolved_ = nullptr;
   }
   if (!completion) {
     // Resolved already: later failures belong to the poll, which resets
     // itself after repeated failures; the stream keeps playing.
-    if (error)
-      SKYLHostLog(3, "SkylarkSSAI: Meridian Live tracking failed: %@", error->description());
+    if (!manifest.ok()) {
+      SKYLHostLog(3, "SkylarkSSAI: Meridian Live tracking failed: %@",
+                  manifest.error().description());
+    }
     return;
   }
-  Dispatch::main().async([completion = std::move(completion), manifest = std::move(manifest),
-                          error = std::move(error)] { completion(manifest, error); });
+  Dispatch::main().async([completion = std::move(completion), manifest = std::move(manifest)] {
+    completion(manifest);
+  });
 }
 
 void SKYLSSAILive2Coordinator::resume(URL manifestURL, URL trackingURL, Completion completion) {
   setManifestURL(manifestURL);
   controller_->resume({manifestURL, std::move(trackingURL)});
   if (completion) {
-    Dispatch::main().async([completion, manifestURL] { completion(manifestURL, std::nullopt); });
+    Dispatch::main().async([completion, manifestURL] { completion(manifestURL); });
   }
 }
 
@@ -156,12 +159,10 @@ void SKYLSSAILive2Coordinator::setManifestURL(std::optional<URL> url) {
 }
 
 void SKYLSSAILive2Coordinator::live2ControllerDidResolveManifest(const URL& manifest) {
-  settle(manifest, std::nullopt);
+  settle(manifest);
 }
 
-void SKYLSSAILive2Coordinator::live2ControllerDidFail(const SKYLError& error) {
-  settle(std::nullopt, error);
-}
+void SKYLSSAILive2Coordinator::live2ControllerDidFail(const SKYLError& error) { settle(error); }
 
 std::optional<SKYLSSAILive2AdInfo> SKYLSSAILive2Coordinator::presentableAdInfo(
     SystemTime at) const {

@@ -11,6 +11,7 @@
 #include "live2/SKYLSSAILive2AdInfo.h"
 #include "live2/SKYLSSAILive2Beacons.h"
 #include "live2/SKYLSSAILive2SessionController.h"
+#include "platform/Result.h"
 #include "platform/ThreadAnnotations.h"
 
 namespace skylark {
@@ -25,8 +26,8 @@ class SKYLSSAILive2Coordinator final
     : public SKYLSSAILive2ControllerDelegate,
       public std::enable_shared_from_this<SKYLSSAILive2Coordinator> {
  public:
-  using Completion =
-      std::function<void(std::optional<URL> manifestURL, std::optional<SKYLError> error)>;
+  // The manifest URL to play, or why there is none.
+  using Completion = std::function<void(Result<URL> manifestURL)>;
 
   static std::shared_ptr<SKYLSSAILive2Coordinator> create(URL sourceURL);
   // With the controller's dependencies and a beacon transport of the
@@ -88,7 +89,7 @@ class SKYLSSAILive2Coordinator final
                            std::shared_ptr<BeaconTransport> transport);
   std::optional<SKYLSSAILive2TimelineEntry> firstEntry(const std::string& adId) const;
   // Hands the start's outcome to its completion once; later failures are logged.
-  void settle(std::optional<URL> manifest, std::optional<SKYLError> error);
+  void settle(Result<URL> manifest);
   void fireProgress(const SKYLSSAILive2TimelineEntry& entry, double elapsed);
 
   const std::shared_ptr<SKYLSSAILive2SessionController> controller_;

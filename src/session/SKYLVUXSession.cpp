@@ -124,8 +124,8 @@ void SKYLVUXSession::load() {
                 video->identifier().value_or(""));
     std::weak_ptr<SKYLVUXSession> weak = shared_from_this();
     SKYLHostServices::shared().updateManifestURLTTLTokenForVideo(
-        video, inner->source(), [weak](std::optional<SKYLError> error) {
-          if (const auto self = weak.lock(); self && !error) self->load();
+        video, inner->source(), [weak](Result<void> renewed) {
+          if (const auto self = weak.lock(); self && renewed.ok()) self->load();
         });
     return;
   }

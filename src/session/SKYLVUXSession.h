@@ -191,7 +191,7 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   void live2TeardownSession();
   void live2PlayContentOnly(const std::shared_ptr<SKYLSource>& source);
   void live2DidStart(uint64_t generation, const std::shared_ptr<SKYLSource>& source,
-                     std::optional<URL> manifest, std::optional<SKYLError> error);
+                     Result<URL> manifest);
   void live2UpdateAdState();
   void live2ExitCurrentAd();
   void live2EmitAdProgressAt(SystemTime date);

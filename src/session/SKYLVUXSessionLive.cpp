@@ -49,10 +49,8 @@ void SKYLVUXSession::loadLive2Session(const std::shared_ptr<SKYLSource>& source)
   live2Coordinator_ = live2CoordinatorFactory_ ? live2CoordinatorFactory_(*source->url())
                                                : SKYLSSAILive2Coordinator::create(*source->url());
   std::weak_ptr<SKYLVUXSession> weak = shared_from_this();
-  auto completion = [weak, generation, source](std::optional<URL> manifest,
-                                               std::optional<SKYLError> error) {
-    if (const auto self = weak.lock())
-      self->live2DidStart(generation, source, std::move(manifest), std::move(error));
+  auto completion = [weak, generation, source](Result<URL> manifest) {
+    if (const auto self = weak.lock()) self->live2DidStart(generation, source, std::move(manifest));
   };
   const auto resolved =
       live2ResolvedSessionLookup_ ? live2ResolvedSessionLookup_(*source->url()) : nullptr;
@@ -65,21 +63,22 @@ void SKYLVUXSession::loadLive2Session(const std::shared_ptr<SKYLSource>& source)
 }
 
 void SKYLVUXSession::live2DidStart(uint64_t generation, const std::shared_ptr<SKYLSource>& source,
-                                   std::optional<URL> manifest, std::optional<SKYLError> error) {
+                                   Result<URL> manifest) {
   if (generation != live2SessionGeneration_ || !live2Coordinator_) return;  // a newer start won
-  if (!manifest || error) {
+  if (!manifest.ok()) {
     SKYLHostLog(0, "Meridian Live session init failed, playing without tracking. %@",
-                error ? error->description() : std::string("(no manifest)"));
+                manifest.error().description());
     live2PlayContentOnly(source);
     return;
   }
+  const URL& manifestURL = manifest.value();
   if (const auto tracking = live2Coordinator_->trackingURL();
       tracking && live2ResolvedSessionRecorder_ && source->url()) {
-    live2ResolvedSessionRecorder_(*source->url(), *manifest, *tracking);
+    live2ResolvedSessionRecorder_(*source->url(), manifestURL, *tracking);
   }
   ssaiSource_ =
-      SKYLSource::initWithURL(manifest, std::string(kSKYLDeliveryHLS), source->properties());
-  innerPlaybackSession()->loadVideoURL(*manifest);
+      SKYLSource::initWithURL(manifestURL, std::string(kSKYLDeliveryHLS), source->properties());
+  innerPlaybackSession()->loadVideoURL(manifestURL);
   startObservingRequiredValuesOnInnerPlaybackSession(*innerPlaybackSession());
   loadState_.set(2);
 }

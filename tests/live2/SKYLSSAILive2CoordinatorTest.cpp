@@ -236,9 +236,9 @@ TEST(SKYLSSAILive2CoordinatorStartTest, TheCompletionRunsOnceOnTheMainQueue) {
       SKYLSSAILive2Coordinator::create(*URL::parse(service.sessionURL()), std::move(dependencies),
                                        SKYLSSAILive2Coordinator::liveBeaconTransport());
   std::vector<std::string> calls;
-  coordinator->start({}, [&](auto manifest, auto error) {
+  coordinator->start({}, [&](Result<URL> manifest) {
     EXPECT_TRUE(Dispatch::main().isCurrent());
-    calls.push_back(manifest ? "manifest" : "error " + error->description());
+    calls.push_back(manifest.ok() ? "manifest" : "error " + manifest.error().description());
   });
   ASSERT_TRUE(service.waitForPolls(3, 5s));
   Dispatch::main().runUntil([] { return false; }, 100ms);
@@ -250,8 +250,8 @@ TEST(SKYLSSAILive2CoordinatorStartTest, TheCompletionRunsOnceOnTheMainQueue) {
   refusing.setSessionAnswer({503, "busy", 0});
   auto failing = SKYLSSAILive2Coordinator::create(*URL::parse(refusing.sessionURL()));
   calls.clear();
-  failing->start({},
-                 [&](auto manifest, auto) { calls.push_back(manifest ? "manifest" : "error"); });
+  failing->start(
+      {}, [&](Result<URL> manifest) { calls.push_back(manifest.ok() ? "manifest" : "error"); });
   Dispatch::main().runUntil([&] { return !calls.empty(); }, 5s);
   Dispatch::main().runUntil([] { return false; }, 50ms);
   EXPECT_EQ(calls, std::vector<std::string>{"error"});

@@ -82,14 +82,15 @@ int runLive(const LiveOptions& options, const std::atomic<bool>& interrupted, st
 
   // The completion comes once, on the main queue, which this command runs.
   std::optional<bool> opened;
-  coordinator->start(options.adsParams, [&opened, printer](auto manifest, auto error) {
-    opened = manifest.has_value();
-    if (manifest) {
-      printer->print({{"session", "opened"}, {"manifest", manifest->absoluteString()}},
-                     "session opened; manifest " + manifest->absoluteString());
-    } else if (error) {
-      printer->print(errorJSON(*error), "error: " + error->domain + " " +
-                                            std::to_string(error->code) + ": " + errorText(*error));
+  coordinator->start(options.adsParams, [&opened, printer](Result<URL> manifest) {
+    opened = manifest.ok();
+    if (manifest.ok()) {
+      const std::string& url = manifest.value().absoluteString();
+      printer->print({{"session", "opened"}, {"manifest", url}}, "session opened; manifest " + url);
+    } else {
+      const SKYLError& error = manifest.error();
+      printer->print(errorJSON(error), "error: " + error.domain + " " + std::to_string(error.code) +
+                                           ": " + errorText(error));
     }
   });
   Dispatch::main().runUntil([&] { return opened.has_value() || interrupted; },
