@@ -4,32 +4,35 @@
 
 #include <algorithm>
 #include <cctype>
-#include <mutex>
+
+#include "platform/ThreadAnnotations.h"
 
 namespace skylark {
 namespace {
 
-std::mutex& hostsMutex() {
-  static std::mutex mutex;
-  return mutex;
-}
+struct EndpointHosts {
+  Mutex mutex;
+  std::pair<std::string, std::string> productionAndQA SKYL_GUARDED_BY(mutex){
+      kSKYLSSAILive2ProductionHost, kSKYLSSAILive2QAHost};
+};
 
-std::pair<std::string, std::string>& hosts() {
-  static std::pair<std::string, std::string> pair{kSKYLSSAILive2ProductionHost,
-                                                  kSKYLSSAILive2QAHost};
-  return pair;
+EndpointHosts& endpointHostsSlot() {
+  static EndpointHosts hosts;
+  return hosts;
 }
 
 }  // namespace
 
 void SKYLSSAILive2Detector::setEndpointHosts(std::string production, std::string qa) {
-  std::lock_guard lock(hostsMutex());
-  hosts() = {lowercaseASCII(std::move(production)), lowercaseASCII(std::move(qa))};
+  EndpointHosts& hosts = endpointHostsSlot();
+  MutexLock lock(hosts.mutex);
+  hosts.productionAndQA = {lowercaseASCII(std::move(production)), lowercaseASCII(std::move(qa))};
 }
 
 std::pair<std::string, std::string> SKYLSSAILive2Detector::endpointHosts() {
-  std::lock_guard lock(hostsMutex());
-  return hosts();
+  EndpointHosts& hosts = endpointHostsSlot();
+  MutexLock lock(hosts.mutex);
+  return hosts.productionAndQA;
 }
 
 bool SKYLSSAILive2Detector::matchesHostname(const std::optional<URL>& url) {

@@ -1,36 +1,39 @@
 #include "measurement/SKYLOMSDKComponent.h"
 
 #include <memory>
-#include <mutex>
+
+#include "platform/ThreadAnnotations.h"
 
 #include "host/SKYLHostNotifications.h"
 
 namespace skylark {
 namespace {
 
-std::mutex& lookupMutex() {
-  static std::mutex mutex;
-  return mutex;
-}
+struct LookupSlot {
+  Mutex mutex;
+  std::shared_ptr<const SKYLOMSDKComponent::VersionLookup> lookup SKYL_GUARDED_BY(mutex);
+};
 
-std::shared_ptr<const SKYLOMSDKComponent::VersionLookup>& currentLookup() {
-  static std::shared_ptr<const SKYLOMSDKComponent::VersionLookup> lookup;
-  return lookup;
+LookupSlot& lookupSlot() {
+  static LookupSlot slot;
+  return slot;
 }
 
 }  // namespace
 
 void SKYLOMSDKComponent::setVersionLookup(VersionLookup lookup) {
   auto shared = lookup ? std::make_shared<const VersionLookup>(std::move(lookup)) : nullptr;
-  std::lock_guard lock(lookupMutex());
-  currentLookup() = std::move(shared);
+  LookupSlot& slot = lookupSlot();
+  MutexLock lock(slot.mutex);
+  slot.lookup = std::move(shared);
 }
 
 std::optional<std::string> SKYLOMSDKComponent::versionIdentifier() const {
   std::shared_ptr<const VersionLookup> lookup;
   {
-    std::lock_guard lock(lookupMutex());
-    lookup = currentLookup();
+    LookupSlot& slot = lookupSlot();
+    MutexLock lock(slot.mutex);
+    lookup = slot.lookup;
   }
   return lookup ? (*lookup)() : std::nullopt;
 }

@@ -2,20 +2,21 @@
 
 #include <cstdio>
 #include <memory>
-#include <mutex>
+
+#include "platform/ThreadAnnotations.h"
 
 namespace skylark {
 namespace {
 
-// Process-lifetime: threads may still log while the process exits.
-std::mutex& sinkMutex() {
-  static auto* mutex = new std::mutex;
-  return *mutex;
-}
+struct SinkSlot {
+  Mutex mutex;
+  std::shared_ptr<const LogSink> sink SKYL_GUARDED_BY(mutex);
+};
 
-std::shared_ptr<const LogSink>& currentSink() {
-  static auto* sink = new std::shared_ptr<const LogSink>;
-  return *sink;
+// Process-lifetime: threads may still log while the process exits.
+SinkSlot& sinkSlot() {
+  static auto* slot = new SinkSlot;
+  return *slot;
 }
 
 void writeToStandardError(const LogRecord& record) {
@@ -28,15 +29,17 @@ void writeToStandardError(const LogRecord& record) {
 
 void setLogSink(LogSink sink) {
   auto replacement = sink ? std::make_shared<const LogSink>(std::move(sink)) : nullptr;
-  std::lock_guard lock(sinkMutex());
-  currentSink() = std::move(replacement);
+  SinkSlot& slot = sinkSlot();
+  MutexLock lock(slot.mutex);
+  slot.sink = std::move(replacement);
 }
 
 void emitLog(LogChannel channel, int level, std::string_view message) {
   std::shared_ptr<const LogSink> sink;
   {
-    std::lock_guard lock(sinkMutex());
-    sink = currentSink();
+    SinkSlot& slot = sinkSlot();
+    MutexLock lock(slot.mutex);
+    sink = slot.sink;
   }
   const LogRecord record{channel, level, message};
   if (sink) {

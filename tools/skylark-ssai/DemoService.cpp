@@ -145,7 +145,7 @@ DemoService::DemoService(double playheadDelaySeconds, const std::string& streamD
   });
   server_->Post("/live/v1/session", [this](const httplib::Request&, httplib::Response& response) {
     {
-      std::lock_guard lock(mutex_);
+      MutexLock lock(mutex_);
       liveOpened_ = std::chrono::system_clock::now();
     }
     response.set_content(R"({"manifestUrl": "/live/master.m3u8", "trackingUrl": "/live/tracking"})",
@@ -157,7 +157,7 @@ DemoService::DemoService(double playheadDelaySeconds, const std::string& streamD
   server_->Get(R"(/b/.*)", [this](const httplib::Request& request, httplib::Response& response) {
     std::function<void(const std::string&)> observer;
     {
-      std::lock_guard lock(mutex_);
+      MutexLock lock(mutex_);
       received_.push_back(request.path);
       lastBeacon_ = std::chrono::steady_clock::now();
       observer = observer_;
@@ -184,7 +184,7 @@ std::string DemoService::trackingAnswer() {
   std::chrono::system_clock::time_point opened;
   int poll = 0;
   {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     opened = liveOpened_;
     poll = ++polls_;
   }
@@ -206,12 +206,12 @@ std::string DemoService::trackingAnswer() {
 }
 
 std::vector<std::string> DemoService::received() const {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   return received_;
 }
 
 void DemoService::setBeaconObserver(std::function<void(const std::string&)> observer) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   observer_ = std::move(observer);
 }
 
@@ -220,7 +220,7 @@ void DemoService::waitUntilQuiet(std::chrono::milliseconds quiet,
   const auto deadline = std::chrono::steady_clock::now() + timeout;
   while (std::chrono::steady_clock::now() < deadline) {
     {
-      std::lock_guard lock(mutex_);
+      MutexLock lock(mutex_);
       if (std::chrono::steady_clock::now() - lastBeacon_ >= quiet) return;
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(20));

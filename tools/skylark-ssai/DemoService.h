@@ -4,10 +4,11 @@
 #include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "platform/ThreadAnnotations.h"
 
 namespace httplib {
 class Server;
@@ -54,12 +55,13 @@ class DemoService {
   std::thread thread_;
   int port_ = 0;
   const double playheadDelay_;
-  mutable std::mutex mutex_;
-  std::vector<std::string> received_;
-  std::chrono::steady_clock::time_point lastBeacon_ = std::chrono::steady_clock::now();
-  std::function<void(const std::string&)> observer_;
-  std::chrono::system_clock::time_point liveOpened_{};
-  int polls_ = 0;
+  mutable Mutex mutex_;
+  std::vector<std::string> received_ SKYL_GUARDED_BY(mutex_);
+  std::chrono::steady_clock::time_point lastBeacon_ SKYL_GUARDED_BY(mutex_) =
+      std::chrono::steady_clock::now();
+  std::function<void(const std::string&)> observer_ SKYL_GUARDED_BY(mutex_);
+  std::chrono::system_clock::time_point liveOpened_ SKYL_GUARDED_BY(mutex_){};
+  int polls_ SKYL_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace skylark::tool

@@ -15,6 +15,7 @@
 #include "live2/SKYLSSAILive2SessionClient.h"
 #include "live2/SKYLSSAILive2Timeline.h"
 #include "platform/DispatchQueue.h"
+#include "platform/ThreadAnnotations.h"
 
 namespace skylark::tool {
 namespace {
@@ -31,13 +32,13 @@ class Printer {
  public:
   Printer(std::ostream& out, bool json) : out_(out), json_(json) {}
   void print(const Json& fields, const std::string& text) {
-    std::lock_guard lock(mutex_);
+    MutexLock lock(mutex_);
     out_ << (json_ ? jsonText(fields) : text) << "\n" << std::flush;
   }
 
  private:
-  std::mutex mutex_;
-  std::ostream& out_;
+  Mutex mutex_;
+  std::ostream& out_ SKYL_GUARDED_BY(mutex_);
   bool json_;
 };
 

@@ -10,6 +10,7 @@
 
 #include "InspectCommand.h"
 #include "TimelineJSON.h"
+#include "platform/ThreadAnnotations.h"
 #include "tracking/SKYLVelaAnalyticsSession.h"
 
 namespace skylark::tool {
@@ -29,26 +30,29 @@ class WaitingTransport final : public BeaconTransport {
   using BeaconTransport::send;
   void send(const URL& url, Delivered delivered) override {
     {
-      std::lock_guard lock(mutex_);
+      MutexLock lock(mutex_);
       ++inFlight_;
     }
     inner_.send(url, [this, delivered](const BeaconDelivery& delivery) {
       if (delivered) delivered(delivery);
-      std::lock_guard lock(mutex_);
+      MutexLock lock(mutex_);
       --inFlight_;
       done_.notify_all();
     });
   }
   void waitForAll(std::chrono::seconds timeout) {
-    std::unique_lock lock(mutex_);
-    done_.wait_for(lock, timeout, [this] { return inFlight_ == 0; });
+    MutexLock lock(mutex_);
+    // The wait gives the mutex up and takes it back, which the analysis
+    // cannot follow; the predicate runs with the mutex held.
+    done_.wait_for(mutex_, timeout,
+                   [this]() SKYL_NO_THREAD_SAFETY_ANALYSIS { return inFlight_ == 0; });
   }
 
  private:
   URLSessionBeaconTransport inner_;
-  std::mutex mutex_;
-  std::condition_variable done_;
-  int inFlight_ = 0;
+  Mutex mutex_;
+  std::condition_variable_any done_;
+  int inFlight_ SKYL_GUARDED_BY(mutex_) = 0;
 };
 
 double seconds(const MediaTime& t) { return t.seconds(); }
