@@ -9,6 +9,7 @@ void Player::postRateChange() {
   Notification notification;
   notification.name = std::string(kSKYLPlayerRateDidChangeNotification);
   notification.object = this;
+  notification.sender = this;
   NotificationCenter::defaultCenter().post(notification);
 }
 

@@ -10,12 +10,18 @@ NotificationCenter& NotificationCenter::defaultCenter() {
 }
 
 NotificationCenter::Token NotificationCenter::addObserver(std::string name, Observer observer) {
+  return addObserver(std::move(name), nullptr, std::move(observer));
+}
+
+NotificationCenter::Token NotificationCenter::addObserver(std::string name, const void* sender,
+                                                          Observer observer) {
   auto entry = std::make_shared<Entry>();
   entry->name = std::move(name);
+  entry->sender = sender;
   entry->observer = std::move(observer);
   MutexLock lock(mutex_);
   entry->token = nextToken_++;
-  (entry->name.empty() ? everyName_ : named_[entry->name]).push_back(entry);
+  (entry->name.empty() ? everyName_ : named_[{entry->name, sender}]).push_back(entry);
   byToken_[entry->token] = entry;
   return entry->token;
 }
@@ -27,24 +33,36 @@ void NotificationCenter::removeObserver(Token token) {
   const auto entry = found->second;
   byToken_.erase(found);
   entry->active = false;
-  const auto named = named_.find(entry->name);
-  Entries& list = entry->name.empty() ? everyName_ : named->second;
+  if (entry->name.empty()) {
+    everyName_.erase(std::find(everyName_.begin(), everyName_.end(), entry));
+    return;
+  }
+  const auto named = named_.find({entry->name, entry->sender});
+  Entries& list = named->second;
   list.erase(std::find(list.begin(), list.end(), entry));
-  if (!entry->name.empty() && list.empty()) named_.erase(named);
+  if (list.empty()) named_.erase(named);
 }
 
 void NotificationCenter::post(const Notification& notification) {
   Entries snapshot;
   {
     MutexLock lock(mutex_);
-    const auto named = named_.find(notification.name);
     const Entries none;
-    const Entries& byName = named == named_.end() ? none : named->second;
-    // Both lists are in registration order: merge them by token.
-    snapshot.reserve(byName.size() + everyName_.size());
-    std::merge(byName.begin(), byName.end(), everyName_.begin(), everyName_.end(),
-               std::back_inserter(snapshot),
-               [](const auto& a, const auto& b) { return a->token < b->token; });
+    const auto observersOf = [&](const void* sender) -> const Entries& {
+      const auto found = named_.find({notification.name, sender});
+      return found == named_.end() ? none : found->second;
+    };
+    const Entries& anySender = observersOf(nullptr);
+    const Entries& thisSender = notification.sender ? observersOf(notification.sender) : none;
+    // Every list is in registration order: merge them by token.
+    const auto byToken = [](const auto& a, const auto& b) { return a->token < b->token; };
+    Entries named;
+    named.reserve(anySender.size() + thisSender.size());
+    std::merge(anySender.begin(), anySender.end(), thisSender.begin(), thisSender.end(),
+               std::back_inserter(named), byToken);
+    snapshot.reserve(named.size() + everyName_.size());
+    std::merge(named.begin(), named.end(), everyName_.begin(), everyName_.end(),
+               std::back_inserter(snapshot), byToken);
   }
   for (const auto& entry : snapshot) {
     if (entry->active) entry->observer(notification);

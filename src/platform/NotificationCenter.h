@@ -19,6 +19,8 @@ struct Notification {
   std::string name;
   std::any object;
   std::map<std::string, std::any> userInfo;
+  // Who posted it, for observers of one sender only; null for anyone.
+  const void* sender = nullptr;
 };
 
 // Named notifications, delivered synchronously on the posting thread.
@@ -34,6 +36,10 @@ class NotificationCenter {
 
   // An empty name observes every notification.
   [[nodiscard]] Token addObserver(std::string name, Observer observer);
+  // Only the notifications of that name from that sender: a post costs the
+  // observers of its sender, however many others watch other senders (a
+  // thousand sessions each watch their own player's rate).
+  [[nodiscard]] Token addObserver(std::string name, const void* sender, Observer observer);
   void removeObserver(Token token);
   void post(const Notification& notification);
 
@@ -41,17 +47,23 @@ class NotificationCenter {
   struct Entry {
     Token token;
     std::string name;
+    const void* sender;
     Observer observer;
     std::atomic<bool> active{true};
   };
 
   using Entries = std::vector<std::shared_ptr<Entry>>;  // in registration order
+  using Key = std::pair<std::string, const void*>;      // name and sender (null: any)
+  struct KeyHash {
+    size_t operator()(const Key& key) const {
+      return std::hash<std::string>{}(key.first) ^ std::hash<const void*>{}(key.second);
+    }
+  };
 
   Mutex mutex_;
   Token nextToken_ SKYL_GUARDED_BY(mutex_) = 1;
-  // By name, so a post costs its own observers only, however many others
-  // there are (a thousand sessions each watch the player's rate).
-  std::unordered_map<std::string, Entries> named_ SKYL_GUARDED_BY(mutex_);
+  // By name and sender, so a post costs its own observers only.
+  std::unordered_map<Key, Entries, KeyHash> named_ SKYL_GUARDED_BY(mutex_);
   Entries everyName_ SKYL_GUARDED_BY(mutex_);
   std::unordered_map<Token, std::shared_ptr<Entry>> byToken_ SKYL_GUARDED_BY(mutex_);
 };

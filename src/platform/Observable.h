@@ -25,8 +25,8 @@ class Observable {
   // The registry outlives the property while observations still name it.
   class Registry {
    public:
-    uint64_t add(Observer observer) {
-      entries_.push_back({nextId_, std::make_shared<Observer>(std::move(observer))});
+    uint64_t add(std::shared_ptr<Observer> observer) {
+      entries_.push_back({nextId_, std::move(observer)});
       return nextId_++;
     }
     void remove(uint64_t id) {
@@ -109,7 +109,7 @@ class Observable {
   // current value. Returns the id to remove it with.
   uint64_t addObserver(Observer observer, bool initial) {
     const auto shared = std::make_shared<Observer>(std::move(observer));
-    const uint64_t id = registry_->add([shared](const T& v) { (*shared)(v); });
+    const uint64_t id = registry_->add(shared);
     if (initial) (*shared)(value_);
     return id;
   }

@@ -58,12 +58,14 @@ void SKYLVUXSession::start() {
       innerPlaybackSession()->lifecycleState(),
       [this](const SKYLLifecycleEventPtr& event) { innerLifecycleChanged(event); }, true);
   std::weak_ptr<SKYLVUXSession> weak = shared_from_this();
+  // The inner session keeps its player for life: observe that one only.
+  const Player* player = innerPlaybackSession()->player().get();
   rateObserver_ = NotificationCenter::defaultCenter().addObserver(
-      std::string(kSKYLPlayerRateDidChangeNotification), [weak](const Notification& n) {
+      std::string(kSKYLPlayerRateDidChangeNotification), player, [weak](const Notification& n) {
         const auto self = weak.lock();
-        const auto* player = std::any_cast<Player*>(&n.object);
-        if (self && player && *player && *player == self->innerPlaybackSession()->player().get()) {
-          self->didChangeRate(**player);
+        const auto* posted = std::any_cast<Player*>(&n.object);
+        if (self && posted && *posted && *posted == self->innerPlaybackSession()->player().get()) {
+          self->didChangeRate(**posted);
         }
       });
 }

@@ -7,29 +7,35 @@
 
 namespace skylark {
 
+namespace {
+
+MediaTime logicalTimeOf(const SKYLVelaTimeline* timeline, const MediaTime& absoluteTime,
+                        const SKYLVelaAd* ad, const MediaTime* adTimeEnded) {
+  if (ad) return absoluteTime - ad->beginTime();
+  if (!timeline || timeline->isLiveSSAI()) return absoluteTime;
+  if (adTimeEnded) return absoluteTime - *adTimeEnded;
+  return timeline->absoluteTimeLessEndedAds(absoluteTime);
+}
+
+}  // namespace
+
 SKYLVelaPath::SKYLVelaPath(std::shared_ptr<const SKYLVelaTimeline> timeline, MediaTime absoluteTime,
                            std::shared_ptr<SKYLVelaAdSequence> adSequence,
                            std::shared_ptr<const SKYLVelaAd> ad)
     : timeline_(std::move(timeline)),
       absoluteTime_(absoluteTime),
       adSequence_(std::move(adSequence)),
-      ad_(std::move(ad)) {}
+      ad_(std::move(ad)),
+      logicalTime_(logicalTimeOf(timeline_.get(), absoluteTime_, ad_.get(), nullptr)) {}
 
-SKYLVelaPath::SKYLVelaPath(const SKYLVelaPath& other)
-    : SKYLVelaPath(other.timeline_, other.absoluteTime_, other.adSequence_, other.ad_) {}
-
-MediaTime SKYLVelaPath::logicalTime() const {
-  std::call_once(logicalTimeOnce_, [this] {
-    if (ad_) {
-      computedLogicalTime_ = absoluteTime_ - ad_->beginTime();
-    } else if (!timeline_ || timeline_->isLiveSSAI()) {
-      computedLogicalTime_ = absoluteTime_;
-    } else {
-      computedLogicalTime_ = timeline_->absoluteTimeLessEndedAds(absoluteTime_);
-    }
-  });
-  return computedLogicalTime_;
-}
+SKYLVelaPath::SKYLVelaPath(std::shared_ptr<const SKYLVelaTimeline> timeline, MediaTime absoluteTime,
+                           std::shared_ptr<SKYLVelaAdSequence> adSequence,
+                           std::shared_ptr<const SKYLVelaAd> ad, const MediaTime& adTimeEnded)
+    : timeline_(std::move(timeline)),
+      absoluteTime_(absoluteTime),
+      adSequence_(std::move(adSequence)),
+      ad_(std::move(ad)),
+      logicalTime_(logicalTimeOf(timeline_.get(), absoluteTime_, ad_.get(), &adTimeEnded)) {}
 
 bool SKYLVelaPath::operator==(const SKYLVelaPath& other) const {
   if (this == &other) return true;

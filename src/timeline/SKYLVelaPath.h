@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "platform/MediaTime.h"
@@ -14,14 +13,18 @@ class SKYLVelaTimeline;
 
 // A position on a timeline: the absolute time, and the break and ad that
 // contain it (either may be absent; an ad always lies inside its break).
-// Its logical time is computed once, on first use, and may be read from
-// any thread.
+// Immutable: its logical time is computed when it is made.
 class SKYLVelaPath {
  public:
   SKYLVelaPath(std::shared_ptr<const SKYLVelaTimeline> timeline, MediaTime absoluteTime,
                std::shared_ptr<SKYLVelaAdSequence> adSequence,
                std::shared_ptr<const SKYLVelaAd> ad);
-  SKYLVelaPath(const SKYLVelaPath& other);
+  // With the ad time ended by absoluteTime already known (the timeline
+  // making the path has it at hand).
+  SKYLVelaPath(std::shared_ptr<const SKYLVelaTimeline> timeline, MediaTime absoluteTime,
+               std::shared_ptr<SKYLVelaAdSequence> adSequence, std::shared_ptr<const SKYLVelaAd> ad,
+               const MediaTime& adTimeEnded);
+  SKYLVelaPath(const SKYLVelaPath& other) = default;
   SKYLVelaPath& operator=(const SKYLVelaPath&) = delete;
 
   const std::shared_ptr<const SKYLVelaTimeline>& timeline() const { return timeline_; }
@@ -32,7 +35,7 @@ class SKYLVelaPath {
   // Inside an ad: the time into the ad. Otherwise the content time: the
   // absolute time itself on a live timeline, else the absolute time less
   // the ads that ended at or before it.
-  MediaTime logicalTime() const;
+  const MediaTime& logicalTime() const { return logicalTime_; }
 
   bool operator==(const SKYLVelaPath& other) const;
   size_t hash() const;
@@ -43,8 +46,7 @@ class SKYLVelaPath {
   MediaTime absoluteTime_;
   std::shared_ptr<SKYLVelaAdSequence> adSequence_;
   std::shared_ptr<const SKYLVelaAd> ad_;
-  mutable std::once_flag logicalTimeOnce_;
-  mutable MediaTime computedLogicalTime_ = MediaTime::invalid();
+  MediaTime logicalTime_;
 };
 
 }  // namespace skylark

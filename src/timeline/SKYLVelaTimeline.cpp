@@ -32,16 +32,21 @@ std::shared_ptr<SKYLVelaTimeline> SKYLVelaTimeline::create(
     std::optional<URL> velaURL, MediaTime contentLength, MediaTime payloadLength,
     Sequences adSequences, std::vector<SKYLVelaContentImpression> contentImpressions,
     bool isLiveSSAI, DocumentExtras extras) {
-  std::shared_ptr<SKYLVelaTimeline> timeline(
-      new SKYLVelaTimeline(std::move(velaURL), contentLength, payloadLength,
+  return std::shared_ptr<SKYLVelaTimeline>(
+      new SKYLVelaTimeline(std::move(velaURL), contentLength, payloadLength, std::move(adSequences),
                            std::move(contentImpressions), isLiveSSAI, std::move(extras)));
-  MutexLock lock(timeline->lock_);
-  timeline->installSequences(std::make_shared<const Sequences>(std::move(adSequences)));
-  return timeline;
 }
 
+namespace {
+
+std::shared_ptr<const SKYLVelaTimeline::Sequences> shared(SKYLVelaTimeline::Sequences sequences) {
+  return std::make_shared<const SKYLVelaTimeline::Sequences>(std::move(sequences));
+}
+
+}  // namespace
+
 SKYLVelaTimeline::SKYLVelaTimeline(std::optional<URL> velaURL, MediaTime contentLength,
-                                   MediaTime payloadLength,
+                                   MediaTime payloadLength, Sequences adSequences,
                                    std::vector<SKYLVelaContentImpression> contentImpressions,
                                    bool isLiveSSAI, DocumentExtras extras)
     : velaURL_(std::move(velaURL)),
@@ -49,22 +54,26 @@ SKYLVelaTimeline::SKYLVelaTimeline(std::optional<URL> velaURL, MediaTime content
       payloadLength_(payloadLength),
       contentImpressions_(std::move(contentImpressions)),
       liveSSAI_(isLiveSSAI),
-      extras_(std::move(extras)) {}
-
-void SKYLVelaTimeline::installSequences(std::shared_ptr<const Sequences> sequences) {
-  sequences_ = std::move(sequences);
-  // Live breaks are rewritten in place by merges, so they are always walked.
-  index_ = liveSSAI_ ? nullptr : TimelineIndex::build(*sequences_, payloadLength_);
-}
+      extras_(std::move(extras)),
+      vodSequences_(isLiveSSAI ? nullptr : shared(std::move(adSequences))),
+      vodIndex_(isLiveSSAI ? nullptr : TimelineIndex::build(*vodSequences_, payloadLength)),
+      liveSequences_(isLiveSSAI ? shared(std::move(adSequences)) : nullptr) {}
 
 SKYLVelaTimeline::Snapshot SKYLVelaTimeline::snapshot() const {
+  if (!liveSSAI_) return {vodSequences_, vodIndex_};
   MutexLock lock(lock_);
-  return {sequences_, index_};
+  return {liveSequences_, nullptr};  // live breaks are merged in place, so always walked
+}
+
+template <typename Answer>
+auto SKYLVelaTimeline::answerFrom(Answer answer) const {
+  if (!liveSSAI_) return answer(*vodSequences_, vodIndex_.get());
+  const Snapshot s = snapshot();
+  return answer(*s.sequences, s.index.get());
 }
 
 std::shared_ptr<const SKYLVelaTimeline::Sequences> SKYLVelaTimeline::adSequences() const {
-  MutexLock lock(lock_);
-  return sequences_;
+  return snapshot().sequences;
 }
 
 std::vector<SKYLVelaContentSegment> SKYLVelaTimeline::contentSegments() const {
@@ -73,34 +82,49 @@ std::vector<SKYLVelaContentSegment> SKYLVelaTimeline::contentSegments() const {
 
 MediaTime SKYLVelaTimeline::contentTimeAtAbsoluteTime(const MediaTime& absoluteTime) const {
   if (liveSSAI_) return absoluteTime;
-  const Snapshot s = snapshot();
-  if (s.index) return s.index->contentTimeAt(absoluteTime);
-  return timeline_walks::contentTimeAt(
-      timeline_walks::contentSegments(*s.sequences, payloadLength_), absoluteTime);
+  return answerFrom([&](const Sequences& sequences, const TimelineIndex* index) {
+    if (index) return index->contentTimeAt(absoluteTime);
+    return timeline_walks::contentTimeAt(timeline_walks::contentSegments(sequences, payloadLength_),
+                                         absoluteTime);
+  });
 }
 
 MediaTime SKYLVelaTimeline::absoluteTimeAtContentTime(const MediaTime& contentTime) const {
   if (liveSSAI_) return contentTime;
-  const Snapshot s = snapshot();
-  if (s.index) return s.index->absoluteTimeAt(contentTime);
-  return timeline_walks::absoluteTimeAt(
-      timeline_walks::contentSegments(*s.sequences, payloadLength_), payloadLength_, contentTime);
+  return answerFrom([&](const Sequences& sequences, const TimelineIndex* index) {
+    if (index) return index->absoluteTimeAt(contentTime);
+    return timeline_walks::absoluteTimeAt(
+        timeline_walks::contentSegments(sequences, payloadLength_), payloadLength_, contentTime);
+  });
 }
 
+namespace {
+
+MediaTime adTimeEndedBy(const SKYLVelaTimeline::Sequences& sequences, const TimelineIndex* index,
+                        const MediaTime& absoluteTime) {
+  return index ? index->adTimeEndedBy(absoluteTime)
+               : timeline_walks::adTimeEndedBy(sequences, absoluteTime);
+}
+
+}  // namespace
+
 MediaTime SKYLVelaTimeline::absoluteTimeLessEndedAds(const MediaTime& absoluteTime) const {
-  const Snapshot s = snapshot();
-  const MediaTime ended = s.index ? s.index->adTimeEndedBy(absoluteTime)
-                                  : timeline_walks::adTimeEndedBy(*s.sequences, absoluteTime);
-  return absoluteTime - ended;
+  return answerFrom([&](const Sequences& sequences, const TimelineIndex* index) {
+    return absoluteTime - adTimeEndedBy(sequences, index, absoluteTime);
+  });
 }
 
 std::shared_ptr<const SKYLVelaPath> SKYLVelaTimeline::pathAtTime(
     const MediaTime& absoluteTime) const {
-  const Snapshot s = snapshot();
-  auto found =
-      s.index ? s.index->locate(absoluteTime) : timeline_walks::locate(*s.sequences, absoluteTime);
-  return std::make_shared<const SKYLVelaPath>(shared_from_this(), absoluteTime,
-                                              std::move(found.adSequence), std::move(found.ad));
+  return answerFrom([&](const Sequences& sequences, const TimelineIndex* index) {
+    auto found =
+        index ? index->locate(absoluteTime) : timeline_walks::locate(sequences, absoluteTime);
+    // Outside an ad, the path's logical time needs the ad time ended.
+    const MediaTime ended =
+        found.ad ? MediaTime::zero() : adTimeEndedBy(sequences, index, absoluteTime);
+    return std::make_shared<const SKYLVelaPath>(
+        shared_from_this(), absoluteTime, std::move(found.adSequence), std::move(found.ad), ended);
+  });
 }
 
 std::shared_ptr<const SKYLVelaPath> SKYLVelaTimeline::pathAtTimeForLiveSSAI(
@@ -118,17 +142,17 @@ std::shared_ptr<const SKYLVelaPath> SKYLVelaTimeline::pathAtTimeForLiveSSAI(
 }
 
 void SKYLVelaTimeline::installLiveAdSequences(Sequences adSequences) {
+  if (!liveSSAI_) return;
   MutexLock lock(lock_);
   double b0 = 0, e0 = 0, b1 = 0, e1 = 0;
-  firstBreakSeconds(*sequences_, b0, e0);
+  firstBreakSeconds(*liveSequences_, b0, e0);
   firstBreakSeconds(adSequences, b1, e1);
-  if (!sequences_->empty() && intervalsOverlap(b0, e0, b1, e1)) {
+  if (!liveSequences_->empty() && intervalsOverlap(b0, e0, b1, e1)) {
     SKYLHostLogLine(6, "Merging SLS ad sequence");
-    sequences_->front()->mergeAdSequence(*adSequences.front());
-    installSequences(sequences_);
+    liveSequences_->front()->mergeAdSequence(*adSequences.front());
   } else {
     SKYLHostLogLine(6, "Installing new SLS ad sequence");
-    installSequences(std::make_shared<const Sequences>(std::move(adSequences)));
+    liveSequences_ = shared(std::move(adSequences));
   }
 }
 

@@ -22,10 +22,11 @@ class TimelineIndex;
 // clocks: absolute time (the stream as played, ads included) and logical
 // time (the content alone).
 //
-// Thread safety: every method may be called from any thread. The break
-// array is replaced under the timeline's lock by live refreshes; readers
-// work on a snapshot of it. A VOD timeline never changes after creation
-// and answers from an index built once; a live timeline maps no times.
+// Thread safety: every method may be called from any thread. A VOD
+// timeline never changes after creation and answers from an index built
+// once, without locking. A live timeline maps no times; its break array is
+// replaced under the timeline's lock by live refreshes, and readers work on
+// a snapshot of it.
 class SKYLVelaTimeline : public std::enable_shared_from_this<SKYLVelaTimeline> {
  public:
   using Sequences = std::vector<std::shared_ptr<SKYLVelaAdSequence>>;
@@ -72,7 +73,8 @@ class SKYLVelaTimeline : public std::enable_shared_from_this<SKYLVelaTimeline> {
   MediaTime absoluteTimeLessEndedAds(const MediaTime& absoluteTime) const;
 
   // Live refresh: merges the first new break into the current first break
-  // when they overlap, otherwise replaces every break.
+  // when they overlap, otherwise replaces every break. Nothing happens to a
+  // VOD timeline.
   void installLiveAdSequences(Sequences adSequences);
 
   std::shared_ptr<SKYLVelaTimeline> copy() const;
@@ -90,10 +92,13 @@ class SKYLVelaTimeline : public std::enable_shared_from_this<SKYLVelaTimeline> {
   };
 
   SKYLVelaTimeline(std::optional<URL> velaURL, MediaTime contentLength, MediaTime payloadLength,
-                   std::vector<SKYLVelaContentImpression> contentImpressions, bool isLiveSSAI,
-                   DocumentExtras extras);
+                   Sequences adSequences, std::vector<SKYLVelaContentImpression> contentImpressions,
+                   bool isLiveSSAI, DocumentExtras extras);
   Snapshot snapshot() const;
-  void installSequences(std::shared_ptr<const Sequences> sequences) SKYL_REQUIRES(lock_);
+  // answer(sequences, index) on the breaks to answer from: a VOD timeline's
+  // own, neither locked nor copied, or a snapshot of the live ones.
+  template <typename Answer>
+  auto answerFrom(Answer answer) const;
 
   const std::optional<URL> velaURL_;
   const MediaTime contentLength_;
@@ -101,10 +106,14 @@ class SKYLVelaTimeline : public std::enable_shared_from_this<SKYLVelaTimeline> {
   const std::vector<SKYLVelaContentImpression> contentImpressions_;
   const bool liveSSAI_;
   const DocumentExtras extras_;
+  // A VOD timeline's breaks and index (null when the layout is not
+  // well-ordered); null on a live timeline.
+  const std::shared_ptr<const Sequences> vodSequences_;
+  const std::shared_ptr<const TimelineIndex> vodIndex_;
 
   mutable Mutex lock_;
-  std::shared_ptr<const Sequences> sequences_ SKYL_GUARDED_BY(lock_);
-  std::shared_ptr<const TimelineIndex> index_ SKYL_GUARDED_BY(lock_);
+  // A live timeline's breaks.
+  std::shared_ptr<const Sequences> liveSequences_ SKYL_GUARDED_BY(lock_);
 };
 
 }  // namespace skylark

@@ -31,5 +31,33 @@ TEST(NotificationCenterTest, DeliversByNameInOrderAndRemovalTakesEffectAtOnce) {
   EXPECT_EQ(calls, (std::vector<std::string>{"late", "late"}));
 }
 
+TEST(NotificationCenterTest, ObserversOfOneSenderHearOnlyItInRegistrationOrder) {
+  NotificationCenter center;
+  int a = 0, b = 0;
+  std::vector<std::string> calls;
+  const auto record = [&](std::string who) {
+    return [&calls, who](const Notification&) { calls.push_back(who); };
+  };
+  const auto ofA = center.addObserver("rate", &a, record("ofA"));
+  const auto anyone = center.addObserver("rate", record("anyone"));
+  const auto ofB = center.addObserver("rate", &b, record("ofB"));
+  const auto everything = center.addObserver("", record("everything"));
+  const auto ofA2 = center.addObserver("rate", &a, record("ofA2"));
+
+  Notification fromA{"rate", nullptr, {}, &a};
+  center.post(fromA);
+  EXPECT_EQ(calls, (std::vector<std::string>{"ofA", "anyone", "everything", "ofA2"}));
+  calls.clear();
+  center.post({"rate", nullptr, {}, &b});
+  center.post({"rate", nullptr, {}, nullptr});
+  EXPECT_EQ(calls,
+            (std::vector<std::string>{"anyone", "ofB", "everything", "anyone", "everything"}));
+
+  for (const auto token : {ofA, anyone, ofB, everything, ofA2}) center.removeObserver(token);
+  calls.clear();
+  center.post(fromA);
+  EXPECT_TRUE(calls.empty());
+}
+
 }  // namespace
 }  // namespace skylark

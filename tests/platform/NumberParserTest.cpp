@@ -100,5 +100,33 @@ TEST(NumberParserTest, PlainDecimalsReadAsICUReadsThem) {
   unum_close(icu);
 }
 
+// Plain percents ("12.5%") are read without ICU too, to ICU's bit.
+TEST(NumberParserTest, PlainPercentsReadAsICUReadsThem) {
+  UErrorCode status = U_ZERO_ERROR;
+  UNumberFormat* icu = unum_open(UNUM_PERCENT, nullptr, 0, "en_US", nullptr, &status);
+  ASSERT_TRUE(U_SUCCESS(status));
+  uint64_t state = 7;
+  auto next = [&] {
+    state = state * 6364136223846793005ull + 1442695040888963407ull;
+    return state >> 33;
+  };
+  for (int i = 0; i < 5000; ++i) {
+    std::string text = (next() % 4 == 0 ? "-" : "") + std::to_string(next() % 1000);
+    if (next() % 2) text += "." + std::to_string(next() % 100000);
+    text += "%";
+    std::u16string utf16(text.begin(), text.end());
+    int32_t position = 0;
+    status = U_ZERO_ERROR;
+    const double expected =
+        unum_parseDouble(icu, utf16.data(), static_cast<int32_t>(utf16.size()), &position, &status);
+    ASSERT_TRUE(U_SUCCESS(status)) << text;
+    const auto value = NumberParser::percentEnUS().parse(text);
+    ASSERT_TRUE(value) << text;
+    EXPECT_EQ(std::memcmp(&*value, &expected, sizeof expected), 0)
+        << text << " " << *value << " " << expected;
+  }
+  unum_close(icu);
+}
+
 }  // namespace
 }  // namespace skylark
