@@ -64,11 +64,16 @@ void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event)
   const auto sequence = properties ? properties->adSequence : nullptr;
   SKYLPlaybackSessionLifecycleEvent::Properties adProperties;
   if (ad) adProperties[key(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd)] = ad;
-  SKYLPlaybackSessionLifecycleEvent::Properties sequenceProperties;
-  if (sequence) {
-    sequenceProperties[key(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdSequence)] =
-        adSequenceForVelaAdSequence(sequence);
-  }
+  // Made only for the events that carry it: the host record of a break
+  // holds a record of each of its ads, too much to build on every tick.
+  const auto sequenceProperties = [&] {
+    SKYLPlaybackSessionLifecycleEvent::Properties withSequence;
+    if (sequence) {
+      withSequence[key(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdSequence)] =
+          adSequenceForVelaAdSequence(sequence);
+    }
+    return withSequence;
+  };
   const bool midRoll = sequence && isMidRoll(*sequence);
   // Every state change goes through the lifecycle filter.
   auto relay = [this](std::string_view type, SKYLPlaybackSessionLifecycleEvent::Properties p = {}) {
@@ -109,11 +114,11 @@ void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event)
         relay(kSKYLPlaybackSessionLifecycleEventPause);
         relay(kSKYLPlaybackSessionLifecycleEventPauseRequest);
       }
-      relay(kSKYLPlaybackSessionLifecycleEventAdSequenceEnter, std::move(sequenceProperties));
+      relay(kSKYLPlaybackSessionLifecycleEventAdSequenceEnter, sequenceProperties());
       break;
     case TrackerEvent::ExitAdSequence:
       exitAdSequence(sequence);
-      relay(kSKYLPlaybackSessionLifecycleEventAdSequenceExit, std::move(sequenceProperties));
+      relay(kSKYLPlaybackSessionLifecycleEventAdSequenceExit, sequenceProperties());
       if (midRoll) {
         relay(kSKYLPlaybackSessionLifecycleEventPlay);
         relay(kSKYLPlaybackSessionLifecycleEventPlayRequest);
