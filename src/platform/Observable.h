@@ -23,73 +23,78 @@ class Observable {
   using Observer = std::function<void(const T& newValue)>;
 
   // The registry outlives the property while observations still name it.
+  // Observers stay where they are while they run (each on the heap of its
+  // own): one may add or remove observers, or set the property again.
   class Registry {
    public:
-    uint64_t add(std::shared_ptr<Observer> observer) {
-      entries_.push_back({nextId_, std::move(observer)});
+    uint64_t add(Observer observer) {
+      entries_.push_back({nextId_, std::make_unique<Observer>(std::move(observer)), false});
       return nextId_++;
     }
     void remove(uint64_t id) {
-      entries_.erase(std::remove_if(entries_.begin(), entries_.end(),
-                                    [id](const Entry& e) { return e.id == id; }),
-                     entries_.end());
+      for (auto& entry : entries_) {
+        if (entry.id == id) entry.removed = true;
+      }
+      if (calling_ == 0) compact();
     }
     // Queues the change for the observers registered now; the outermost
     // announcement delivers the queue in order.
     void announce(const T& value) {
       if (announcing_) {
-        pending_.push_back({value, ids()});
+        pending_.push_back({value, nextId_});
         return;
       }
       announcing_ = true;
-      // The common case, no set from inside an observer, reuses one buffer.
       // A copy: the property's value may change (or go) while this one is told.
       const T current = value;
-      std::vector<uint64_t> observers = std::move(observers_);
-      observers.clear();
-      for (const auto& entry : entries_) observers.push_back(entry.id);
-      deliver(current, observers);
-      observers_ = std::move(observers);
-      while (!pending_.empty()) {
-        Change change = std::move(pending_.front());
-        pending_.erase(pending_.begin());
-        deliver(change.value, change.observers);
+      deliver(current, nextId_);
+      for (size_t i = 0; i < pending_.size(); ++i) {
+        Change change = std::move(pending_[i]);
+        deliver(change.value, change.before);
       }
+      pending_.clear();
       announcing_ = false;
+    }
+    // Tells one observer, if it is still registered.
+    void deliverTo(uint64_t id, const T& value) {
+      ++calling_;
+      for (size_t i = 0; i < entries_.size(); ++i) {
+        if (entries_[i].id == id && !entries_[i].removed) (*entries_[i].observer)(value);
+      }
+      if (--calling_ == 0) compact();
     }
 
    private:
     struct Change {
       T value;
-      std::vector<uint64_t> observers;
+      uint64_t before;  // observers with a smaller id hear it
     };
-
-    std::vector<uint64_t> ids() const {
-      std::vector<uint64_t> out;
-      out.reserve(entries_.size());
-      for (const auto& entry : entries_) out.push_back(entry.id);
-      return out;
-    }
-    // Calls each observer of the list that is still registered.
-    void deliver(const T& value, const std::vector<uint64_t>& to) {
-      for (const uint64_t id : to) {
-        const auto found = std::find_if(entries_.begin(), entries_.end(),
-                                        [id](const Entry& e) { return e.id == id; });
-        if (found == entries_.end()) continue;
-        const auto observer = found->observer;  // alive even if removed meanwhile
-        (*observer)(value);
-      }
-    }
-
     struct Entry {
       uint64_t id;
-      std::shared_ptr<Observer> observer;
+      std::unique_ptr<Observer> observer;
+      bool removed;
     };
 
-    std::vector<Entry> entries_;
+    // Calls, in registration order, the observers registered before
+    // `before` and not removed since. The list may grow meanwhile (by id,
+    // so later ones are past the end of the walk).
+    void deliver(const T& value, uint64_t before) {
+      ++calling_;
+      for (size_t i = 0; i < entries_.size() && entries_[i].id < before; ++i) {
+        if (!entries_[i].removed) (*entries_[i].observer)(value);
+      }
+      if (--calling_ == 0) compact();
+    }
+    void compact() {
+      entries_.erase(std::remove_if(entries_.begin(), entries_.end(),
+                                    [](const Entry& e) { return e.removed; }),
+                     entries_.end());
+    }
+
+    std::vector<Entry> entries_;  // by id
     uint64_t nextId_ = 1;
     std::vector<Change> pending_;
-    std::vector<uint64_t> observers_;  // a buffer for the outermost announcement
+    int calling_ = 0;  // observers running now: removals wait until none is
     bool announcing_ = false;
   };
 
@@ -108,9 +113,12 @@ class Observable {
   // Registers an observer; with `initial` it also runs at once with the
   // current value. Returns the id to remove it with.
   uint64_t addObserver(Observer observer, bool initial) {
-    const auto shared = std::make_shared<Observer>(std::move(observer));
-    const uint64_t id = registry_->add(shared);
-    if (initial) (*shared)(value_);
+    const uint64_t id = registry_->add(std::move(observer));
+    if (initial) {
+      // The registry, held here, outlives an observer that destroys this.
+      const std::shared_ptr<Registry> registry = registry_;
+      registry->deliverTo(id, value_);
+    }
     return id;
   }
   void removeObserver(uint64_t id) { registry_->remove(id); }
