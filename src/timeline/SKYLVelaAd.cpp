@@ -28,6 +28,9 @@ SKYLVelaAd::SKYLVelaAd(const std::optional<std::string>& title,
     : fields_(timed(title, adId, beginTime, duration)) {}
 
 bool SKYLVelaAd::operator==(const SKYLVelaAd& other) const {
+  // Built ads never change: one is always equal to itself. A tracker asks
+  // this of the playing ad on every tick.
+  if (this == &other) return true;
   return fields_.liveSSAI == other.fields_.liveSSAI && fields_.adIndex == other.fields_.adIndex &&
          fields_.adTitle == other.fields_.adTitle && fields_.adId == other.fields_.adId &&
          fields_.beginTime == other.fields_.beginTime && fields_.endTime == other.fields_.endTime &&
