@@ -60,6 +60,10 @@ MediaTime combine(const MediaTime& a, const MediaTime& b, int sign) {
   if (a.epoch != b.epoch) return MediaTime::invalid();
 
   uint32_t rounded = (a.flags | b.flags) & MediaTime::kHasBeenRounded;
+  // Nearly always one timescale: no rescaling, nothing rounded.
+  if (a.timescale == b.timescale && a.timescale <= MediaTime::kMaxTimescale) {
+    return numeric(Wide{a.value} + sign * Wide{b.value}, a.timescale, rounded, a.epoch);
+  }
   int64_t lcm = std::lcm<int64_t, int64_t>(a.timescale, b.timescale);
   int32_t timescale = static_cast<int32_t>(std::min<int64_t>(lcm, MediaTime::kMaxTimescale));
   auto rescale = [&](const MediaTime& t) {
@@ -124,6 +128,7 @@ int compare(const MediaTime& a, const MediaTime& b) {
   if (ra != rb) return ra < rb ? -1 : 1;
   if (ra != 1) return 0;
   if (a.epoch != b.epoch) return a.epoch < b.epoch ? -1 : 1;
+  if (a.timescale == b.timescale) return a.value < b.value ? -1 : (a.value > b.value ? 1 : 0);
   const Wide lhs = Wide{a.value} * b.timescale;
   const Wide rhs = Wide{b.value} * a.timescale;
   return lhs < rhs ? -1 : (lhs > rhs ? 1 : 0);

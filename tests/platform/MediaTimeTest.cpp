@@ -109,6 +109,11 @@ TEST(MediaTimeTest, Add_TimescaleBeyondMaximumIsRounded) {
   EXPECT_EQ(sum.timescale, MediaTime::kMaxTimescale);
   EXPECT_TRUE(sum.hasBeenRounded());
   EXPECT_NEAR(sum.seconds(), 2e-9, 1e-9);
+  // One timescale, but beyond the maximum: rescaled and rounded as well.
+  const MediaTime same = t(3, 2'000'000'000) + t(2, 2'000'000'000);
+  EXPECT_EQ(same.timescale, MediaTime::kMaxTimescale);
+  EXPECT_EQ(same.value, 3);  // 1.5 rounds away from zero to 2, plus 1
+  EXPECT_TRUE(same.hasBeenRounded());
   MediaTime otherEpoch = t(1, 1);
   otherEpoch.epoch = 2;
   EXPECT_FALSE((t(1, 1) + otherEpoch).isValid());
