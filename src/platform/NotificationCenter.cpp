@@ -43,17 +43,21 @@ void NotificationCenter::removeObserver(Token token) {
   if (list.empty()) named_.erase(named);
 }
 
+const NotificationCenter::Entries& NotificationCenter::observersOf(const std::string& name,
+                                                                   const void* sender) const {
+  static const Entries none;
+  const auto found = named_.find({name, sender});
+  return found == named_.end() ? none : found->second;
+}
+
 void NotificationCenter::post(const Notification& notification) {
   Entries snapshot;
   {
     MutexLock lock(mutex_);
-    const Entries none;
-    const auto observersOf = [&](const void* sender) -> const Entries& {
-      const auto found = named_.find({notification.name, sender});
-      return found == named_.end() ? none : found->second;
-    };
-    const Entries& anySender = observersOf(nullptr);
-    const Entries& thisSender = notification.sender ? observersOf(notification.sender) : none;
+    const Entries& anySender = observersOf(notification.name, nullptr);
+    const Entries noSender;
+    const Entries& thisSender =
+        notification.sender ? observersOf(notification.name, notification.sender) : noSender;
     // Every list is in registration order: merge them by token.
     const auto byToken = [](const auto& a, const auto& b) { return a->token < b->token; };
     Entries named;

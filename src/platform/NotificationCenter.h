@@ -60,7 +60,11 @@ class NotificationCenter {
     }
   };
 
-  Mutex mutex_;
+  // The observers of that name from that sender; none as an empty list.
+  const Entries& observersOf(const std::string& name, const void* sender) const
+      SKYL_REQUIRES(mutex_);
+
+  mutable Mutex mutex_;
   Token nextToken_ SKYL_GUARDED_BY(mutex_) = 1;
   // By name and sender, so a post costs its own observers only.
   std::unordered_map<Key, Entries, KeyHash> named_ SKYL_GUARDED_BY(mutex_);
