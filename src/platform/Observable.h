@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -23,19 +24,27 @@ class Observable {
   using Observer = std::function<void(const T& newValue)>;
 
   // The registry outlives the property while observations still name it.
-  // Observers stay where they are while they run (each on the heap of its
-  // own): one may add or remove observers, or set the property again.
+  // An observer may add or remove observers, or set the property again,
+  // while it runs: the list it sits in does not move meanwhile (additions
+  // wait in a list of their own, removals are marked) and is tidied once
+  // no observer runs.
   class Registry {
    public:
     uint64_t add(Observer observer) {
-      entries_.push_back({nextId_, std::make_unique<Observer>(std::move(observer)), false});
+      Entry entry{nextId_, std::move(observer), false};
+      if (calling_ > 0) {
+        joining_.push_back(std::move(entry));
+      } else {
+        entries_.push_back(std::move(entry));
+      }
       return nextId_++;
     }
     void remove(uint64_t id) {
-      for (auto& entry : entries_) {
+      forEachEntry([id](Entry& entry) {
         if (entry.id == id) entry.removed = true;
-      }
-      if (calling_ == 0) compact();
+        return true;
+      });
+      tidy();
     }
     // Queues the change for the observers registered now; the outermost
     // announcement delivers the queue in order.
@@ -58,10 +67,13 @@ class Observable {
     // Tells one observer, if it is still registered.
     void deliverTo(uint64_t id, const T& value) {
       ++calling_;
-      for (size_t i = 0; i < entries_.size(); ++i) {
-        if (entries_[i].id == id && !entries_[i].removed) (*entries_[i].observer)(value);
-      }
-      if (--calling_ == 0) compact();
+      forEachEntry([&](Entry& entry) {
+        if (entry.id != id) return true;
+        if (!entry.removed) entry.observer(value);
+        return false;
+      });
+      --calling_;
+      tidy();
     }
 
    private:
@@ -71,30 +83,49 @@ class Observable {
     };
     struct Entry {
       uint64_t id;
-      std::unique_ptr<Observer> observer;
+      Observer observer;
       bool removed;
     };
 
+    // Visits the entries in id order until visit returns false.
+    template <typename Visit>
+    void forEachEntry(Visit visit) {
+      for (size_t i = 0; i < entries_.size(); ++i) {
+        if (!visit(entries_[i])) return;
+      }
+      for (auto& entry : joining_) {
+        if (!visit(entry)) return;
+      }
+    }
     // Calls, in registration order, the observers registered before
-    // `before` and not removed since. The list may grow meanwhile (by id,
-    // so later ones are past the end of the walk).
+    // `before` and not removed since.
     void deliver(const T& value, uint64_t before) {
       ++calling_;
-      for (size_t i = 0; i < entries_.size() && entries_[i].id < before; ++i) {
-        if (!entries_[i].removed) (*entries_[i].observer)(value);
-      }
-      if (--calling_ == 0) compact();
+      forEachEntry([&](Entry& entry) {
+        if (entry.id >= before) return false;
+        if (!entry.removed) entry.observer(value);
+        return true;
+      });
+      --calling_;
+      tidy();
     }
-    void compact() {
+    // With no observer running: drops the removed, takes in the joining.
+    void tidy() {
+      if (calling_ > 0) return;
       entries_.erase(std::remove_if(entries_.begin(), entries_.end(),
                                     [](const Entry& e) { return e.removed; }),
                      entries_.end());
+      for (auto& entry : joining_) {
+        if (!entry.removed) entries_.push_back(std::move(entry));
+      }
+      joining_.clear();
     }
 
     std::vector<Entry> entries_;  // by id
+    std::list<Entry> joining_;    // added while an observer ran; ids after entries_
     uint64_t nextId_ = 1;
     std::vector<Change> pending_;
-    int calling_ = 0;  // observers running now: removals wait until none is
+    int calling_ = 0;
     bool announcing_ = false;
   };
 

@@ -42,6 +42,31 @@ TEST(ObservableTest, AValueSetFromAnObserverIsAnnouncedAfterTheCurrentOneInOrder
   EXPECT_EQ(property.get(), 2);
 }
 
+// An observer added while another runs hears its initial value at once
+// and, of the changes, only those set after it was added; one that removes
+// itself while it runs is not called again.
+TEST(ObservableTest, ObserversAddedOrRemovedWhileOneRunsTakeEffectInOrder) {
+  Observable<int> property(0);
+  std::vector<std::string> calls;
+  uint64_t self = 0;
+  self = property.addObserver(
+      [&](const int& v) {
+        calls.push_back("a" + std::to_string(v));
+        if (v != 1) return;
+        property.set(2);  // queued: announced after 1 has reached everyone
+        property.addObserver([&](const int& w) { calls.push_back("b" + std::to_string(w)); },
+                             /*initial=*/true);
+        property.removeObserver(self);
+      },
+      false);
+  property.addObserver([&](const int& v) { calls.push_back("c" + std::to_string(v)); }, false);
+  property.set(1);
+  // b joined after 2 was set, and after c: its initial value (already 2),
+  // then 3 after c.
+  property.set(3);
+  EXPECT_EQ(calls, (std::vector<std::string>{"a1", "b2", "c1", "c2", "c3", "b3"}));
+}
+
 TEST(ObservableTest, AnObserverMayDestroyTheProperty) {
   auto property = std::make_unique<Observable<int>>(0);
   int later = 0;
