@@ -12,89 +12,92 @@ std::shared_ptr<const TimelineIndex> TimelineIndex::build(const Sequences& seque
 
   MediaTime adTime = MediaTime::zero();
   for (const auto& sequence : sequences) {
-    auto ads = sequence->ads();
+    const auto ads = sequence->ads();
     if (ads.empty()) return nullptr;
     const MediaTime begin = ads.front()->beginTime();
     const MediaTime end = ads.back()->endTime();
     if (!begin.isNumeric() || !end.isNumeric() || end < begin) return nullptr;
-    if (!index->breakEnd_.empty() && begin < index->breakEnd_.back()) return nullptr;
-    index->adTimeBefore_.push_back(adTime);
+    if (!index->breaks_.empty() && begin < index->breaks_.back().end) return nullptr;
+    index->breaks_.push_back({begin, end, adTime, index->ads_.size(), ads.size()});
     for (const auto& ad : ads) {
       if (!ad->duration().isNumeric() || !ad->endTime().isNumeric() || ad->endTime() > end) {
         return nullptr;
       }
       adTime = adTime + ad->duration();
+      index->adRows_.push_back({ad->beginTime(), ad->endTime(), ad->duration()});
+      index->ads_.push_back(ad);
     }
-    index->breakBegin_.push_back(begin);
-    index->breakEnd_.push_back(end);
-    index->ads_.push_back(std::move(ads));
   }
 
   MediaTime content = MediaTime::zero();
-  index->contentBefore_.push_back(content);
   for (const auto& segment : timeline_walks::contentSegments(sequences, payloadLength)) {
     const MediaTime& begin = segment.beginTime();
     const MediaTime& duration = segment.duration();
     if (!begin.isNumeric() || !duration.isNumeric() || duration < MediaTime::zero()) {
       return nullptr;
     }
-    if (!index->segmentEnd_.empty() && begin < index->segmentEnd_.back()) return nullptr;
+    if (!index->segments_.empty() && begin < index->segments_.back().end) return nullptr;
+    const MediaTime before = content;
     content = content + duration;
-    index->segmentBegin_.push_back(begin);
-    index->segmentEnd_.push_back(begin + duration);
-    index->contentBefore_.push_back(content);
+    index->segments_.push_back({begin, begin + duration, before, content});
   }
   return index;
 }
 
 MediaTime TimelineIndex::contentTimeAt(const MediaTime& t) const {
   // The first segment that ends at or after t.
-  const auto found = std::lower_bound(segmentEnd_.begin(), segmentEnd_.end(), t);
-  const size_t k = static_cast<size_t>(found - segmentEnd_.begin());
-  if (k == segmentEnd_.size()) {
-    const MediaTime& all = contentBefore_.back();
+  const auto found =
+      std::lower_bound(segments_.begin(), segments_.end(), t,
+                       [](const SegmentRow& row, const MediaTime& time) { return row.end < time; });
+  if (found == segments_.end()) {
+    const MediaTime all = segments_.empty() ? MediaTime::zero() : segments_.back().contentAfter;
     return all != MediaTime::zero() ? all : MediaTime::invalid();
   }
-  if (segmentBegin_[k] >= t) return contentBefore_[k];
-  const MediaTime sum = contentBefore_[k] + (t - segmentBegin_[k]);
+  if (found->begin >= t) return found->contentBefore;
+  const MediaTime sum = found->contentBefore + (t - found->begin);
   // Any later segment begins at or after t and answers with this sum; the
   // last one leaves it to the final rule.
-  if (k + 1 < segmentEnd_.size()) return sum;
+  if (found + 1 != segments_.end()) return sum;
   return sum != MediaTime::zero() ? sum : MediaTime::invalid();
 }
 
 MediaTime TimelineIndex::absoluteTimeAt(const MediaTime& c) const {
   // The first segment whose content runs past c.
-  const auto found = std::upper_bound(contentBefore_.begin() + 1, contentBefore_.end(), c);
-  const size_t k = static_cast<size_t>(found - contentBefore_.begin()) - 1;
-  if (found != contentBefore_.end() && contentBefore_[k] <= c) {
-    return segmentBegin_[k] + (c - contentBefore_[k]);
+  const auto found = std::upper_bound(
+      segments_.begin(), segments_.end(), c,
+      [](const MediaTime& content, const SegmentRow& row) { return content < row.contentAfter; });
+  if (found != segments_.end() && found->contentBefore <= c) {
+    return found->begin + (c - found->contentBefore);
   }
-  return c <= contentBefore_.back() ? payloadLength_ : MediaTime::invalid();
+  const MediaTime all = segments_.empty() ? MediaTime::zero() : segments_.back().contentAfter;
+  return c <= all ? payloadLength_ : MediaTime::invalid();
 }
 
 size_t TimelineIndex::breaksBegunBy(const MediaTime& t) const {
-  return static_cast<size_t>(std::upper_bound(breakBegin_.begin(), breakBegin_.end(), t) -
-                             breakBegin_.begin());
+  const auto found =
+      std::upper_bound(breaks_.begin(), breaks_.end(), t,
+                       [](const MediaTime& time, const BreakRow& row) { return time < row.begin; });
+  return static_cast<size_t>(found - breaks_.begin());
 }
 
 timeline_walks::Location TimelineIndex::locate(const MediaTime& t) const {
   const size_t begun = breaksBegunBy(t);
-  if (begun == 0 || !(t < breakEnd_[begun - 1])) return {};
-  const size_t i = begun - 1;
-  for (const auto& ad : ads_[i]) {
-    if (ad->beginTime() <= t && t < ad->endTime()) return {sequences_[i], ad};
+  if (begun == 0 || !(t < breaks_[begun - 1].end)) return {};
+  const BreakRow& row = breaks_[begun - 1];
+  for (size_t a = row.firstAd; a < row.firstAd + row.adCount; ++a) {
+    if (adRows_[a].begin <= t && t < adRows_[a].end) return {sequences_[begun - 1], ads_[a]};
   }
-  return {sequences_[i], nullptr};
+  return {sequences_[begun - 1], nullptr};
 }
 
 MediaTime TimelineIndex::adTimeEndedBy(const MediaTime& t) const {
   const size_t begun = breaksBegunBy(t);
   if (begun == 0) return MediaTime::zero();
   // Every ad of an earlier break ended before this break began.
-  MediaTime sum = adTimeBefore_[begun - 1];
-  for (const auto& ad : ads_[begun - 1]) {
-    if (ad->endTime() <= t) sum = sum + ad->duration();
+  const BreakRow& row = breaks_[begun - 1];
+  MediaTime sum = row.adTimeBefore;
+  for (size_t a = row.firstAd; a < row.firstAd + row.adCount; ++a) {
+    if (adRows_[a].end <= t) sum = sum + adRows_[a].duration;
   }
   return sum;
 }

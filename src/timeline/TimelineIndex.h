@@ -32,20 +32,37 @@ class TimelineIndex {
   MediaTime adTimeEndedBy(const MediaTime& t) const;
 
  private:
+  // One row per break, per ad and per content segment, each kind in one
+  // array: a question reads a few neighbouring rows, not one element of
+  // each of several arrays (a thousand players ask it on every tick).
+  struct BreakRow {
+    MediaTime begin;
+    MediaTime end;
+    MediaTime adTimeBefore;  // ad time of all breaks before, accumulated ad by ad
+    size_t firstAd;          // into ads_ and adRows_
+    size_t adCount;
+  };
+  struct AdRow {
+    MediaTime begin;
+    MediaTime end;
+    MediaTime duration;
+  };
+  struct SegmentRow {
+    MediaTime begin;
+    MediaTime end;
+    MediaTime contentBefore;  // content before this segment
+    MediaTime contentAfter;   // and up to its end
+  };
+
   TimelineIndex() = default;
   // The number of breaks whose begin time is at or before t.
   size_t breaksBegunBy(const MediaTime& t) const;
 
   Sequences sequences_;
-  std::vector<SKYLVelaAdSequence::Ads> ads_;
-  std::vector<MediaTime> breakBegin_;
-  std::vector<MediaTime> breakEnd_;
-  // Ad time of all breaks before break i, accumulated ad by ad.
-  std::vector<MediaTime> adTimeBefore_;
-  std::vector<MediaTime> segmentBegin_;
-  std::vector<MediaTime> segmentEnd_;
-  // Content before segment k; one more entry than segments.
-  std::vector<MediaTime> contentBefore_;
+  std::vector<BreakRow> breaks_;
+  std::vector<AdRow> adRows_;
+  std::vector<std::shared_ptr<const SKYLVelaAd>> ads_;
+  std::vector<SegmentRow> segments_;
   MediaTime payloadLength_;
 };
 
