@@ -72,27 +72,29 @@ TEST(NumberParserTest, SharedParserIsReadFromManyThreads) {
   EXPECT_EQ(wrong.load(), 0);
 }
 
-// Plain decimals are read without ICU; the value must be ICU's, to the bit.
-TEST(NumberParserTest, PlainDecimalsReadAsICUReadsThem) {
+// Reads `count` texts made by `make` (given a pseudo-random source) with
+// `parser` and with ICU's reader of `style`: the values must agree to the bit.
+template <typename Make>
+void expectReadsAsICU(UNumberFormatStyle style, bool grouping, const NumberParser& parser,
+                      uint64_t seed, int count, Make make) {
   UErrorCode status = U_ZERO_ERROR;
-  UNumberFormat* icu = unum_open(UNUM_DECIMAL, nullptr, 0, "en_US", nullptr, &status);
+  UNumberFormat* icu = unum_open(style, nullptr, 0, "en_US", nullptr, &status);
   ASSERT_TRUE(U_SUCCESS(status));
-  unum_setAttribute(icu, UNUM_GROUPING_USED, 0);
-  uint64_t state = 42;
+  if (!grouping) unum_setAttribute(icu, UNUM_GROUPING_USED, 0);
+  uint64_t state = seed;
   auto next = [&] {
     state = state * 6364136223846793005ull + 1442695040888963407ull;
     return state >> 33;
   };
-  for (int i = 0; i < 20000; ++i) {
-    std::string text = (next() % 4 == 0 ? "-" : "") + std::to_string(next() % 100000);
-    if (next() % 2) text += "." + std::to_string(next() % 1000000000);
+  for (int i = 0; i < count; ++i) {
+    const std::string text = make(next);
     std::u16string utf16(text.begin(), text.end());
     int32_t position = 0;
     status = U_ZERO_ERROR;
     const double expected =
         unum_parseDouble(icu, utf16.data(), static_cast<int32_t>(utf16.size()), &position, &status);
-    ASSERT_TRUE(U_SUCCESS(status));
-    const auto value = NumberParser::decimalEnUS().parse(text);
+    ASSERT_TRUE(U_SUCCESS(status)) << text;
+    const auto value = parser.parse(text);
     ASSERT_TRUE(value) << text;
     EXPECT_EQ(std::memcmp(&*value, &expected, sizeof expected), 0)
         << text << " " << *value << " " << expected;
@@ -100,32 +102,22 @@ TEST(NumberParserTest, PlainDecimalsReadAsICUReadsThem) {
   unum_close(icu);
 }
 
+// Plain decimals are read without ICU; the value must be ICU's, to the bit.
+TEST(NumberParserTest, PlainDecimalsReadAsICUReadsThem) {
+  expectReadsAsICU(UNUM_DECIMAL, false, NumberParser::decimalEnUS(), 42, 20000, [](auto& next) {
+    std::string text = (next() % 4 == 0 ? "-" : "") + std::to_string(next() % 100000);
+    if (next() % 2) text += "." + std::to_string(next() % 1000000000);
+    return text;
+  });
+}
+
 // Plain percents ("12.5%") are read without ICU too, to ICU's bit.
 TEST(NumberParserTest, PlainPercentsReadAsICUReadsThem) {
-  UErrorCode status = U_ZERO_ERROR;
-  UNumberFormat* icu = unum_open(UNUM_PERCENT, nullptr, 0, "en_US", nullptr, &status);
-  ASSERT_TRUE(U_SUCCESS(status));
-  uint64_t state = 7;
-  auto next = [&] {
-    state = state * 6364136223846793005ull + 1442695040888963407ull;
-    return state >> 33;
-  };
-  for (int i = 0; i < 5000; ++i) {
+  expectReadsAsICU(UNUM_PERCENT, true, NumberParser::percentEnUS(), 7, 5000, [](auto& next) {
     std::string text = (next() % 4 == 0 ? "-" : "") + std::to_string(next() % 1000);
     if (next() % 2) text += "." + std::to_string(next() % 100000);
-    text += "%";
-    std::u16string utf16(text.begin(), text.end());
-    int32_t position = 0;
-    status = U_ZERO_ERROR;
-    const double expected =
-        unum_parseDouble(icu, utf16.data(), static_cast<int32_t>(utf16.size()), &position, &status);
-    ASSERT_TRUE(U_SUCCESS(status)) << text;
-    const auto value = NumberParser::percentEnUS().parse(text);
-    ASSERT_TRUE(value) << text;
-    EXPECT_EQ(std::memcmp(&*value, &expected, sizeof expected), 0)
-        << text << " " << *value << " " << expected;
-  }
-  unum_close(icu);
+    return text + "%";
+  });
 }
 
 }  // namespace
