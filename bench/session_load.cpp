@@ -12,6 +12,7 @@
 //   session_load --faulty   503 to one request in ten, a broken connection in fifty
 //   session_load --offline  beacons counted in process, no HTTP: the sessions' own cost
 //   ... [--sessions N]...   N sessions instead of 10, 100 and 1000 (repeatable)
+//   ... [--repeat K]        every N K times, taking turns; ratios of the medians
 //
 // Each N runs in a process of its own (forked before any thread starts):
 // measured in one process, a run inherits the heap the one before left
@@ -287,23 +288,28 @@ int main(int argc, char** argv) {
   bool faulty = false, offline = false;
   std::vector<int> counts = {10, 100, 1000};
   bool countsGiven = false;
+  int repeats = 1;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
+    const bool valueFollows = i + 1 < argc && std::atoi(argv[i + 1]) > 0;
     if (arg == "--faulty") {
       faulty = true;
     } else if (arg == "--offline") {
       offline = true;
-    } else if (arg == "--sessions" && i + 1 < argc && std::atoi(argv[i + 1]) > 0) {
+    } else if (arg == "--sessions" && valueFollows) {
       if (!countsGiven) counts.clear();
       countsGiven = true;
       counts.push_back(std::atoi(argv[++i]));
+    } else if (arg == "--repeat" && valueFollows) {
+      repeats = std::atoi(argv[++i]);
     } else {
-      std::fprintf(stderr, "usage: session_load [--faulty | --offline] [--sessions N]\n");
+      std::fprintf(stderr,
+                   "usage: session_load [--faulty | --offline] [--sessions N]... [--repeat K]\n");
       return 2;
     }
   }
   SKYLVelaLogConfigure(0);
-  std::map<int, Figures> results;
+  std::map<int, std::vector<Figures>> results;
   std::printf("%s\n%6s %8s %8s %8s %8s %8s %9s %12s %10s %14s %10s %10s %8s\n",
               offline  ? "offline (no HTTP)"
               : faulty ? "faulty sink"
@@ -311,26 +317,38 @@ int main(int argc, char** argv) {
               "N", "fired", "received", "2xx", "other", "failed", "drain s", "KB/session",
               "KB left", "CPU ms/sess·s", "median", "tick ms", "threads");
   bool ok = true;
-  for (const int n : counts) {
-    const auto figures = runInChild(n, faulty, offline);
-    if (!figures) {
-      std::fprintf(stderr, "session_load: the run of %d sessions did not finish\n", n);
-      return 1;
+  // With --repeat the counts take turns, so that a busy spell of the
+  // machine's neighbours falls on every N alike; the ratios are of medians.
+  for (int round = 0; round < repeats; ++round) {
+    for (const int n : counts) {
+      const auto figures = runInChild(n, faulty, offline);
+      if (!figures) {
+        std::fprintf(stderr, "session_load: the run of %d sessions did not finish\n", n);
+        return 1;
+      }
+      const Figures& f = *figures;
+      results[n].push_back(f);
+      std::printf("%6d %8ld %8ld %8ld %8ld %8ld %9.3f %12.1f %10.1f %14.4f %10.4f %10.2f %8ld\n",
+                  n, f.fired, f.received, f.answered2xx, f.answeredOther, f.failed,
+                  f.drainSeconds, f.kbPerSession, f.kbLeftPerSession, f.cpuMsPerSessionSecond,
+                  f.medianCpuMsPerSessionSecond, f.longestTickMs, f.threads);
+      ok = ok && f.fired == f.received && f.answered2xx == f.sinkOk &&
+           f.answeredOther == f.sinkUnavailable && f.failed == f.sinkBroken;
     }
-    const Figures& f = *figures;
-    results[n] = f;
-    std::printf("%6d %8ld %8ld %8ld %8ld %8ld %9.3f %12.1f %10.1f %14.4f %10.4f %10.2f %8ld\n", n,
-                f.fired, f.received, f.answered2xx, f.answeredOther, f.failed, f.drainSeconds,
-                f.kbPerSession, f.kbLeftPerSession, f.cpuMsPerSessionSecond,
-                f.medianCpuMsPerSessionSecond, f.longestTickMs, f.threads);
-    ok = ok && f.fired == f.received && f.answered2xx == f.sinkOk &&
-         f.answeredOther == f.sinkUnavailable && f.failed == f.sinkBroken;
   }
   if (results.count(10) && results.count(1000)) {
-    std::printf("\nper session, N=1000 / N=10: CPU %.2f (median second %.2f), memory %.2f\n",
-                results[1000].cpuMsPerSessionSecond / results[10].cpuMsPerSessionSecond,
-                results[1000].medianCpuMsPerSessionSecond / results[10].medianCpuMsPerSessionSecond,
-                results[1000].kbPerSession / results[10].kbPerSession);
+    auto ratio = [&](double Figures::*figure) {
+      auto medianOf = [&](int n) {
+        std::vector<double> values;
+        for (const Figures& f : results[n]) values.push_back(f.*figure);
+        return median(values);
+      };
+      return medianOf(1000) / medianOf(10);
+    };
+    std::printf("\nper session, N=1000 / N=10%s: CPU %.2f (median second %.2f), memory %.2f\n",
+                repeats > 1 ? " (medians of the runs)" : "",
+                ratio(&Figures::cpuMsPerSessionSecond),
+                ratio(&Figures::medianCpuMsPerSessionSecond), ratio(&Figures::kbPerSession));
   }
   std::printf("fired = received and the ledgers equal the sink's log: %s\n", ok ? "yes" : "NO");
   return ok ? 0 : 1;
