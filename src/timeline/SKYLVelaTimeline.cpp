@@ -127,6 +127,12 @@ std::shared_ptr<const SKYLVelaPath> SKYLVelaTimeline::pathAtTime(
   });
 }
 
+std::optional<SKYLVelaTimeline::PathSpan> SKYLVelaTimeline::pathSpanAt(
+    const MediaTime& absoluteTime) const {
+  if (liveSSAI_ || !vodIndex_ || !absoluteTime.isNumeric()) return std::nullopt;
+  return vodIndex_->spanAt(absoluteTime);
+}
+
 std::shared_ptr<const SKYLVelaPath> SKYLVelaTimeline::pathAtTimeForLiveSSAI(
     const MediaTime& absoluteTime) const {
   const Snapshot s = snapshot();

@@ -102,4 +102,32 @@ MediaTime TimelineIndex::adTimeEndedBy(const MediaTime& t) const {
   return sum;
 }
 
+SKYLVelaTimeline::PathSpan TimelineIndex::spanAt(const MediaTime& t) const {
+  const size_t begun = breaksBegunBy(t);
+  auto [adSequence, ad] = locate(t);
+  SKYLVelaTimeline::PathSpan span{
+      MediaTime::negativeInfinity(),
+      begun < breaks_.size() ? breaks_[begun].begin : MediaTime::positiveInfinity(),
+      std::move(adSequence), std::move(ad), adTimeEndedBy(t)};
+  if (begun == 0) return span;
+  // Both answers turn only where a time of this break or of its ads is
+  // passed (or the next break begins): the span runs between the nearest
+  // such times on either side of t.
+  auto bound = [&](const MediaTime& point) {
+    if (point <= t) {
+      if (point > span.begin) span.begin = point;
+    } else if (point < span.end) {
+      span.end = point;
+    }
+  };
+  const BreakRow& row = breaks_[begun - 1];
+  bound(row.begin);
+  bound(row.end);
+  for (size_t a = row.firstAd; a < row.firstAd + row.adCount; ++a) {
+    bound(adRows_[a].begin);
+    bound(adRows_[a].end);
+  }
+  return span;
+}
+
 }  // namespace skylark

@@ -3,6 +3,7 @@
 #include <memory>
 #include <vector>
 
+#include "timeline/SKYLVelaTimeline.h"
 #include "timeline/TimelineWalks.h"
 
 namespace skylark {
@@ -30,6 +31,9 @@ class TimelineIndex {
   MediaTime absoluteTimeAt(const MediaTime& c) const;
   timeline_walks::Location locate(const MediaTime& t) const;
   MediaTime adTimeEndedBy(const MediaTime& t) const;
+  // The span around a numeric t in which locate and adTimeEndedBy keep
+  // their answers for t.
+  SKYLVelaTimeline::PathSpan spanAt(const MediaTime& t) const;
 
  private:
   // One row per break, per ad and per content segment, each kind in one

@@ -46,8 +46,15 @@ void SKYLVelaProgressTracker::absoluteTimeChanged(const MediaTime& time) {
 }
 
 void SKYLVelaProgressTracker::forceAbsoluteTime(const MediaTime& time) {
-  previousPath_ = timeline_ ? timeline_->pathAtTime(time) : nullptr;
+  previousPath_ = timeline_ ? pathAt(time) : nullptr;
   setAbsoluteTime(time);
+}
+
+Path SKYLVelaProgressTracker::pathAt(const MediaTime& time) {
+  if (!span_ || !span_->contains(time)) span_ = timeline_->pathSpanAt(time);
+  if (!span_) return timeline_->pathAtTime(time);
+  return std::make_shared<const SKYLVelaPath>(timeline_, time, span_->adSequence, span_->ad,
+                                              span_->adTimeEnded);
 }
 
 void SKYLVelaProgressTracker::moveOutsideAds(const Path& path) {
@@ -65,7 +72,7 @@ std::shared_ptr<SKYLVelaAdSequence> SKYLVelaProgressTracker::preRoll() const {
 
 void SKYLVelaProgressTracker::update(const MediaTime& time) {
   if (!timeline_) return;
-  const Path path = timeline_->pathAtTime(time);
+  const Path path = pathAt(time);
   if (!path || !path->absoluteTime().isValid()) return;
   const float rate = playbackRate_;
   if (rate != 0 && rate != contentPlaybackRate_ && !path->ad()) contentPlaybackRate_ = rate;

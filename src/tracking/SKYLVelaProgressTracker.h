@@ -64,6 +64,9 @@ class SKYLVelaProgressTracker {
 
  private:
   void absoluteTimeChanged(const MediaTime& time);
+  // The timeline's path at the time, made from the span of the last one
+  // while the time stays inside it.
+  std::shared_ptr<const SKYLVelaPath> pathAt(const MediaTime& time);
   void update(const MediaTime& time);
   void rewind(const std::shared_ptr<const SKYLVelaPath>& path,
               const std::shared_ptr<const SKYLVelaPath>& previous);
@@ -87,6 +90,7 @@ class SKYLVelaProgressTracker {
   Observable<MediaTime> contentTime_{MediaTime::negativeInfinity()};
   Observable<Event> event_;
   std::shared_ptr<const SKYLVelaPath> previousPath_;
+  std::optional<SKYLVelaTimeline::PathSpan> span_;
   SKYLKVOManager kvoManager_;  // last: its observations end first
 };
 

@@ -89,6 +89,44 @@ TEST(TimelineIndexTest, AgreesWithTheWalksOnRandomLayouts) {
   }
 }
 
+// A path made from a span equals the timeline's own path at its begin, at
+// the time asked, and a hair before its end.
+TEST(TimelineIndexTest, PathsMadeFromASpanAreTheTimelinesPaths) {
+  std::mt19937 rng(20261123);
+  const MediaTime hair = MediaTime::make(1, 600);
+  for (int round = 0; round < 200; ++round) {
+    double payload = 0;
+    const auto timeline = test::makeTimeline(payload, randomLayout(rng, payload));
+    std::vector<MediaTime> boundaries = {timeline->payloadLength()};
+    for (const auto& s : *timeline->adSequences()) {
+      for (const auto& ad : s->ads()) {
+        boundaries.push_back(ad->beginTime());
+        boundaries.push_back(ad->endTime());
+      }
+    }
+    for (const auto& t : probesFor(boundaries)) {
+      const std::string at = "round " + std::to_string(round) + " t=" + t.description();
+      const auto span = timeline->pathSpanAt(t);
+      ASSERT_EQ(span.has_value(), t.isNumeric()) << at;
+      if (!span) continue;
+      EXPECT_TRUE(span->contains(t)) << at;
+      for (const auto& inside : {span->begin, t, span->end - hair}) {
+        if (!inside.isNumeric() || !span->contains(inside)) continue;
+        const SKYLVelaPath fromSpan(timeline, inside, span->adSequence, span->ad,
+                                    span->adTimeEnded);
+        const auto searched = timeline->pathAtTime(inside);
+        EXPECT_EQ(fromSpan.adSequence(), searched->adSequence()) << at;
+        EXPECT_EQ(fromSpan.ad(), searched->ad()) << at;
+        expectSame(fromSpan.logicalTime(), searched->logicalTime(), "logical " + at);
+      }
+    }
+  }
+  // A live timeline's breaks change: it has no spans.
+  const auto live = SKYLVelaTimeline::create(std::nullopt, seconds(0), seconds(100),
+                                             {test::makeBreak({10, {5}}, 0, 0)}, {}, true);
+  EXPECT_FALSE(live->pathSpanAt(seconds(12)));
+}
+
 TEST(TimelineIndexTest, LayoutsThatAreNotWellOrderedAreWalked) {
   struct Case {
     const char* name;
@@ -109,6 +147,7 @@ TEST(TimelineIndexTest, LayoutsThatAreNotWellOrderedAreWalked) {
     // The timeline still answers, by walking.
     const auto timeline = SKYLVelaTimeline::create(std::nullopt, seconds(0), seconds(c.payload),
                                                    sequences, {}, false);
+    EXPECT_FALSE(timeline->pathSpanAt(seconds(12))) << c.name;
     const auto segments = walks::contentSegments(sequences, seconds(c.payload));
     for (double t : {0.0, 12.0, 22.0, 45.0, 99.0}) {
       expectSame(timeline->contentTimeAtAbsoluteTime(seconds(t)),
