@@ -236,6 +236,9 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   std::unique_ptr<SKYLVelaAnalyticsSession> analyticsSession_;
   SKYLVelaProgressTracker::Event currentTrackerEvent_;
   std::shared_ptr<SKYLAd> currentAd_;
+  // The timeline ad currentAd_ was made from (none on a live stream): each
+  // progress tick asks whether the same ad still plays.
+  std::shared_ptr<const SKYLVelaAd> currentAdSource_;
   std::shared_ptr<SKYLSource> ssaiSource_;
   MediaTime reversePlaybackEndTime_ = MediaTime::invalid();
   std::shared_ptr<PlayerItem> currentPlayerItem_;

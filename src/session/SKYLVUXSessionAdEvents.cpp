@@ -54,11 +54,8 @@ void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event)
   // the record that entered (and whatever the application noted on it).
   std::shared_ptr<SKYLAd> ad;
   if (properties && properties->ad) {
-    const auto* playing = currentAd_ ? currentAd_->property<std::shared_ptr<const SKYLVelaAd>>(
-                                           kSKYLSSAIAdPropertiesKeyVelaAd)
-                                     : nullptr;
     const bool same =
-        event.type() != TrackerEvent::EnterAd && playing && *playing == properties->ad;
+        event.type() != TrackerEvent::EnterAd && currentAd_ && currentAdSource_ == properties->ad;
     ad = same ? currentAd_ : adForVelaAd(properties->ad);
   }
   const auto sequence = properties ? properties->adSequence : nullptr;
@@ -82,6 +79,7 @@ void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event)
   switch (event.type()) {
     case TrackerEvent::EnterAd: {
       currentAd_ = ad;
+      currentAdSource_ = ad ? properties->ad : nullptr;
       // The analytics session of this ad (made as the tracker announced it)
       // reports companion views and clicks.
       if (ad && analyticsSession_ && analyticsSession_->adAnalaytics()) {

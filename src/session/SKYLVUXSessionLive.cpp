@@ -139,6 +139,7 @@ void SKYLVUXSession::live2UpdateAdState() {
     if (info && info->adId != live2CurrentAdId_.value_or("")) {
       live2ExitCurrentAd();
       currentAd_ = live2AdForInfo(*info);
+      currentAdSource_ = nullptr;
       live2CurrentAdId_ = info->adId;
       live2CurrentAdStartDate_ = *date;
       adPlaying_ = true;

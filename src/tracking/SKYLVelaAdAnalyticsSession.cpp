@@ -1,5 +1,7 @@
 #include "tracking/SKYLVelaAdAnalyticsSession.h"
 
+#include <algorithm>
+
 #include "host/SKYLHostLog.h"
 #include "measurement/SKYLAdVerification.h"
 #include "measurement/SKYLViewableImpressionCollection.h"
@@ -43,6 +45,26 @@ void SKYLVelaAdAnalyticsSession::trackAdVerifications() {
   }
 }
 
+namespace {
+
+// The index of the first milestone at or after the time.
+size_t firstMilestoneAtOrAfter(const SKYLVelaAd* ad, const MediaTime& time) {
+  if (!ad || !ad->trackingEventsCollection()) return 0;
+  const auto& events = ad->trackingEventsCollection()->orderedEventsWithOffsets();
+  const auto found = std::lower_bound(
+      events.begin(), events.end(), time,
+      [](const SKYLVelaTrackingEvent& event, const MediaTime& t) { return event.offset() < t; });
+  return static_cast<size_t>(found - events.begin());
+}
+
+}  // namespace
+
+SKYLVelaAdAnalyticsSession::SKYLVelaAdAnalyticsSession(
+    std::shared_ptr<const SKYLVelaAd> ad, std::shared_ptr<SKYLVelaAnalyticsDigester> digester)
+    : ad_(std::move(ad)),
+      digester_(std::move(digester)),
+      nextMilestone_(firstMilestoneAtOrAfter(ad_.get(), prevTime_)) {}
+
 void SKYLVelaAdAnalyticsSession::trackProgressToTime(const MediaTime& time) {
   if (!firstProgressEventHasOccured_) {
     firstProgressEventHasOccured_ = true;
@@ -52,12 +74,15 @@ void SKYLVelaAdAnalyticsSession::trackProgressToTime(const MediaTime& time) {
   const MediaTime end = ad_ ? ad_->endTime() : MediaTime::zero();
   if (time > prevTime_ && time < end && !(time - prevTime_ > seekThreshold_) && ad_ &&
       ad_->trackingEventsCollection()) {
-    // Each milestone under its own name.
-    for (const auto& event : ad_->trackingEventsCollection()->orderedEventsWithOffsets()) {
-      if (event.offset() < prevTime_) continue;
-      if (event.offset() >= time) break;
+    // Each milestone passed, under its own name.
+    const auto& events = ad_->trackingEventsCollection()->orderedEventsWithOffsets();
+    for (; nextMilestone_ < events.size() && events[nextMilestone_].offset() < time;
+         ++nextMilestone_) {
+      const auto& event = events[nextMilestone_];
       if (event.url()) digester_->digestEvent(*event.url(), {ad_->adId(), event.name()});
     }
+  } else {
+    nextMilestone_ = firstMilestoneAtOrAfter(ad_.get(), time);
   }
   prevTime_ = time;
 }

@@ -17,8 +17,7 @@ namespace skylark {
 class SKYLVelaAdAnalyticsSession {
  public:
   SKYLVelaAdAnalyticsSession(std::shared_ptr<const SKYLVelaAd> ad,
-                             std::shared_ptr<SKYLVelaAnalyticsDigester> digester)
-      : ad_(std::move(ad)), digester_(std::move(digester)) {}
+                             std::shared_ptr<SKYLVelaAnalyticsDigester> digester);
 
   void trackImpression();
   void trackCreativeView();
@@ -42,6 +41,9 @@ class SKYLVelaAdAnalyticsSession {
   std::shared_ptr<SKYLVelaAnalyticsDigester> digester_;
   MediaTime prevTime_ = MediaTime::zero();
   const MediaTime seekThreshold_ = MediaTime::makeWithSeconds(1.5, 600);
+  // The first offset milestone at or after prevTime_: a tick reads the
+  // milestones it passes, not every one before them.
+  size_t nextMilestone_;
   bool firstProgressEventHasOccured_ = false;
 };
 

@@ -121,6 +121,19 @@ TEST_F(AnalyticsTest, AStepOfMoreThanASecondAndAHalfFiresNothing) {
   EXPECT_EQ(fired_, Fired{});
 }
 
+// The tracker lets no step back inside an ad through; the ad's session,
+// told of one, fires the milestones it passes again.
+TEST_F(AnalyticsTest, ProgressThatStepsBackFiresThePassedMilestonesAgain) {
+  play(9.75, 20.0);
+  fired_.clear();
+  const auto ad = analytics_->adAnalaytics();
+  for (double progress = 2.0; progress <= 8.0; progress += 0.25) {
+    now_ = 10.0 + progress;
+    ad->trackProgressToTime(seconds(progress));
+  }
+  EXPECT_EQ(fired_, Fired{"q1@17.25"});
+}
+
 TEST_F(AnalyticsTest, ContentImpressionsCompareContentTimeWithAbsolutePosition) {
   // The impression at content 10 s stands at absolute 40 s (after the ad):
   // it fires once content time reaches 40 s.
