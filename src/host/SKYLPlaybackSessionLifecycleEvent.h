@@ -12,16 +12,25 @@ namespace skylark {
 // application: a type (one of the kSKYLPlaybackSessionLifecycleEvent...
 // constants, or a component's own) and properties by key. Immutable, shared.
 class SKYLPlaybackSessionLifecycleEvent {
+  struct Made {
+    explicit Made() = default;
+  };
+
  public:
   using Properties = std::map<std::string, std::any, std::less<>>;
 
   static std::shared_ptr<const SKYLPlaybackSessionLifecycleEvent> eventWithType(
       std::string_view type, Properties properties = {}) {
-    return std::shared_ptr<const SKYLPlaybackSessionLifecycleEvent>(
-        new SKYLPlaybackSessionLifecycleEvent(std::string(type), std::move(properties)));
+    return std::make_shared<const SKYLPlaybackSessionLifecycleEvent>(Made(), type,
+                                                                     std::move(properties));
   }
 
-  const std::string& eventType() const { return eventType_; }
+  // Made by eventWithType only.
+  SKYLPlaybackSessionLifecycleEvent(Made, std::string_view type, Properties properties);
+  SKYLPlaybackSessionLifecycleEvent(const SKYLPlaybackSessionLifecycleEvent& other);
+  SKYLPlaybackSessionLifecycleEvent& operator=(const SKYLPlaybackSessionLifecycleEvent&) = delete;
+
+  const std::string& eventType() const { return *eventType_; }
   const Properties& properties() const { return properties_; }
   // The property under key as T, or null when absent or of another type.
   template <typename T>
@@ -31,10 +40,10 @@ class SKYLPlaybackSessionLifecycleEvent {
   }
 
  private:
-  SKYLPlaybackSessionLifecycleEvent(std::string type, Properties properties)
-      : eventType_(std::move(type)), properties_(std::move(properties)) {}
-
-  std::string eventType_;
+  // A host type points at the process's one copy of it (an event is made on
+  // every progress tick of every session); any other type is kept here.
+  std::string ownType_;
+  const std::string* eventType_;
   Properties properties_;
 };
 
