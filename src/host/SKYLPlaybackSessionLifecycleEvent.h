@@ -3,8 +3,15 @@
 #include <any>
 #include <map>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
+
+#include "host/SKYLAd.h"
+#include "host/SKYLHostConstants.h"
+#include "platform/MediaTime.h"
 
 namespace skylark {
 
@@ -24,17 +31,39 @@ class SKYLPlaybackSessionLifecycleEvent {
     return std::make_shared<const SKYLPlaybackSessionLifecycleEvent>(Made(), type,
                                                                      std::move(properties));
   }
+  // An event whose properties are the ad, when there is one, under the ad
+  // key and the progress, when given, under the progress key. A session
+  // makes one on every tick of an ad, so the two are held as they are and
+  // the map is built only if someone asks for it.
+  static std::shared_ptr<const SKYLPlaybackSessionLifecycleEvent> adEventWithType(
+      std::string_view type, std::shared_ptr<SKYLAd> ad,
+      std::optional<MediaTime> progress = std::nullopt) {
+    return std::make_shared<const SKYLPlaybackSessionLifecycleEvent>(Made(), type, std::move(ad),
+                                                                     progress);
+  }
 
-  // Made by eventWithType only.
+  // Made by the two above only.
   SKYLPlaybackSessionLifecycleEvent(Made, std::string_view type, Properties properties);
+  SKYLPlaybackSessionLifecycleEvent(Made, std::string_view type, std::shared_ptr<SKYLAd> ad,
+                                    std::optional<MediaTime> progress);
   SKYLPlaybackSessionLifecycleEvent(const SKYLPlaybackSessionLifecycleEvent& other);
   SKYLPlaybackSessionLifecycleEvent& operator=(const SKYLPlaybackSessionLifecycleEvent&) = delete;
 
   const std::string& eventType() const { return *eventType_; }
-  const Properties& properties() const { return properties_; }
+  const Properties& properties() const;
   // The property under key as T, or null when absent or of another type.
   template <typename T>
   const T* property(std::string_view key) const {
+    if (adEvent_) {
+      if constexpr (std::is_same_v<T, std::shared_ptr<SKYLAd>>) {
+        if (key == kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd && ad_) return &ad_;
+      } else if constexpr (std::is_same_v<T, MediaTime>) {
+        if (key == kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdProgress && progress_) {
+          return &*progress_;
+        }
+      }
+      return nullptr;
+    }
     const auto found = properties_.find(key);
     return found == properties_.end() ? nullptr : std::any_cast<T>(&found->second);
   }
@@ -44,7 +73,12 @@ class SKYLPlaybackSessionLifecycleEvent {
   // every progress tick of every session); any other type is kept here.
   std::string ownType_;
   const std::string* eventType_;
-  Properties properties_;
+  // An ad event's two properties; its map is made from them once.
+  bool adEvent_ = false;
+  std::shared_ptr<SKYLAd> ad_;
+  std::optional<MediaTime> progress_;
+  mutable std::once_flag mapMade_;
+  mutable Properties properties_;
 };
 
 using SKYLLifecycleEventPtr = std::shared_ptr<const SKYLPlaybackSessionLifecycleEvent>;

@@ -372,9 +372,10 @@ void SKYLVUXSession::setLifecycleStateFiltered(const SKYLLifecycleEventPtr& even
     const auto& properties = currentTrackerEvent_->properties();
     auto ad = properties && properties->ad ? adForVelaAd(properties->ad) : currentAd_;
     if (ad) {
-      emit(pause ? kSKYLPlaybackSessionLifecycleEventAdPause
-                 : kSKYLPlaybackSessionLifecycleEventAdResume,
-           {{key(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd), std::move(ad)}});
+      lifecycleState_.set(SKYLPlaybackSessionLifecycleEvent::adEventWithType(
+          pause ? kSKYLPlaybackSessionLifecycleEventAdPause
+                : kSKYLPlaybackSessionLifecycleEventAdResume,
+          std::move(ad)));
       return;
     }
   }

@@ -59,8 +59,6 @@ void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event)
     ad = same ? currentAd_ : adForVelaAd(properties->ad);
   }
   const auto sequence = properties ? properties->adSequence : nullptr;
-  SKYLPlaybackSessionLifecycleEvent::Properties adProperties;
-  if (ad) adProperties[key(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd)] = ad;
   // Made only for the events that carry it: the host record of a break
   // holds a record of each of its ads, too much to build on every tick.
   const auto sequenceProperties = [&] {
@@ -75,6 +73,10 @@ void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event)
   // Every state change goes through the lifecycle filter.
   auto relay = [this](std::string_view type, SKYLPlaybackSessionLifecycleEvent::Properties p = {}) {
     setLifecycleStateFiltered(SKYLPlaybackSessionLifecycleEvent::eventWithType(type, std::move(p)));
+  };
+  auto relayAd = [this, &ad](std::string_view type, std::optional<MediaTime> progress = {}) {
+    setLifecycleStateFiltered(
+        SKYLPlaybackSessionLifecycleEvent::adEventWithType(type, ad, progress));
   };
   switch (event.type()) {
     case TrackerEvent::EnterAd: {
@@ -96,14 +98,14 @@ void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event)
       adInfoTimer_ = adTimerFactory_ ? adTimerFactory_(tick)
                                      : std::make_shared<RepeatingTimer>(
                                            Dispatch::main(), std::chrono::seconds(1), false, tick);
-      relay(kSKYLPlaybackSessionLifecycleEventAdEnter, std::move(adProperties));
+      relayAd(kSKYLPlaybackSessionLifecycleEventAdEnter);
       break;
     }
     case TrackerEvent::ExitAd:
       handleAdLedgerForEvent(kAdEnd);
       ++currentAdIndex_;
       adInfoTimer_.reset();
-      relay(kSKYLPlaybackSessionLifecycleEventAdExit, std::move(adProperties));
+      relayAd(kSKYLPlaybackSessionLifecycleEventAdExit);
       break;
     case TrackerEvent::EnterAdSequence:
       enterAdSequence(sequence);
@@ -126,8 +128,7 @@ void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event)
       const MediaTime progress =
           properties && properties->adProgress ? *properties->adProgress : MediaTime();
       adPlayDuration_ = progress.isNumeric() ? progress.seconds() : 0;
-      adProperties[key(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdProgress)] = progress;
-      relay(kSKYLPlaybackSessionLifecycleEventAdProgress, std::move(adProperties));
+      relayAd(kSKYLPlaybackSessionLifecycleEventAdProgress, progress);
       break;
     }
     case TrackerEvent::EnterAdSequenceWhileRewinding:
