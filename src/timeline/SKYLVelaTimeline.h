@@ -66,21 +66,23 @@ class SKYLVelaTimeline : public std::enable_shared_from_this<SKYLVelaTimeline> {
   // Where the player is: the break and ad containing the time.
   std::shared_ptr<const SKYLVelaPath> pathAtTime(const MediaTime& absoluteTime) const;
 
-  // The times [begin, end) whose paths share one break, one ad and one sum
-  // of ads ended before them: a path anywhere in it needs no search, so a
+  // The times [begin, end) whose paths share one break, one ad and one
+  // origin of logical time: a path anywhere in it needs no search, so a
   // player's position, moving a little at a time, is followed cheaply.
   struct PathSpan {
     MediaTime begin;
     MediaTime end;
     std::shared_ptr<SKYLVelaAdSequence> adSequence;
     std::shared_ptr<const SKYLVelaAd> ad;
-    MediaTime adTimeEnded;
+    // The ad's begin time inside an ad, else the ad time ended before.
+    MediaTime logicalOrigin;
 
     bool contains(const MediaTime& t) const { return begin <= t && t < end; }
+    MediaTime logicalTimeAt(const MediaTime& t) const { return t - logicalOrigin; }
   };
   // The span around a numeric time; none on a live timeline (its breaks
-  // change) or an irregular one. Inside it, pathAtTime(t) equals
-  // SKYLVelaPath(timeline, t, adSequence, ad, adTimeEnded).
+  // change) or an irregular one. Inside it, pathAtTime(t) has the span's
+  // break and ad and the logical time logicalTimeAt(t).
   std::optional<PathSpan> pathSpanAt(const MediaTime& absoluteTime) const;
   // The break containing the time, and in it the ad at the break's live
   // ad index (none when the index is out of range).

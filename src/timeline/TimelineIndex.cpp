@@ -105,10 +105,11 @@ MediaTime TimelineIndex::adTimeEndedBy(const MediaTime& t) const {
 SKYLVelaTimeline::PathSpan TimelineIndex::spanAt(const MediaTime& t) const {
   const size_t begun = breaksBegunBy(t);
   auto [adSequence, ad] = locate(t);
+  const MediaTime origin = ad ? ad->beginTime() : adTimeEndedBy(t);
   SKYLVelaTimeline::PathSpan span{
       MediaTime::negativeInfinity(),
       begun < breaks_.size() ? breaks_[begun].begin : MediaTime::positiveInfinity(),
-      std::move(adSequence), std::move(ad), adTimeEndedBy(t)};
+      std::move(adSequence), std::move(ad), origin};
   if (begun == 0) return span;
   // Both answers turn only where a time of this break or of its ads is
   // passed (or the next break begins): the span runs between the nearest

@@ -4,15 +4,22 @@ namespace skylark {
 namespace {
 
 using Properties = SKYLVelaProgressTrackerEvent::Properties;
-using Path = std::shared_ptr<const SKYLVelaPath>;
+using Position = SKYLVelaProgressTracker::Position;
 
 const MediaTime kJitterWindow = MediaTime::makeWithSeconds(5.0, 600);
 const MediaTime kPreRollBound = MediaTime::makeWithSeconds(0.1, 600);
 
-MediaTime timeOf(const Path& path) { return path ? path->absoluteTime() : MediaTime::invalid(); }
-std::shared_ptr<const SKYLVelaAd> adOf(const Path& path) { return path ? path->ad() : nullptr; }
-std::shared_ptr<SKYLVelaAdSequence> sequenceOf(const Path& path) {
-  return path ? path->adSequence() : nullptr;
+const MediaTime& timeOf(const std::optional<Position>& p) {
+  static const MediaTime kNone = MediaTime::invalid();
+  return p ? p->absoluteTime : kNone;
+}
+const std::shared_ptr<const SKYLVelaAd>& adOf(const std::optional<Position>& p) {
+  static const std::shared_ptr<const SKYLVelaAd> kNone;
+  return p ? p->ad : kNone;
+}
+const std::shared_ptr<SKYLVelaAdSequence>& sequenceOf(const std::optional<Position>& p) {
+  static const std::shared_ptr<SKYLVelaAdSequence> kNone;
+  return p ? p->adSequence : kNone;
 }
 
 // "No dictionary when there is none": a break event without a break.
@@ -41,25 +48,26 @@ void SKYLVelaProgressTracker::emit(SKYLVelaProgressTrackerEvent::Type type,
 }
 
 void SKYLVelaProgressTracker::absoluteTimeChanged(const MediaTime& time) {
-  if (suspendProgress_ && previousPath_) return;
+  if (suspendProgress_ && previous_) return;
   update(time);
 }
 
 void SKYLVelaProgressTracker::forceAbsoluteTime(const MediaTime& time) {
-  previousPath_ = timeline_ ? pathAt(time) : nullptr;
+  previous_ = timeline_ ? positionAt(time) : std::nullopt;
   setAbsoluteTime(time);
 }
 
-Path SKYLVelaProgressTracker::pathAt(const MediaTime& time) {
+std::optional<Position> SKYLVelaProgressTracker::positionAt(const MediaTime& time) {
   if (!span_ || !span_->contains(time)) span_ = timeline_->pathSpanAt(time);
-  if (!span_) return timeline_->pathAtTime(time);
-  return std::make_shared<const SKYLVelaPath>(timeline_, time, span_->adSequence, span_->ad,
-                                              span_->adTimeEnded);
+  if (span_) return Position{time, span_->adSequence, span_->ad, span_->logicalTimeAt(time)};
+  const auto path = timeline_->pathAtTime(time);
+  if (!path) return std::nullopt;
+  return Position{path->absoluteTime(), path->adSequence(), path->ad(), path->logicalTime()};
 }
 
-void SKYLVelaProgressTracker::moveOutsideAds(const Path& path) {
-  contentTime_.set(path->logicalTime());
-  previousPath_ = path;
+void SKYLVelaProgressTracker::moveOutsideAds(Position position) {
+  contentTime_.set(position.logicalTime);
+  previous_ = std::move(position);
 }
 
 std::shared_ptr<SKYLVelaAdSequence> SKYLVelaProgressTracker::preRoll() const {
@@ -72,40 +80,40 @@ std::shared_ptr<SKYLVelaAdSequence> SKYLVelaProgressTracker::preRoll() const {
 
 void SKYLVelaProgressTracker::update(const MediaTime& time) {
   if (!timeline_) return;
-  const Path path = pathAt(time);
-  if (!path || !path->absoluteTime().isValid()) return;
+  std::optional<Position> found = positionAt(time);
+  if (!found || !found->absoluteTime.isValid()) return;
+  Position& path = *found;
   const float rate = playbackRate_;
-  if (rate != 0 && rate != contentPlaybackRate_ && !path->ad()) contentPlaybackRate_ = rate;
+  if (rate != 0 && rate != contentPlaybackRate_ && !path.ad) contentPlaybackRate_ = rate;
 
-  const Path previous = previousPath_;
-  const MediaTime previousTime = timeOf(previous);
+  const MediaTime previousTime = timeOf(previous_);
   if (rate < 0) {
-    rewind(path, previous);
+    rewind(std::move(path));
     return;
   }
 
   // Backward jitter while playing forward: a player steps back a little
   // around ad boundaries; only a real seek counts.
-  if (adOf(previous) && time < previousTime && contentPlaybackRate_ >= 1.0f) return;
-  if (path->ad() && time < previousTime && contentPlaybackRate_ >= 1.0f &&
+  if (adOf(previous_) && time < previousTime && contentPlaybackRate_ >= 1.0f) return;
+  if (path.ad && time < previousTime && contentPlaybackRate_ >= 1.0f &&
       previousTime - time < kJitterWindow) {
     return;
   }
 
-  if (!sequenceOf(previous) && !path->adSequence()) {
-    moveOutsideAds(path);
+  if (!sequenceOf(previous_) && !path.adSequence) {
+    moveOutsideAds(std::move(path));
     return;
   }
 
-  const auto previousAd = adOf(previous);
-  const auto previousSequence = sequenceOf(previous);
+  const auto previousAd = adOf(previous_);
+  const auto previousSequence = sequenceOf(previous_);
   const bool startSkip =
       rate > 1.0f && previousTime == MediaTime::negativeInfinity() && time > MediaTime::zero();
-  const bool entered = !previousAd && path->ad();
-  const bool exited = previousAd && !path->ad();
-  const bool adChanged = previousAd && path->ad() && !(*previousAd == *path->ad());
+  const bool entered = !previousAd && path.ad;
+  const bool exited = previousAd && !path.ad;
+  const bool adChanged = previousAd && path.ad && !(*previousAd == *path.ad);
   const bool sequenceChanged =
-      previousSequence && path->adSequence() && !(*previousSequence == *path->adSequence());
+      previousSequence && path.adSequence && !(*previousSequence == *path.adSequence);
 
   if (exited || adChanged) {
     Properties properties;
@@ -119,45 +127,46 @@ void SKYLVelaProgressTracker::update(const MediaTime& time) {
   }
   const auto skippedToPreRoll = startSkip ? preRoll() : nullptr;
   if (startSkip || entered || (adChanged && sequenceChanged)) {
-    auto sequence = path->adSequence();
+    auto sequence = path.adSequence;
     if (sequence && skippedToPreRoll) sequence = skippedToPreRoll;
     emit(SKYLVelaProgressTrackerEvent::EnterAdSequence, sequenceProperties(std::move(sequence)));
   }
   if (startSkip || entered || adChanged) {
     Properties properties;
-    properties.ad = path->ad();
+    properties.ad = path.ad;
     if (properties.ad && skippedToPreRoll) {
       const auto ads = skippedToPreRoll->ads();
       if (!ads.empty()) properties.ad = ads.front();
     }
     emit(SKYLVelaProgressTrackerEvent::EnterAd, properties);
   }
-  if (path->ad()) {
+  if (path.ad) {
     Properties properties;
-    properties.ad = path->ad();
-    properties.adProgress = path->logicalTime();
+    properties.ad = path.ad;
+    properties.adProgress = path.logicalTime;
     emit(SKYLVelaProgressTrackerEvent::AdProgress, properties);
-    previousPath_ = path;
+    previous_ = std::move(path);
     return;
   }
-  moveOutsideAds(path);
+  moveOutsideAds(std::move(path));
 }
 
-void SKYLVelaProgressTracker::rewind(const Path& path, const Path& previous) {
-  if (!sequenceOf(previous) && !path->adSequence()) {
-    moveOutsideAds(path);
+void SKYLVelaProgressTracker::rewind(Position path) {
+  const bool wasInAd = adOf(previous_) != nullptr;
+  if (!sequenceOf(previous_) && !path.adSequence) {
+    moveOutsideAds(std::move(path));
     return;
   }
-  if (!adOf(previous) && path->ad()) {
+  if (!wasInAd && path.ad) {
     emit(SKYLVelaProgressTrackerEvent::EnterAdSequenceWhileRewinding, std::nullopt);
   }
-  if (adOf(previous) && !path->ad()) {
+  if (wasInAd && !path.ad) {
     emit(SKYLVelaProgressTrackerEvent::ExitAdSequenceWhileRewinding, std::nullopt);
   }
-  if (path->ad()) {
-    previousPath_ = path;
+  if (path.ad) {
+    previous_ = std::move(path);
   } else {
-    moveOutsideAds(path);
+    moveOutsideAds(std::move(path));
   }
 }
 
@@ -166,10 +175,10 @@ void SKYLVelaProgressTracker::didResumeVideoDuringAdBreak() {
   if (!current || current->type() != SKYLVelaProgressTrackerEvent::AdProgress) return;
   Properties exit;
   exit.skippedAd = didSkipAd_;
-  exit.ad = adOf(previousPath_);
+  exit.ad = adOf(previous_);
   emit(SKYLVelaProgressTrackerEvent::ExitAd, exit);
-  emit(SKYLVelaProgressTrackerEvent::ExitAdSequence, sequenceProperties(sequenceOf(previousPath_)));
-  previousPath_.reset();
+  emit(SKYLVelaProgressTrackerEvent::ExitAdSequence, sequenceProperties(sequenceOf(previous_)));
+  previous_.reset();
 }
 
 void SKYLVelaProgressTracker::convertRanges(const Ranges& absolute, Observable<Ranges>& content) {

@@ -53,7 +53,16 @@ class SKYLVelaProgressTracker {
   Observable<MediaTime>& contentTime() { return contentTime_; }
   // The last event; every event is an assignment, equal ones too.
   Observable<Event>& event() { return event_; }
-  const std::shared_ptr<const SKYLVelaPath>& previousPath() const { return previousPath_; }
+
+  // Where the player was at the last update taken in: the time, the break
+  // and ad around it, and the time into the ad (or the content time).
+  struct Position {
+    MediaTime absoluteTime;
+    std::shared_ptr<SKYLVelaAdSequence> adSequence;
+    std::shared_ptr<const SKYLVelaAd> ad;
+    MediaTime logicalTime;
+  };
+  const std::optional<Position>& previousPosition() const { return previous_; }
 
   // Repositions without announcing a transition (inside an ad an
   // "AdProgress" follows).
@@ -64,13 +73,12 @@ class SKYLVelaProgressTracker {
 
  private:
   void absoluteTimeChanged(const MediaTime& time);
-  // The timeline's path at the time, made from the span of the last one
+  // The timeline's path at the time, read from the span of the last one
   // while the time stays inside it.
-  std::shared_ptr<const SKYLVelaPath> pathAt(const MediaTime& time);
+  std::optional<Position> positionAt(const MediaTime& time);
   void update(const MediaTime& time);
-  void rewind(const std::shared_ptr<const SKYLVelaPath>& path,
-              const std::shared_ptr<const SKYLVelaPath>& previous);
-  void moveOutsideAds(const std::shared_ptr<const SKYLVelaPath>& path);
+  void rewind(Position position);
+  void moveOutsideAds(Position position);
   void emit(SKYLVelaProgressTrackerEvent::Type type,
             std::optional<SKYLVelaProgressTrackerEvent::Properties> properties);
   void convertRanges(const Ranges& absolute, Observable<Ranges>& content);
@@ -89,7 +97,7 @@ class SKYLVelaProgressTracker {
   Observable<Ranges> contentLoaded_;
   Observable<MediaTime> contentTime_{MediaTime::negativeInfinity()};
   Observable<Event> event_;
-  std::shared_ptr<const SKYLVelaPath> previousPath_;
+  std::optional<Position> previous_;
   std::optional<SKYLVelaTimeline::PathSpan> span_;
   SKYLKVOManager kvoManager_;  // last: its observations end first
 };

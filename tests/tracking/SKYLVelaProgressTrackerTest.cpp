@@ -81,10 +81,11 @@ TEST(SKYLVelaProgressTrackerTest, BackwardJitterFilter) {
     Recorder events(tracker);
     (void)events.at(60);
     (void)events.at(c.from);
-    const auto before = tracker.previousPath();
+    const MediaTime before = tracker.previousPosition()->absoluteTime;
     const Events step = events.at(c.to);
     EXPECT_EQ(!step.empty(), c.processed) << c.from << " -> " << c.to;
-    EXPECT_EQ(tracker.previousPath() != before, c.processed) << c.from << " -> " << c.to;
+    EXPECT_EQ(tracker.previousPosition()->absoluteTime != before, c.processed)
+        << c.from << " -> " << c.to;
   }
 }
 
@@ -127,7 +128,7 @@ TEST(SKYLVelaProgressTrackerTest, SkipSuspendForceAndResume) {
 
   tracker.didResumeVideoDuringAdBreak();
   EXPECT_EQ(events.take(), (Events{"ExitAd 1-0", "ExitAdSequence"}));
-  EXPECT_FALSE(tracker.previousPath());
+  EXPECT_FALSE(tracker.previousPosition());
   tracker.didResumeVideoDuringAdBreak();  // no longer after an AdProgress
   EXPECT_EQ(events.take(), Events{});
 }
