@@ -23,17 +23,22 @@ class Observable {
  public:
   using Observer = std::function<void(const T& newValue)>;
 
-  // The registry outlives the property while observations still name it.
-  // An observer may add or remove observers, or set the property again,
-  // while it runs: the list it sits in does not move meanwhile (additions
-  // wait in a list of their own, removals are marked) and is tidied once
-  // no observer runs.
-  class Registry {
+  // The registry outlives the property while observations still name it,
+  // and while it announces a change, even when an observer destroys the
+  // property. An observer may add or remove observers, or set the property
+  // again, while it runs: the list it sits in does not move meanwhile
+  // (additions wait in a list of their own, removals are marked) and is
+  // tidied once no observer runs.
+  //
+  // A player sets several of these on every tick of every session, so what
+  // a plain assignment reads fits in one cache line: the counters and the
+  // list of observers; what only re-entry needs sits behind one pointer.
+  class alignas(64) Registry {
    public:
     uint64_t add(Observer observer) {
       Entry entry{nextId_, std::move(observer), false};
       if (calling_ > 0) {
-        joining_.push_back(std::move(entry));
+        extras().joining.push_back(std::move(entry));
       } else {
         entries_.push_back(std::move(entry));
       }
@@ -50,19 +55,23 @@ class Observable {
     // announcement delivers the queue in order.
     void announce(const T& value) {
       if (announcing_) {
-        pending_.push_back({value, nextId_});
+        extras().pending.push_back({value, nextId_});
         return;
       }
       announcing_ = true;
       // A copy: the property's value may change (or go) while this one is told.
       const T current = value;
       deliver(current, nextId_);
-      for (size_t i = 0; i < pending_.size(); ++i) {
-        Change change = std::move(pending_[i]);
-        deliver(change.value, change.before);
+      if (extras_) {
+        auto& pending = extras_->pending;
+        for (size_t i = 0; i < pending.size(); ++i) {
+          Change change = std::move(pending[i]);
+          deliver(change.value, change.before);
+        }
+        pending.clear();
       }
-      pending_.clear();
       announcing_ = false;
+      releaseIfIdle();  // last: it may destroy this
     }
     // Tells one observer, if it is still registered.
     void deliverTo(uint64_t id, const T& value) {
@@ -74,6 +83,12 @@ class Observable {
       });
       --calling_;
       tidy();
+      releaseIfIdle();  // last: it may destroy this
+    }
+    // The property is going away; the registry lives on, by `self`, until
+    // any announcement under way is over.
+    void propertyGone(std::shared_ptr<Registry> self) {
+      if (announcing_ || calling_ > 0) keepAlive_ = std::move(self);
     }
 
    private:
@@ -86,14 +101,23 @@ class Observable {
       Observer observer;
       bool removed;
     };
+    struct Extras {
+      std::list<Entry> joining;  // added while an observer ran; ids after entries_
+      std::vector<Change> pending;
+    };
 
+    Extras& extras() {
+      if (!extras_) extras_ = std::make_unique<Extras>();
+      return *extras_;
+    }
     // Visits the entries in id order until visit returns false.
     template <typename Visit>
     void forEachEntry(Visit visit) {
       for (size_t i = 0; i < entries_.size(); ++i) {
         if (!visit(entries_[i])) return;
       }
-      for (auto& entry : joining_) {
+      if (!extras_) return;
+      for (auto& entry : extras_->joining) {
         if (!visit(entry)) return;
       }
     }
@@ -115,41 +139,47 @@ class Observable {
       entries_.erase(std::remove_if(entries_.begin(), entries_.end(),
                                     [](const Entry& e) { return e.removed; }),
                      entries_.end());
-      for (auto& entry : joining_) {
+      if (!extras_) return;
+      for (auto& entry : extras_->joining) {
         if (!entry.removed) entries_.push_back(std::move(entry));
       }
-      joining_.clear();
+      extras_->joining.clear();
+    }
+    void releaseIfIdle() {
+      if (announcing_ || calling_ > 0 || !keepAlive_) return;
+      const std::shared_ptr<Registry> self = std::move(keepAlive_);
     }
 
-    std::vector<Entry> entries_;  // by id
-    std::list<Entry> joining_;    // added while an observer ran; ids after entries_
-    uint64_t nextId_ = 1;
-    std::vector<Change> pending_;
     int calling_ = 0;
     bool announcing_ = false;
+    uint64_t nextId_ = 1;
+    std::vector<Entry> entries_;  // by id
+    std::unique_ptr<Extras> extras_;
+    std::shared_ptr<Registry> keepAlive_;
   };
 
+  static_assert(sizeof(Registry) == 64, "an assignment reads one cache line of the registry");
+
   explicit Observable(T initial = T()) : value_(std::move(initial)) {}
+  ~Observable() {
+    Registry* registry = registry_.get();
+    registry->propertyGone(std::move(registry_));
+  }
   Observable(const Observable&) = delete;
   Observable& operator=(const Observable&) = delete;
 
   const T& get() const { return value_; }
+  // An observer may destroy this; nothing here is touched after announcing.
   void set(T value) {
     value_ = std::move(value);
-    // The registry, held here, outlives an observer that destroys this.
-    const std::shared_ptr<Registry> registry = registry_;
-    registry->announce(value_);
+    registry_->announce(value_);
   }
 
   // Registers an observer; with `initial` it also runs at once with the
   // current value. Returns the id to remove it with.
   uint64_t addObserver(Observer observer, bool initial) {
     const uint64_t id = registry_->add(std::move(observer));
-    if (initial) {
-      // The registry, held here, outlives an observer that destroys this.
-      const std::shared_ptr<Registry> registry = registry_;
-      registry->deliverTo(id, value_);
-    }
+    if (initial) registry_->deliverTo(id, value_);
     return id;
   }
   void removeObserver(uint64_t id) { registry_->remove(id); }

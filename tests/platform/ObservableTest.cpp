@@ -77,6 +77,27 @@ TEST(ObservableTest, AnObserverMayDestroyTheProperty) {
   EXPECT_EQ(later, 3);  // the change still reaches the observers it was announced to
 }
 
+// Gone while its initial value is delivered, or while a value set from an
+// observer waits its turn: what was announced still reaches everyone.
+TEST(ObservableTest, AnObserverMayDestroyThePropertyAtAnyPointOfAnAnnouncement) {
+  auto property = std::make_unique<Observable<int>>(0);
+  property->addObserver([&](const int&) { property.reset(); }, true);
+  EXPECT_FALSE(property);
+
+  property = std::make_unique<Observable<int>>(0);
+  std::vector<int> heard;
+  property->addObserver(
+      [&](const int& v) {
+        if (v == 1) property->set(2);
+        if (v == 2) property.reset();
+      },
+      false);
+  property->addObserver([&](const int& v) { heard.push_back(v); }, false);
+  property->set(1);
+  EXPECT_FALSE(property);
+  EXPECT_EQ(heard, (std::vector<int>{1, 2}));
+}
+
 TEST(SKYLKVOManagerTest, EndsItsObservationsWhenGoneEvenAfterTheProperty) {
   Observable<int> property(0);
   int seen = 0;
