@@ -47,14 +47,9 @@ void SKYLVelaAdAnalyticsSession::trackAdVerifications() {
 
 namespace {
 
-// The index of the first milestone at or after the time.
-size_t firstMilestoneAtOrAfter(const SKYLVelaAd* ad, const MediaTime& time) {
-  if (!ad || !ad->trackingEventsCollection()) return 0;
-  const auto& events = ad->trackingEventsCollection()->orderedEventsWithOffsets();
-  const auto found = std::lower_bound(
-      events.begin(), events.end(), time,
-      [](const SKYLVelaTrackingEvent& event, const MediaTime& t) { return event.offset() < t; });
-  return static_cast<size_t>(found - events.begin());
+const std::vector<SKYLVelaTrackingEvent>* milestonesOf(const SKYLVelaAd* ad) {
+  if (!ad || !ad->trackingEventsCollection()) return nullptr;
+  return &ad->trackingEventsCollection()->orderedEventsWithOffsets();
 }
 
 }  // namespace
@@ -63,7 +58,17 @@ SKYLVelaAdAnalyticsSession::SKYLVelaAdAnalyticsSession(
     std::shared_ptr<const SKYLVelaAd> ad, std::shared_ptr<SKYLVelaAnalyticsDigester> digester)
     : ad_(std::move(ad)),
       digester_(std::move(digester)),
-      nextMilestone_(firstMilestoneAtOrAfter(ad_.get(), prevTime_)) {}
+      end_(ad_ ? ad_->endTime() : MediaTime::zero()),
+      milestones_(milestonesOf(ad_.get())),
+      nextMilestone_(firstMilestoneAtOrAfter(prevTime_)) {}
+
+size_t SKYLVelaAdAnalyticsSession::firstMilestoneAtOrAfter(const MediaTime& time) const {
+  if (!milestones_) return 0;
+  const auto found = std::lower_bound(
+      milestones_->begin(), milestones_->end(), time,
+      [](const SKYLVelaTrackingEvent& event, const MediaTime& t) { return event.offset() < t; });
+  return static_cast<size_t>(found - milestones_->begin());
+}
 
 void SKYLVelaAdAnalyticsSession::trackProgressToTime(const MediaTime& time) {
   if (!firstProgressEventHasOccured_) {
@@ -71,18 +76,15 @@ void SKYLVelaAdAnalyticsSession::trackProgressToTime(const MediaTime& time) {
     trackAdVerifications();
     trackCreativeView();
   }
-  const MediaTime end = ad_ ? ad_->endTime() : MediaTime::zero();
-  if (time > prevTime_ && time < end && !(time - prevTime_ > seekThreshold_) && ad_ &&
-      ad_->trackingEventsCollection()) {
+  if (time > prevTime_ && time < end_ && !(time - prevTime_ > seekThreshold_) && milestones_) {
     // Each milestone passed, under its own name.
-    const auto& events = ad_->trackingEventsCollection()->orderedEventsWithOffsets();
-    for (; nextMilestone_ < events.size() && events[nextMilestone_].offset() < time;
+    for (; nextMilestone_ < milestones_->size() && (*milestones_)[nextMilestone_].offset() < time;
          ++nextMilestone_) {
-      const auto& event = events[nextMilestone_];
+      const auto& event = (*milestones_)[nextMilestone_];
       if (event.url()) digester_->digestEvent(*event.url(), {ad_->adId(), event.name()});
     }
   } else {
-    nextMilestone_ = firstMilestoneAtOrAfter(ad_.get(), time);
+    nextMilestone_ = firstMilestoneAtOrAfter(time);
   }
   prevTime_ = time;
 }

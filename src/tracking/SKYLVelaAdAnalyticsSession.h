@@ -35,14 +35,18 @@ class SKYLVelaAdAnalyticsSession {
 
  private:
   void fire(const std::vector<URL>& urls, std::string_view type);
+  size_t firstMilestoneAtOrAfter(const MediaTime& time) const;
   void fireNamed(std::string_view name);
 
   std::shared_ptr<const SKYLVelaAd> ad_;
   std::shared_ptr<SKYLVelaAnalyticsDigester> digester_;
   MediaTime prevTime_ = MediaTime::zero();
   const MediaTime seekThreshold_ = MediaTime::makeWithSeconds(1.5, 600);
-  // The first offset milestone at or after prevTime_: a tick reads the
-  // milestones it passes, not every one before them.
+  // Read on every tick: the ad's end, its offset milestones (held by ad_),
+  // and the first milestone at or after prevTime_, so that a tick reads the
+  // milestones it passes and not every one before them.
+  const MediaTime end_;
+  const std::vector<SKYLVelaTrackingEvent>* const milestones_;
   size_t nextMilestone_;
   bool firstProgressEventHasOccured_ = false;
 };
