@@ -12,6 +12,7 @@ void SKYLAdLedgerManager::processEvent(int64_t code, Parameters withParameters) 
   Call call{code, std::move(withParameters)};
   {
     MutexLock lock(mutex_);
+    if (calls_.size() == kKeptCalls) calls_.pop_front();
     calls_.push_back(call);
     observer = observer_;
   }
@@ -25,7 +26,7 @@ void SKYLAdLedgerManager::setObserver(std::function<void(const Call&)> observer)
 
 std::vector<SKYLAdLedgerManager::Call> SKYLAdLedgerManager::calls() const {
   MutexLock lock(mutex_);
-  return calls_;
+  return {calls_.begin(), calls_.end()};
 }
 
 void SKYLAdLedgerManager::clear() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <any>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -14,9 +15,10 @@ namespace skylark {
 
 class SKYLView;
 
-// The host's ad analytics manager, shared by the process. It keeps every
-// event it is given (code and parameters) for inspection; what a real
-// analytics back-end would do with them is not the player's business.
+// The host's ad analytics manager, shared by the process. It keeps the
+// last kKeptCalls events it is given (code and parameters) for inspection,
+// so that hours of ads in many sessions do not grow the process; what a
+// real analytics back-end would do with them is not the player's business.
 // Visibility of views comes from a table the application (or a test) sets.
 // Safe from any thread.
 class SKYLAdLedgerManager {
@@ -27,11 +29,14 @@ class SKYLAdLedgerManager {
     Parameters parameters;
   };
 
+  static constexpr size_t kKeptCalls = 1024;
+
   static SKYLAdLedgerManager& shared();
 
   void processEvent(int64_t code, Parameters withParameters);
   // Called with each call as it is recorded (tools print them in order).
   void setObserver(std::function<void(const Call&)> observer);
+  // The kept calls, oldest first.
   std::vector<Call> calls() const;
   void clear();
 
@@ -41,7 +46,7 @@ class SKYLAdLedgerManager {
 
  private:
   mutable Mutex mutex_;
-  std::vector<Call> calls_ SKYL_GUARDED_BY(mutex_);
+  std::deque<Call> calls_ SKYL_GUARDED_BY(mutex_);
   std::function<void(const Call&)> observer_ SKYL_GUARDED_BY(mutex_);
   std::map<const SKYLView*, double> visibility_ SKYL_GUARDED_BY(mutex_);
 };

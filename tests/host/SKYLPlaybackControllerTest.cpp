@@ -114,6 +114,14 @@ TEST(SKYLAdLedgerManagerTest, KeepsEveryCallAndAnswersVisibilityFromItsTable) {
   EXPECT_EQ(calls[0].code, 2);
   EXPECT_EQ(std::any_cast<std::string>(calls[0].parameters.at("kSKYLAdLedgerParameterAdTitleKey")),
             "Ferries");
+  // Only the latest calls are kept.
+  for (size_t i = 0; i < SKYLAdLedgerManager::kKeptCalls; ++i) {
+    ledger.processEvent(static_cast<int64_t>(10 + i), {});
+  }
+  const auto kept = ledger.calls();
+  ASSERT_EQ(kept.size(), SKYLAdLedgerManager::kKeptCalls);
+  EXPECT_EQ(kept.front().code, 10);
+  EXPECT_EQ(kept.back().code, static_cast<int64_t>(10 + SKYLAdLedgerManager::kKeptCalls - 1));
   ledger.clear();
 }
 
