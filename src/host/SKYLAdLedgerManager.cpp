@@ -1,5 +1,7 @@
 #include "host/SKYLAdLedgerManager.h"
 
+#include <optional>
+
 namespace skylark {
 
 SKYLAdLedgerManager& SKYLAdLedgerManager::shared() {
@@ -9,14 +11,16 @@ SKYLAdLedgerManager& SKYLAdLedgerManager::shared() {
 
 void SKYLAdLedgerManager::processEvent(int64_t code, Parameters withParameters) {
   std::function<void(const Call&)> observer;
-  Call call{code, std::move(withParameters)};
+  std::optional<Call> told;
   {
     MutexLock lock(mutex_);
-    if (calls_.size() == kKeptCalls) calls_.pop_front();
-    calls_.push_back(call);
     observer = observer_;
+    if (calls_.size() == kKeptCalls) calls_.pop_front();
+    calls_.push_back({code, std::move(withParameters)});
+    // The observer runs unlocked, on a copy: the kept call may go meanwhile.
+    if (observer) told = calls_.back();
   }
-  if (observer) observer(call);
+  if (observer) observer(*told);
 }
 
 void SKYLAdLedgerManager::setObserver(std::function<void(const Call&)> observer) {

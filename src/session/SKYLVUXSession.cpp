@@ -322,6 +322,7 @@ void SKYLVUXSession::startObservingRequiredValuesOnInnerPlaybackSession(
 
 void SKYLVUXSession::playerItemChanged() {
   const auto item = innerPlaybackSession()->currentPlayerItem();
+  bumperMode_ = item && item->type() == PlayerItemType::bumper;
   if (!item || item == currentPlayerItem_) return;
   currentPlayerItem_ = item;
   if (item->type() != PlayerItemType::content) return;
@@ -329,11 +330,6 @@ void SKYLVUXSession::playerItemChanged() {
   item->addOutput({weak_from_this(), &Dispatch::global()});
   if (reversePlaybackEndTime_.isValid()) item->setReversePlaybackEndTime(reversePlaybackEndTime_);
   item->setInterstitialTimeRanges(interstitialTimeRanges_);
-}
-
-bool SKYLVUXSession::inBumperMode() const {
-  const auto item = innerPlaybackSession()->currentPlayerItem();
-  return item && item->type() == PlayerItemType::bumper;
 }
 
 void SKYLVUXSession::innerDurationChanged(const MediaTime& streamDuration) {

@@ -170,7 +170,7 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   void loadStream();
   void fail(SKYLError error);
 
-  bool inBumperMode() const;
+  bool inBumperMode() const { return bumperMode_; }
   void innerDurationChanged(const MediaTime& streamDuration);
   void innerLifecycleChanged(const SKYLLifecycleEventPtr& event);
   void setLifecycleStateFiltered(const SKYLLifecycleEventPtr& event);
@@ -242,6 +242,9 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   std::shared_ptr<SKYLSource> ssaiSource_;
   MediaTime reversePlaybackEndTime_ = MediaTime::invalid();
   std::shared_ptr<PlayerItem> currentPlayerItem_;
+  // Whether the player's current item is a bumper: asked on every tick, so
+  // kept up to date as the player announces each new item.
+  bool bumperMode_ = false;
   bool observingInner_ = false;
 
   std::shared_ptr<SKYLSSAIAdComponentDisplayContainer> adDisplayContainer_;

@@ -2,23 +2,24 @@
 
 namespace skylark {
 
-void BeaconDeliveryLedger::recordHanded(const Key& key) {
-  MutexLock lock(mutex_);
-  ++counts_[key].handed;
-}
-
-void BeaconDeliveryLedger::recordOutcome(const Key& key, Outcome outcome) {
+BeaconDeliveryLedger::Counts* BeaconDeliveryLedger::recordHanded(const Key& key) {
   MutexLock lock(mutex_);
   Counts& counts = counts_[key];
+  ++counts.handed;
+  return &counts;
+}
+
+void BeaconDeliveryLedger::recordOutcome(Counts* counts, Outcome outcome) {
+  MutexLock lock(mutex_);
   switch (outcome) {
     case Outcome::answered2xx:
-      ++counts.answered2xx;
+      ++counts->answered2xx;
       break;
     case Outcome::answeredOther:
-      ++counts.answeredOther;
+      ++counts->answeredOther;
       break;
     case Outcome::transportFailed:
-      ++counts.transportFailed;
+      ++counts->transportFailed;
       break;
   }
 }

@@ -33,8 +33,10 @@ class BeaconDeliveryLedger {
   // (ad id, type); content impressions have an empty ad id.
   using Key = std::pair<std::string, std::string>;
 
-  void recordHanded(const Key& key);
-  void recordOutcome(const Key& key, Outcome outcome);
+  // Counts a beacon handed to the network; its outcome is recorded against
+  // the counts returned, which stay where they are for the ledger's life.
+  Counts* recordHanded(const Key& key);
+  void recordOutcome(Counts* counts, Outcome outcome);
 
   std::map<Key, Counts> counts() const;
   Counts total() const;

@@ -36,10 +36,9 @@ void SKYLVelaAnalyticsDigester::digestEvent(const std::optional<URL>& url, const
     transport_->send(*url);
     return;
   }
-  BeaconDeliveryLedger::Key key{context.adId, context.type};
-  ledger->recordHanded(key);
-  transport_->send(*url, [ledger, key](const BeaconDelivery& delivery) {
-    ledger->recordOutcome(key, delivery.outcome);
+  auto* counts = ledger->recordHanded({context.adId, context.type});
+  transport_->send(*url, [ledger, counts](const BeaconDelivery& delivery) {
+    ledger->recordOutcome(counts, delivery.outcome);
   });
 }
 
