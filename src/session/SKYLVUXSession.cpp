@@ -59,9 +59,10 @@ void SKYLVUXSession::start() {
       [this](const SKYLLifecycleEventPtr& event) { innerLifecycleChanged(event); }, true);
   std::weak_ptr<SKYLVUXSession> weak = shared_from_this();
   // The inner session keeps its player for life: observe that one only.
-  const Player* player = innerPlaybackSession()->player().get();
+  innerPlayer_ = innerPlaybackSession()->player().get();
   rateObserver_ = NotificationCenter::defaultCenter().addObserver(
-      std::string(kSKYLPlayerRateDidChangeNotification), player, [weak](const Notification& n) {
+      std::string(kSKYLPlayerRateDidChangeNotification), innerPlayer_,
+      [weak](const Notification& n) {
         const auto self = weak.lock();
         const auto* posted = std::any_cast<Player*>(&n.object);
         if (self && posted && *posted && *posted == self->innerPlaybackSession()->player().get()) {
@@ -296,9 +297,7 @@ void SKYLVUXSession::startObservingRequiredValuesOnInnerPlaybackSession(
           if (live2Coordinator_) live2UpdateAdState();
           return;
         }
-        if (const auto player = innerPlaybackSession()->player()) {
-          tracker_->setPlaybackRate(player->rate());
-        }
+        if (innerPlayer_) tracker_->setPlaybackRate(innerPlayer_->rate());
         tracker_->setAbsoluteTime(time);
       },
       false);

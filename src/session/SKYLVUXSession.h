@@ -245,6 +245,9 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   // Whether the player's current item is a bumper: asked on every tick, so
   // kept up to date as the player announces each new item.
   bool bumperMode_ = false;
+  // The inner session's player, which it keeps for life (null when it has
+  // none): read on every tick without taking a reference.
+  Player* innerPlayer_ = nullptr;
   bool observingInner_ = false;
 
   std::shared_ptr<SKYLSSAIAdComponentDisplayContainer> adDisplayContainer_;
