@@ -27,7 +27,7 @@ void BeaconDeliveryLedger::recordOutcome(Counts* counts, Outcome outcome) {
 std::map<BeaconDeliveryLedger::Key, BeaconDeliveryLedger::Counts> BeaconDeliveryLedger::counts()
     const {
   MutexLock lock(mutex_);
-  return counts_;
+  return {counts_.begin(), counts_.end()};
 }
 
 BeaconDeliveryLedger::Counts BeaconDeliveryLedger::total() const {

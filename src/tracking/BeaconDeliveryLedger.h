@@ -4,6 +4,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <unordered_map>
 #include <utility>
 
 #include "beacons/BeaconTransport.h"
@@ -38,12 +39,21 @@ class BeaconDeliveryLedger {
   Counts* recordHanded(const Key& key);
   void recordOutcome(Counts* counts, Outcome outcome);
 
+  // Every key's counts, in key order.
   std::map<Key, Counts> counts() const;
   Counts total() const;
 
  private:
+  struct KeyHash {
+    size_t operator()(const Key& key) const {
+      return std::hash<std::string>{}(key.first) * 31 + std::hash<std::string>{}(key.second);
+    }
+  };
+
   mutable Mutex mutex_;
-  std::map<Key, Counts> counts_ SKYL_GUARDED_BY(mutex_);
+  // Hashed: a beacon's lookup reads a bucket and a node, not a path down a
+  // tree, and the ledger is cold by the time each break's beacons go out.
+  std::unordered_map<Key, Counts, KeyHash> counts_ SKYL_GUARDED_BY(mutex_);
 };
 
 }  // namespace skylark
