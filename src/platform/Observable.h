@@ -30,17 +30,21 @@ class Observable {
   // (additions wait in a list of their own, removals are marked) and is
   // tidied once no observer runs.
   //
-  // A player sets several of these on every tick of every session, so what
-  // a plain assignment reads fits in one cache line: the counters and the
-  // list of observers; what only re-entry needs sits behind one pointer.
+  // A player sets several of these on every tick of every session, so an
+  // assignment to a property with one observer reads one cache line: the
+  // counters and that observer; later observers, and what only re-entry
+  // needs, sit behind one pointer. (Ids are 32-bit: no property is observed
+  // four billion times.)
   class alignas(64) Registry {
    public:
     uint64_t add(Observer observer) {
-      Entry entry{nextId_, std::move(observer), false};
+      Entry entry{nextId_, false, std::move(observer)};
       if (calling_ > 0) {
         extras().joining.push_back(std::move(entry));
+      } else if (first_.id == 0) {
+        first_ = std::move(entry);  // tidied lists keep no later entry without a first
       } else {
-        entries_.push_back(std::move(entry));
+        extras().entries.push_back(std::move(entry));
       }
       return nextId_++;
     }
@@ -88,22 +92,24 @@ class Observable {
     // The property is going away; the registry lives on, by `self`, until
     // any announcement under way is over.
     void propertyGone(std::shared_ptr<Registry> self) {
-      if (announcing_ || calling_ > 0) keepAlive_ = std::move(self);
+      if (announcing_ || calling_ > 0) extras().keepAlive = std::move(self);
     }
 
    private:
     struct Change {
       T value;
-      uint64_t before;  // observers with a smaller id hear it
+      uint32_t before;  // observers with a smaller id hear it
     };
     struct Entry {
-      uint64_t id;
+      uint32_t id = 0;  // 0: none
+      bool removed = false;
       Observer observer;
-      bool removed;
     };
     struct Extras {
-      std::list<Entry> joining;  // added while an observer ran; ids after entries_
+      std::vector<Entry> entries;  // after first_, by id
+      std::list<Entry> joining;    // added while an observer ran; ids after entries
       std::vector<Change> pending;
+      std::shared_ptr<Registry> keepAlive;
     };
 
     Extras& extras() {
@@ -113,17 +119,18 @@ class Observable {
     // Visits the entries in id order until visit returns false.
     template <typename Visit>
     void forEachEntry(Visit visit) {
-      for (size_t i = 0; i < entries_.size(); ++i) {
-        if (!visit(entries_[i])) return;
-      }
+      if (first_.id != 0 && !visit(first_)) return;
       if (!extras_) return;
+      for (size_t i = 0; i < extras_->entries.size(); ++i) {
+        if (!visit(extras_->entries[i])) return;
+      }
       for (auto& entry : extras_->joining) {
         if (!visit(entry)) return;
       }
     }
     // Calls, in registration order, the observers registered before
     // `before` and not removed since.
-    void deliver(const T& value, uint64_t before) {
+    void deliver(const T& value, uint32_t before) {
       ++calling_;
       forEachEntry([&](Entry& entry) {
         if (entry.id >= before) return false;
@@ -133,29 +140,35 @@ class Observable {
       --calling_;
       tidy();
     }
-    // With no observer running: drops the removed, takes in the joining.
+    // With no observer running: drops the removed, takes in the joining,
+    // and keeps the earliest entry in first_.
     void tidy() {
       if (calling_ > 0) return;
-      entries_.erase(std::remove_if(entries_.begin(), entries_.end(),
-                                    [](const Entry& e) { return e.removed; }),
-                     entries_.end());
+      if (first_.id != 0 && first_.removed) first_ = Entry();
       if (!extras_) return;
+      auto& entries = extras_->entries;
+      entries.erase(
+          std::remove_if(entries.begin(), entries.end(), [](const Entry& e) { return e.removed; }),
+          entries.end());
       for (auto& entry : extras_->joining) {
-        if (!entry.removed) entries_.push_back(std::move(entry));
+        if (!entry.removed) entries.push_back(std::move(entry));
       }
       extras_->joining.clear();
+      if (first_.id == 0 && !entries.empty()) {
+        first_ = std::move(entries.front());
+        entries.erase(entries.begin());
+      }
     }
     void releaseIfIdle() {
-      if (announcing_ || calling_ > 0 || !keepAlive_) return;
-      const std::shared_ptr<Registry> self = std::move(keepAlive_);
+      if (announcing_ || calling_ > 0 || !extras_ || !extras_->keepAlive) return;
+      const std::shared_ptr<Registry> self = std::move(extras_->keepAlive);
     }
 
-    int calling_ = 0;
+    uint32_t nextId_ = 1;
+    uint16_t calling_ = 0;
     bool announcing_ = false;
-    uint64_t nextId_ = 1;
-    std::vector<Entry> entries_;  // by id
+    Entry first_;
     std::unique_ptr<Extras> extras_;
-    std::shared_ptr<Registry> keepAlive_;
   };
 
   static_assert(sizeof(Registry) == 64, "an assignment reads one cache line of the registry");
