@@ -238,7 +238,7 @@ Figures run(int n, bool faulty, bool offline) {
       return count;
     };
     while (pending() > 0 && Clock::now() - drainStart < std::chrono::seconds(120)) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     figures.drainSeconds = std::chrono::duration<double>(Clock::now() - drainStart).count();
     malloc_trim(0);

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cctype>
+#include <deque>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -140,11 +141,13 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
         starting.swap(toStart);
         cancelling.swap(toCancel);
       }
-      for (auto& task : starting) begin(task);
+      for (auto& task : starting) waiting.push_back(std::move(task));
       for (auto& task : cancelling) cancelTask(task);
+      beginWaiting();
       int stillRunning = 0;
       curl_multi_perform(multi, &stillRunning);
       int left = 0;
+      bool completed = false;
       while (CURLMsg* message = curl_multi_info_read(multi, &left)) {
         if (message->msg != CURLMSG_DONE) continue;
         const auto found = running.find(message->easy_handle);
@@ -153,7 +156,10 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
         running.erase(found);
         curl_multi_remove_handle(multi, task->easy);
         complete(task, message->data.result);
+        completed = true;
       }
+      // Those waiting take the places just freed, without a sleep between.
+      if (completed && !waiting.empty()) continue;
       // Sleep no longer than curl's own next timer (connection set-up and
       // retries run on those), and at most a second.
       long timeoutMs = -1;
@@ -167,6 +173,17 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
       task->release();
     }
     running.clear();
+    waiting.clear();
+  }
+
+  // Begins waiting transfers, in order, while there is room.
+  void beginWaiting() {
+    const size_t room = std::max<size_t>(1, configuration.maximumConcurrentTransfers);
+    while (running.size() < room && !waiting.empty()) {
+      const std::shared_ptr<TaskState> task = std::move(waiting.front());
+      waiting.pop_front();
+      begin(task);
+    }
   }
 
   void finish(const std::shared_ptr<TaskState>& task, Result<URLSessionResponse> result) {
@@ -336,7 +353,9 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
   bool stopping SKYL_GUARDED_BY(mutex) = false;
   std::vector<std::shared_ptr<TaskState>> toStart SKYL_GUARDED_BY(mutex);
   std::vector<std::shared_ptr<TaskState>> toCancel SKYL_GUARDED_BY(mutex);
-  std::map<CURL*, std::shared_ptr<TaskState>> running;  // session thread only
+  // Session thread only.
+  std::deque<std::shared_ptr<TaskState>> waiting;  // resumed, not yet begun
+  std::map<CURL*, std::shared_ptr<TaskState>> running;
 };
 
 std::shared_ptr<URLSession> URLSession::create(Configuration configuration) {

@@ -79,6 +79,10 @@ class URLSession : public std::enable_shared_from_this<URLSession> {
     long maximumRedirects = 10;
     // Connections to one host at a time; more transfers queue for them.
     long maximumConnectionsPerHost = 6;
+    // Transfers under way at once; more wait their turn, in order. (Handed
+    // to libcurl all at once, a burst of thousands of beacons costs every
+    // step of the transfer loop a walk over all of them.)
+    size_t maximumConcurrentTransfers = 64;
   };
   using Completion = std::function<void(Result<URLSessionResponse>)>;
 

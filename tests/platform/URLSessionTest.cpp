@@ -1,6 +1,9 @@
 #include "platform/URLSession.h"
 
+#include <atomic>
 #include <future>
+#include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <httplib.h>
@@ -118,6 +121,47 @@ TEST(URLSessionTest, CancelCompletesWithCancelled) {
   auto future = done.get_future();
   ASSERT_EQ(future.wait_for(5s), std::future_status::ready);
   EXPECT_EQ(future.get(), kURLErrorCancelled);
+}
+
+// A burst larger than the transfers allowed at once: never more than that
+// many reach the server together, every one completes, and one cancelled
+// while it waits completes as cancelled without being sent.
+TEST(URLSessionTest, ABurstWaitsItsTurnAndEveryTransferCompletes) {
+  std::atomic<int> inFlight{0}, most{0};
+  LoopbackServer server([&](httplib::Server& s) {
+    s.Get("/slow", [&](const httplib::Request&, httplib::Response& response) {
+      const int now = ++inFlight;
+      for (int seen = most.load(); now > seen && !most.compare_exchange_weak(seen, now);) {
+      }
+      std::this_thread::sleep_for(20ms);
+      --inFlight;
+      response.status = 204;
+    });
+  });
+  URLSession::Configuration configuration;
+  configuration.maximumConcurrentTransfers = 3;
+  auto session = URLSession::create(configuration);
+  constexpr int kBurst = 40;
+  std::atomic<int> answered{0}, cancelled{0};
+  std::promise<void> allDone;
+  auto finished = [&] {
+    if (answered + cancelled == kBurst) allDone.set_value();
+  };
+  std::vector<std::shared_ptr<URLSessionDataTask>> tasks;
+  for (int i = 0; i < kBurst; ++i) {
+    tasks.push_back(
+        session->dataTask(request(server.url("/slow")), [&](Result<URLSessionResponse> result) {
+          ++(result.ok() && result->response.statusCode == 204 ? answered : cancelled);
+          finished();
+        }));
+    tasks.back()->resume();
+  }
+  tasks.back()->cancel();
+  ASSERT_EQ(allDone.get_future().wait_for(10s), std::future_status::ready);
+  EXPECT_EQ(answered.load(), kBurst - 1);
+  EXPECT_EQ(cancelled.load(), 1);
+  EXPECT_LE(most.load(), 3);
+  EXPECT_EQ(server.requests().size(), static_cast<size_t>(kBurst - 1));
 }
 
 TEST(URLSessionTest, ShutdownAbandonsTasksInFlightWithoutWaiting) {
