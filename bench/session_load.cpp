@@ -328,9 +328,9 @@ int main(int argc, char** argv) {
       }
       const Figures& f = *figures;
       results[n].push_back(f);
-      std::printf("%6d %8ld %8ld %8ld %8ld %8ld %9.3f %12.1f %10.1f %14.4f %10.4f %10.2f %8ld\n",
-                  n, f.fired, f.received, f.answered2xx, f.answeredOther, f.failed,
-                  f.drainSeconds, f.kbPerSession, f.kbLeftPerSession, f.cpuMsPerSessionSecond,
+      std::printf("%6d %8ld %8ld %8ld %8ld %8ld %9.3f %12.1f %10.1f %14.4f %10.4f %10.2f %8ld\n", n,
+                  f.fired, f.received, f.answered2xx, f.answeredOther, f.failed, f.drainSeconds,
+                  f.kbPerSession, f.kbLeftPerSession, f.cpuMsPerSessionSecond,
                   f.medianCpuMsPerSessionSecond, f.longestTickMs, f.threads);
       ok = ok && f.fired == f.received && f.answered2xx == f.sinkOk &&
            f.answeredOther == f.sinkUnavailable && f.failed == f.sinkBroken;
@@ -346,8 +346,7 @@ int main(int argc, char** argv) {
       return medianOf(1000) / medianOf(10);
     };
     std::printf("\nper session, N=1000 / N=10%s: CPU %.2f (median second %.2f), memory %.2f\n",
-                repeats > 1 ? " (medians of the runs)" : "",
-                ratio(&Figures::cpuMsPerSessionSecond),
+                repeats > 1 ? " (medians of the runs)" : "", ratio(&Figures::cpuMsPerSessionSecond),
                 ratio(&Figures::medianCpuMsPerSessionSecond), ratio(&Figures::kbPerSession));
   }
   std::printf("fired = received and the ledgers equal the sink's log: %s\n", ok ? "yes" : "NO");
