@@ -29,6 +29,29 @@ SKYL_HOST_CONSTANT(kSKYLPlaybackSessionLifecycleEventAdSkipped);
 SKYL_HOST_CONSTANT(kSKYLPlaybackSessionLifecycleEventBumperEnter);
 SKYL_HOST_CONSTANT(kSKYLPlaybackSessionLifecycleEventBumperExit);
 
+// Every one of them, for code that recognises a host type.
+inline constexpr std::string_view kSKYLPlaybackSessionLifecycleEventTypes[] = {
+    kSKYLPlaybackSessionLifecycleEventReady,
+    kSKYLPlaybackSessionLifecycleEventPlay,
+    kSKYLPlaybackSessionLifecycleEventPlayRequest,
+    kSKYLPlaybackSessionLifecycleEventPause,
+    kSKYLPlaybackSessionLifecycleEventPauseRequest,
+    kSKYLPlaybackSessionLifecycleEventWillPauseForAd,
+    kSKYLPlaybackSessionLifecycleEventEnd,
+    kSKYLPlaybackSessionLifecycleEventResumeComplete,
+    kSKYLPlaybackSessionLifecycleEventFail,
+    kSKYLPlaybackSessionLifecycleEventAdEnter,
+    kSKYLPlaybackSessionLifecycleEventAdExit,
+    kSKYLPlaybackSessionLifecycleEventAdSequenceEnter,
+    kSKYLPlaybackSessionLifecycleEventAdSequenceExit,
+    kSKYLPlaybackSessionLifecycleEventAdProgress,
+    kSKYLPlaybackSessionLifecycleEventAdPause,
+    kSKYLPlaybackSessionLifecycleEventAdResume,
+    kSKYLPlaybackSessionLifecycleEventAdSkipped,
+    kSKYLPlaybackSessionLifecycleEventBumperEnter,
+    kSKYLPlaybackSessionLifecycleEventBumperExit,
+};
+
 // Lifecycle event property keys.
 SKYL_HOST_CONSTANT(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd);
 SKYL_HOST_CONSTANT(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdSequence);

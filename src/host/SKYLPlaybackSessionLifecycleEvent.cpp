@@ -1,6 +1,7 @@
 #include "host/SKYLPlaybackSessionLifecycleEvent.h"
 
-#include <array>
+#include <iterator>
+#include <vector>
 
 #include "host/SKYLHostConstants.h"
 
@@ -9,26 +10,8 @@ namespace {
 
 // The host's own event types, each held once for the process.
 const std::string* hostType(std::string_view type) {
-  static const std::array<std::string, 19> kTypes = {
-      std::string(kSKYLPlaybackSessionLifecycleEventAdProgress),
-      std::string(kSKYLPlaybackSessionLifecycleEventAdEnter),
-      std::string(kSKYLPlaybackSessionLifecycleEventAdExit),
-      std::string(kSKYLPlaybackSessionLifecycleEventAdSequenceEnter),
-      std::string(kSKYLPlaybackSessionLifecycleEventAdSequenceExit),
-      std::string(kSKYLPlaybackSessionLifecycleEventReady),
-      std::string(kSKYLPlaybackSessionLifecycleEventPlay),
-      std::string(kSKYLPlaybackSessionLifecycleEventPlayRequest),
-      std::string(kSKYLPlaybackSessionLifecycleEventPause),
-      std::string(kSKYLPlaybackSessionLifecycleEventPauseRequest),
-      std::string(kSKYLPlaybackSessionLifecycleEventWillPauseForAd),
-      std::string(kSKYLPlaybackSessionLifecycleEventEnd),
-      std::string(kSKYLPlaybackSessionLifecycleEventResumeComplete),
-      std::string(kSKYLPlaybackSessionLifecycleEventFail),
-      std::string(kSKYLPlaybackSessionLifecycleEventAdPause),
-      std::string(kSKYLPlaybackSessionLifecycleEventAdResume),
-      std::string(kSKYLPlaybackSessionLifecycleEventAdSkipped),
-      std::string(kSKYLPlaybackSessionLifecycleEventBumperEnter),
-      std::string(kSKYLPlaybackSessionLifecycleEventBumperExit)};
+  static const std::vector<std::string> kTypes(std::begin(kSKYLPlaybackSessionLifecycleEventTypes),
+                                               std::end(kSKYLPlaybackSessionLifecycleEventTypes));
   for (const auto& known : kTypes) {
     if (known == type) return &known;
   }

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "beacons/BeaconTransport.h"
+#include "platform/Hashing.h"
 #include "platform/ThreadAnnotations.h"
 
 namespace skylark {
@@ -46,7 +47,7 @@ class BeaconDeliveryLedger {
  private:
   struct KeyHash {
     size_t operator()(const Key& key) const {
-      return std::hash<std::string>{}(key.first) * 31 + std::hash<std::string>{}(key.second);
+      return hashStep(std::hash<std::string>{}(key.first), std::hash<std::string>{}(key.second));
     }
   };
 

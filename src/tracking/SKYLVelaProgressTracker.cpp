@@ -82,26 +82,26 @@ void SKYLVelaProgressTracker::update(const MediaTime& time) {
   if (!timeline_) return;
   std::optional<Position> found = positionAt(time);
   if (!found || !found->absoluteTime.isValid()) return;
-  Position& path = *found;
+  Position& now = *found;
   const float rate = playbackRate_;
-  if (rate != 0 && rate != contentPlaybackRate_ && !path.ad) contentPlaybackRate_ = rate;
+  if (rate != 0 && rate != contentPlaybackRate_ && !now.ad) contentPlaybackRate_ = rate;
 
   const MediaTime previousTime = timeOf(previous_);
   if (rate < 0) {
-    rewind(std::move(path));
+    rewind(std::move(now));
     return;
   }
 
   // Backward jitter while playing forward: a player steps back a little
   // around ad boundaries; only a real seek counts.
   if (adOf(previous_) && time < previousTime && contentPlaybackRate_ >= 1.0f) return;
-  if (path.ad && time < previousTime && contentPlaybackRate_ >= 1.0f &&
+  if (now.ad && time < previousTime && contentPlaybackRate_ >= 1.0f &&
       previousTime - time < kJitterWindow) {
     return;
   }
 
-  if (!sequenceOf(previous_) && !path.adSequence) {
-    moveOutsideAds(std::move(path));
+  if (!sequenceOf(previous_) && !now.adSequence) {
+    moveOutsideAds(std::move(now));
     return;
   }
 
@@ -109,11 +109,11 @@ void SKYLVelaProgressTracker::update(const MediaTime& time) {
   const auto previousSequence = sequenceOf(previous_);
   const bool startSkip =
       rate > 1.0f && previousTime == MediaTime::negativeInfinity() && time > MediaTime::zero();
-  const bool entered = !previousAd && path.ad;
-  const bool exited = previousAd && !path.ad;
-  const bool adChanged = previousAd && path.ad && !(*previousAd == *path.ad);
+  const bool entered = !previousAd && now.ad;
+  const bool exited = previousAd && !now.ad;
+  const bool adChanged = previousAd && now.ad && !(*previousAd == *now.ad);
   const bool sequenceChanged =
-      previousSequence && path.adSequence && !(*previousSequence == *path.adSequence);
+      previousSequence && now.adSequence && !(*previousSequence == *now.adSequence);
 
   if (exited || adChanged) {
     Properties properties;
@@ -127,46 +127,46 @@ void SKYLVelaProgressTracker::update(const MediaTime& time) {
   }
   const auto skippedToPreRoll = startSkip ? preRoll() : nullptr;
   if (startSkip || entered || (adChanged && sequenceChanged)) {
-    auto sequence = path.adSequence;
+    auto sequence = now.adSequence;
     if (sequence && skippedToPreRoll) sequence = skippedToPreRoll;
     emit(SKYLVelaProgressTrackerEvent::EnterAdSequence, sequenceProperties(std::move(sequence)));
   }
   if (startSkip || entered || adChanged) {
     Properties properties;
-    properties.ad = path.ad;
+    properties.ad = now.ad;
     if (properties.ad && skippedToPreRoll) {
       const auto ads = skippedToPreRoll->ads();
       if (!ads.empty()) properties.ad = ads.front();
     }
     emit(SKYLVelaProgressTrackerEvent::EnterAd, properties);
   }
-  if (path.ad) {
+  if (now.ad) {
     Properties properties;
-    properties.ad = path.ad;
-    properties.adProgress = path.logicalTime;
+    properties.ad = now.ad;
+    properties.adProgress = now.logicalTime;
     emit(SKYLVelaProgressTrackerEvent::AdProgress, properties);
-    previous_ = std::move(path);
+    previous_ = std::move(now);
     return;
   }
-  moveOutsideAds(std::move(path));
+  moveOutsideAds(std::move(now));
 }
 
-void SKYLVelaProgressTracker::rewind(Position path) {
+void SKYLVelaProgressTracker::rewind(Position now) {
   const bool wasInAd = adOf(previous_) != nullptr;
-  if (!sequenceOf(previous_) && !path.adSequence) {
-    moveOutsideAds(std::move(path));
+  if (!sequenceOf(previous_) && !now.adSequence) {
+    moveOutsideAds(std::move(now));
     return;
   }
-  if (!wasInAd && path.ad) {
+  if (!wasInAd && now.ad) {
     emit(SKYLVelaProgressTrackerEvent::EnterAdSequenceWhileRewinding, std::nullopt);
   }
-  if (wasInAd && !path.ad) {
+  if (wasInAd && !now.ad) {
     emit(SKYLVelaProgressTrackerEvent::ExitAdSequenceWhileRewinding, std::nullopt);
   }
-  if (path.ad) {
-    previous_ = std::move(path);
+  if (now.ad) {
+    previous_ = std::move(now);
   } else {
-    moveOutsideAds(std::move(path));
+    moveOutsideAds(std::move(now));
   }
 }
 

@@ -77,7 +77,7 @@ class SKYLVelaProgressTracker {
   // while the time stays inside it.
   std::optional<Position> positionAt(const MediaTime& time);
   void update(const MediaTime& time);
-  void rewind(Position position);
+  void rewind(Position now);
   void moveOutsideAds(Position position);
   void emit(SKYLVelaProgressTrackerEvent::Type type,
             std::optional<SKYLVelaProgressTrackerEvent::Properties> properties);
