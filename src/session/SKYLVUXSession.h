@@ -215,21 +215,28 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   ResolvedSessionRecorder live2ResolvedSessionRecorder_;
 
   Observable<SKYLLifecycleEventPtr> lifecycleState_;
-  SKYLBasicPlaybackProgress progressSource_{MediaTime::negativeInfinity()};
   Observable<MediaTime> duration_{MediaTime::invalid()};
   Observable<TimeRanges> loadedTimeRanges_;
   Observable<TimeRanges> seekableRanges_;
   Observable<int64_t> loadState_{0};
   std::optional<SKYLError> loadError_;
 
-  bool canSeek_ = true;
   bool liveSSAI_ = false;
   bool adPlaying_ = false;
   std::shared_ptr<SKYLVideo> updatedVideoWithCuePoints_;
   std::shared_ptr<SKYLSessionProviderExtension> providerExtension_;
   std::shared_ptr<SKYLVelaTimeline> timeline_;
   std::shared_ptr<const std::string> vmapResponseData_;
+  // What every tick reads, together on as few cache lines as they fit.
+  // Whether the player's current item is a bumper: kept up to date as the
+  // player announces each new item.
+  bool bumperMode_ = false;
+  bool canSeek_ = true;
+  // The inner session's player, which it keeps for life (null when it has
+  // none): read without taking a reference.
+  Player* innerPlayer_ = nullptr;
   std::unique_ptr<SKYLVelaProgressTracker> tracker_;
+  SKYLBasicPlaybackProgress progressSource_{MediaTime::negativeInfinity()};
   std::shared_ptr<SKYLVelaAnalyticsDigester> sharedDigester_;
   const std::shared_ptr<BeaconDeliveryLedger> deliveryLedger_ =
       std::make_shared<BeaconDeliveryLedger>();
@@ -242,12 +249,6 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   std::shared_ptr<SKYLSource> ssaiSource_;
   MediaTime reversePlaybackEndTime_ = MediaTime::invalid();
   std::shared_ptr<PlayerItem> currentPlayerItem_;
-  // Whether the player's current item is a bumper: asked on every tick, so
-  // kept up to date as the player announces each new item.
-  bool bumperMode_ = false;
-  // The inner session's player, which it keeps for life (null when it has
-  // none): read on every tick without taking a reference.
-  Player* innerPlayer_ = nullptr;
   bool observingInner_ = false;
 
   std::shared_ptr<SKYLSSAIAdComponentDisplayContainer> adDisplayContainer_;

@@ -17,10 +17,18 @@ SKYLVelaContentAnalyticsSession::SKYLVelaContentAnalyticsSession(
         timeline_ ? timeline_->absoluteTimeAtContentTime(impression.logicalTime())
                   : MediaTime::zero());
   }
+  nextPosition_ = firstPositionAfter(prevTime_);
+}
+
+MediaTime SKYLVelaContentAnalyticsSession::firstPositionAfter(const MediaTime& time) const {
+  for (const MediaTime& position : absolutePositions_) {
+    if (position > time) return position;
+  }
+  return MediaTime::positiveInfinity();
 }
 
 void SKYLVelaContentAnalyticsSession::trackProgressToTime(const MediaTime& time) {
-  if (!(time - prevTime_ > seekThreshold_)) {
+  if (nextPosition_ <= time && !(time - prevTime_ > seekThreshold_)) {
     for (size_t i = 0; i < orderedContentImpressions_.size(); ++i) {
       const MediaTime& position = absolutePositions_[i];
       if (position > time) break;
@@ -28,7 +36,9 @@ void SKYLVelaContentAnalyticsSession::trackProgressToTime(const MediaTime& time)
         digester_->digestEvent(orderedContentImpressions_[i].url(), {"", "contentImpression"});
     }
   }
+  const bool movedBack = time < prevTime_;
   prevTime_ = time;
+  if (movedBack || nextPosition_ <= time) nextPosition_ = firstPositionAfter(time);
 }
 
 }  // namespace skylark

@@ -27,7 +27,12 @@ class SKYLVelaContentAnalyticsSession {
   std::vector<MediaTime> absolutePositions_;  // of each impression, computed once
   std::shared_ptr<SKYLVelaAnalyticsDigester> digester_;
   MediaTime prevTime_ = MediaTime::zero();
+  // The first position after prevTime_ (+infinity when none): most updates
+  // pass no impression and read nothing else.
+  MediaTime nextPosition_ = MediaTime::positiveInfinity();
   const MediaTime seekThreshold_ = MediaTime::makeWithSeconds(1.5, 600);
+
+  MediaTime firstPositionAfter(const MediaTime& time) const;
 };
 
 }  // namespace skylark

@@ -34,8 +34,6 @@ std::optional<Properties> sequenceProperties(std::shared_ptr<SKYLVelaAdSequence>
 
 SKYLVelaProgressTracker::SKYLVelaProgressTracker(std::shared_ptr<SKYLVelaTimeline> timeline)
     : timeline_(std::move(timeline)) {
-  kvoManager_.startObserving<MediaTime>(
-      absoluteTime_, [this](const MediaTime& time) { absoluteTimeChanged(time); }, true);
   kvoManager_.startObserving<Ranges>(
       absoluteSeekable_, [this](const Ranges& r) { convertRanges(r, contentSeekable_); }, true);
   kvoManager_.startObserving<Ranges>(
@@ -45,6 +43,22 @@ SKYLVelaProgressTracker::SKYLVelaProgressTracker(std::shared_ptr<SKYLVelaTimelin
 void SKYLVelaProgressTracker::emit(SKYLVelaProgressTrackerEvent::Type type,
                                    std::optional<Properties> properties) {
   event_.set(std::make_shared<const SKYLVelaProgressTrackerEvent>(type, std::move(properties)));
+}
+
+void SKYLVelaProgressTracker::setAbsoluteTime(const MediaTime& time) {
+  absoluteTime_ = time;
+  if (updating_) {
+    timesSetWhileUpdating_.push_back(time);
+    return;
+  }
+  updating_ = true;
+  absoluteTimeChanged(time);
+  for (size_t i = 0; i < timesSetWhileUpdating_.size(); ++i) {
+    const MediaTime next = timesSetWhileUpdating_[i];  // a copy: the list may grow meanwhile
+    absoluteTimeChanged(next);
+  }
+  timesSetWhileUpdating_.clear();
+  updating_ = false;
 }
 
 void SKYLVelaProgressTracker::absoluteTimeChanged(const MediaTime& time) {

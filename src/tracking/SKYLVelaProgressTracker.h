@@ -33,9 +33,10 @@ class SKYLVelaProgressTracker {
 
   const std::shared_ptr<SKYLVelaTimeline>& timeline() const { return timeline_; }
 
-  // Setting the absolute time runs the progress update.
-  const MediaTime& absoluteTime() const { return absoluteTime_.get(); }
-  void setAbsoluteTime(const MediaTime& time) { absoluteTime_.set(time); }
+  // Setting the absolute time runs the progress update. A time set from
+  // inside an update (by an observer of its events) is taken in after it.
+  const MediaTime& absoluteTime() const { return absoluteTime_; }
+  void setAbsoluteTime(const MediaTime& time);
   float playbackRate() const { return playbackRate_; }
   void setPlaybackRate(float rate) { playbackRate_ = rate; }
   float contentPlaybackRate() const { return contentPlaybackRate_; }
@@ -85,20 +86,24 @@ class SKYLVelaProgressTracker {
   // The last break beginning before 0.1 s: the pre-roll of a start-skip.
   std::shared_ptr<SKYLVelaAdSequence> preRoll() const;
 
+  // What every tick reads and writes comes first, together; the ranges,
+  // which change rarely, after.
   std::shared_ptr<SKYLVelaTimeline> timeline_;
-  Observable<MediaTime> absoluteTime_{MediaTime::invalid()};
+  MediaTime absoluteTime_ = MediaTime::invalid();
   float playbackRate_ = 0;
   float contentPlaybackRate_ = 0;
   bool suspendProgress_ = false;
   bool didSkipAd_ = false;
+  bool updating_ = false;
+  std::optional<SKYLVelaTimeline::PathSpan> span_;
+  std::optional<Position> previous_;
+  Observable<MediaTime> contentTime_{MediaTime::negativeInfinity()};
+  Observable<Event> event_;
+  std::vector<MediaTime> timesSetWhileUpdating_;
   Observable<Ranges> absoluteSeekable_;
   Observable<Ranges> absoluteLoaded_;
   Observable<Ranges> contentSeekable_;
   Observable<Ranges> contentLoaded_;
-  Observable<MediaTime> contentTime_{MediaTime::negativeInfinity()};
-  Observable<Event> event_;
-  std::optional<Position> previous_;
-  std::optional<SKYLVelaTimeline::PathSpan> span_;
   SKYLKVOManager kvoManager_;  // last: its observations end first
 };
 

@@ -1,6 +1,9 @@
 #include "platform/Observable.h"
 
+#include <map>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -65,6 +68,32 @@ TEST(ObservableTest, ObserversAddedOrRemovedWhileOneRunsTakeEffectInOrder) {
   // then 3 after c.
   property.set(3);
   EXPECT_EQ(calls, (std::vector<std::string>{"a1", "b2", "c1", "c2", "c3", "b3"}));
+}
+
+// The first observers sit in the registry itself, later ones behind it:
+// order and removal hold across the two, however many come and go.
+TEST(ObservableTest, ManyObserversKeepTheirOrderThroughRemovalsAndAdditions) {
+  Observable<int> property(0);
+  std::string heard;
+  std::map<char, uint64_t> ids;
+  auto add = [&](char name) {
+    ids[name] = property.addObserver([&heard, name](const int&) { heard += name; }, false);
+  };
+  struct Step {
+    std::string add, remove, expected;
+  };
+  const std::vector<Step> steps = {
+      {"abcde", "", "abcde"}, {"", "bd", "ace"}, {"fg", "", "acefg"},
+      {"", "a", "cefg"},      {"", "cefg", ""},  {"hij", "", "hij"},
+  };
+  for (const auto& step : steps) {
+    for (char name : step.add) add(name);
+    for (char name : step.remove) property.removeObserver(ids[name]);
+    heard.clear();
+    property.set(1);
+    EXPECT_EQ(heard, step.expected)
+        << "after adding \"" << step.add << "\" and removing \"" << step.remove << "\"";
+  }
 }
 
 TEST(ObservableTest, AnObserverMayDestroyTheProperty) {

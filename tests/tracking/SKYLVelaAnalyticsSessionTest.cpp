@@ -142,6 +142,15 @@ TEST_F(AnalyticsTest, ContentImpressionsCompareContentTimeWithAbsolutePosition) 
   EXPECT_EQ(std::count(fired_.begin(), fired_.end(), "content-at-10@69.50"), 0);
   play(70.0, 71.0, 0.5);
   EXPECT_EQ(std::count(fired_.begin(), fired_.end(), "content-at-10@70.00"), 1);
+  // Back before it and across it again, it fires again; a leap over it
+  // fires nothing, nor does playing on after the leap.
+  play(69.0, 70.5, 0.5);
+  EXPECT_EQ(std::count(fired_.begin(), fired_.end(), "content-at-10@70.00"), 2);
+  at(60);
+  play(75, 80);
+  EXPECT_EQ(std::count_if(fired_.begin(), fired_.end(),
+                          [](const std::string& f) { return f.rfind("content-at-10", 0) == 0; }),
+            2);
 }
 
 TEST(SKYLVelaAnalyticsDigesterTest, AnnouncesThenSendsWithoutBlockingAndDropsOtherSchemes) {

@@ -58,6 +58,26 @@ TEST(SKYLVelaProgressTrackerTest, PlayingThroughBreaks) {
   EXPECT_EQ(events.at(70), (Events{"EnterAdSequence", "EnterAd 1-0", "AdProgress 1-0 @5.00"}));
 }
 
+// An application may seek from an ad-start callback: the time it sets is
+// taken in once the update under way has announced everything it found.
+TEST(SKYLVelaProgressTrackerTest, ATimeSetFromInsideAnUpdateFollowsIt) {
+  SKYLVelaProgressTracker tracker(timeline());
+  tracker.setPlaybackRate(1);
+  tracker.event().addObserver(
+      [&](const SKYLVelaProgressTracker::Event& event) {
+        if (event->type() == SKYLVelaProgressTrackerEvent::EnterAd &&
+            event->properties()->ad->adId() == "0-0") {
+          tracker.setAbsoluteTime(seconds(30));
+        }
+      },
+      false);
+  Recorder events(tracker);
+  EXPECT_EQ(events.at(19.75), Events{});
+  EXPECT_EQ(events.at(20), (Events{"EnterAdSequence", "EnterAd 0-0", "AdProgress 0-0 @0.00",
+                                   "ExitAd 0-0", "EnterAd 0-1", "AdProgress 0-1 @0.00"}));
+  EXPECT_EQ(tracker.absoluteTime(), seconds(30));
+}
+
 TEST(SKYLVelaProgressTrackerTest, JumpFromAnAdOfOneBreakIntoAnother) {
   SKYLVelaProgressTracker tracker(timeline());
   tracker.setPlaybackRate(1);

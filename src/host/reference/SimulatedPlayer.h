@@ -59,16 +59,17 @@ class SimulatedPlayer final : public Player, public std::enable_shared_from_this
   void moveTo(MediaTime to);
   void deliverMetadata(const MediaTime& from, const MediaTime& to, bool includeEnd);
 
-  Catalog catalog_;
+  // What advance() reads on every tick comes first, together.
   std::shared_ptr<PlayerItem> item_;
-  std::vector<TimedMetadataItem> metadata_;
   MediaTime time_ = MediaTime::zero();
   float rate_ = 0;
   float volume_ = 1;
   bool advertisingMode_ = false;
   bool layerHidden_ = false;
-  uint64_t seekGeneration_ = 0;
   SeekCompletion pendingSeek_;
+  std::vector<TimedMetadataItem> metadata_;
+  uint64_t seekGeneration_ = 0;
+  Catalog catalog_;
 };
 
 }  // namespace skylark
