@@ -19,6 +19,9 @@ class SKYLView;
 // last kKeptCalls events it is given (code and parameters) for inspection,
 // so that hours of ads in many sessions do not grow the process; what a
 // real analytics back-end would do with them is not the player's business.
+// The window is short: when a thousand sessions cross a break together,
+// the call it lets go of was kept moments ago and is still in cache, where
+// one kept from hundreds of sessions back is not.
 // Visibility of views comes from a table the application (or a test) sets.
 // Safe from any thread.
 class SKYLAdLedgerManager {
@@ -29,7 +32,7 @@ class SKYLAdLedgerManager {
     Parameters parameters;
   };
 
-  static constexpr size_t kKeptCalls = 1024;
+  static constexpr size_t kKeptCalls = 64;
 
   static SKYLAdLedgerManager& shared();
 

@@ -214,7 +214,6 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   ResolvedSessionLookup live2ResolvedSessionLookup_;
   ResolvedSessionRecorder live2ResolvedSessionRecorder_;
 
-  Observable<SKYLLifecycleEventPtr> lifecycleState_;
   Observable<MediaTime> duration_{MediaTime::invalid()};
   Observable<TimeRanges> loadedTimeRanges_;
   Observable<TimeRanges> seekableRanges_;
@@ -237,15 +236,18 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   Player* innerPlayer_ = nullptr;
   std::unique_ptr<SKYLVelaProgressTracker> tracker_;
   SKYLBasicPlaybackProgress progressSource_{MediaTime::negativeInfinity()};
-  std::shared_ptr<SKYLVelaAnalyticsDigester> sharedDigester_;
-  const std::shared_ptr<BeaconDeliveryLedger> deliveryLedger_ =
-      std::make_shared<BeaconDeliveryLedger>();
-  std::unique_ptr<SKYLVelaAnalyticsSession> analyticsSession_;
+  // And what every tick inside an ad reads.
   SKYLVelaProgressTracker::Event currentTrackerEvent_;
   std::shared_ptr<SKYLAd> currentAd_;
   // The timeline ad currentAd_ was made from (none on a live stream): each
   // progress tick asks whether the same ad still plays.
   std::shared_ptr<const SKYLVelaAd> currentAdSource_;
+  double adPlayDuration_ = 0;
+  Observable<SKYLLifecycleEventPtr> lifecycleState_;
+  std::shared_ptr<SKYLVelaAnalyticsDigester> sharedDigester_;
+  const std::shared_ptr<BeaconDeliveryLedger> deliveryLedger_ =
+      std::make_shared<BeaconDeliveryLedger>();
+  std::unique_ptr<SKYLVelaAnalyticsSession> analyticsSession_;
   std::shared_ptr<SKYLSource> ssaiSource_;
   MediaTime reversePlaybackEndTime_ = MediaTime::invalid();
   std::shared_ptr<PlayerItem> currentPlayerItem_;
@@ -270,7 +272,6 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   int64_t currentAdPodIndex_ = 0;
   int64_t currentAdIndex_ = 0;
   double adAudibleDuration_ = 0;
-  double adPlayDuration_ = 0;
   double adViewableSeconds_ = 0;
   bool adViewableImpressionTriggered_ = false;
   std::shared_ptr<void> adInfoTimer_;

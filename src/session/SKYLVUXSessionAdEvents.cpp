@@ -106,6 +106,10 @@ void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event)
       ++currentAdIndex_;
       adInfoTimer_.reset();
       relayAd(kSKYLPlaybackSessionLifecycleEventAdExit);
+      // The ended ad's record lives on in the events that carry it only,
+      // and goes with them while still in cache.
+      currentAd_.reset();
+      currentAdSource_.reset();
       break;
     case TrackerEvent::EnterAdSequence:
       enterAdSequence(sequence);
