@@ -81,8 +81,11 @@ class URLSession : public std::enable_shared_from_this<URLSession> {
     long maximumConnectionsPerHost = 6;
     // Transfers under way at once; more wait their turn, in order. (Handed
     // to libcurl all at once, a burst of thousands of beacons costs every
-    // step of the transfer loop a walk over all of them.)
-    size_t maximumConcurrentTransfers = 64;
+    // step of the transfer loop a walk over all of them.) Twice the
+    // connections to one host: two hosts at full speed. Transfers handed to
+    // libcurl beyond the connections it may open only wait inside it, and
+    // lengthen each step of its loop meanwhile.
+    size_t maximumConcurrentTransfers = 12;
   };
   using Completion = std::function<void(Result<URLSessionResponse>)>;
 
