@@ -86,10 +86,11 @@ class PlayerItem {
   void setFailed() { status_ = Status::failed; }
 
  private:
-  URL url_;
-  PlayerItemType type_;
+  // First, on one cache line: what a player reads on every tick.
   Status status_ = Status::unknown;
   MediaTime duration_ = MediaTime::invalid();
+  URL url_;
+  PlayerItemType type_;
   MediaTime reversePlaybackEndTime_ = MediaTime::invalid();
   std::optional<SystemTime> startDate_;
   std::vector<MediaTimeRange> interstitialTimeRanges_;

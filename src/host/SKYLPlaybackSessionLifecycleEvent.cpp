@@ -43,8 +43,8 @@ SKYLPlaybackSessionLifecycleEvent::SKYLPlaybackSessionLifecycleEvent(
       eventType_(other.eventType_ == &other.ownType_ ? &ownType_ : other.eventType_),
       adEvent_(other.adEvent_),
       ad_(other.ad_),
-      progress_(other.progress_),
-      properties_(other.adEvent_ ? Properties() : other.properties_) {}
+      properties_(other.adEvent_ ? Properties() : other.properties_),
+      progress_(other.progress_) {}
 
 const SKYLPlaybackSessionLifecycleEvent::Properties& SKYLPlaybackSessionLifecycleEvent::properties()
     const {

@@ -73,12 +73,14 @@ class SKYLPlaybackSessionLifecycleEvent {
   // every progress tick of every session); any other type is kept here.
   std::string ownType_;
   const std::string* eventType_;
-  // An ad event's two properties; its map is made from them once.
+  // An ad event's two properties; its map is made from them once. What
+  // the destructor reads comes first: a session lets go of one event on
+  // every tick of an ad, long after it was made.
   bool adEvent_ = false;
   std::shared_ptr<SKYLAd> ad_;
+  mutable Properties properties_;
   std::optional<MediaTime> progress_;
   mutable std::once_flag mapMade_;
-  mutable Properties properties_;
 };
 
 using SKYLLifecycleEventPtr = std::shared_ptr<const SKYLPlaybackSessionLifecycleEvent>;

@@ -59,8 +59,9 @@ class SimulatedPlayer final : public Player, public std::enable_shared_from_this
   void moveTo(MediaTime to);
   void deliverMetadata(const MediaTime& from, const MediaTime& to, bool includeEnd);
 
-  // What advance() reads on every tick comes first, together.
-  std::shared_ptr<PlayerItem> item_;
+  // What advance() reads on every tick comes first, together, from the
+  // start of a cache line of its own.
+  alignas(64) std::shared_ptr<PlayerItem> item_;
   MediaTime time_ = MediaTime::zero();
   float rate_ = 0;
   float volume_ = 1;
