@@ -1,6 +1,7 @@
 #include "DemoCommand.h"
 
 #include <filesystem>
+#include <iostream>
 #include <map>
 #include <set>
 #include <sstream>
@@ -8,6 +9,7 @@
 
 #include <fmt/format.h>
 
+#include "CommandLine.h"
 #include "DemoService.h"
 #include "PlayCommand.h"
 #include "TimelineJSON.h"
@@ -153,6 +155,24 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
     while (!interrupted) std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }
   return allOk ? 0 : 1;
+}
+
+Command addDemoCommand(CLI::App& app) {
+  auto options = std::make_shared<DemoOptions>();
+  auto* command = app.add_subcommand(
+      "demo",
+      "Serve a demo ad service, play a scripted viewing through the plug-in, report every beacon");
+  command->add_flag("--quick", options->quick, "The VOD only (no live part)");
+  command->add_flag("--json", options->json, "Print the report as JSON");
+  command->add_flag("--keep-serving", options->keepServing,
+                    "Leave the ad service up afterwards (Ctrl-C ends it)");
+  command->add_option("--svg", options->svg,
+                      "Write an SVG picture of the timeline and the viewing to FILE");
+  addPlayerOptions(*command, options->player, options->fast, options->window);
+  command->add_option("--stream", options->streamDirectory,
+                      "gst: the demo's stream, made by scripts/make-test-stream DIR --layout demo");
+  return {command,
+          [options] { return runDemo(*options, catchInterrupts(), std::cout, std::cerr); }};
 }
 
 }  // namespace skylark::tool

@@ -7,7 +7,13 @@
 
 #include "PlayCommand.h"
 
+namespace CLI {
+class App;
+}
+
 namespace skylark::tool {
+
+struct Command;
 
 struct DemoOptions {
   bool quick = false;        // the VOD only, no live part
@@ -29,5 +35,8 @@ struct DemoOptions {
 // stream plays (the live part needs a live stream and is left out).
 int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, std::ostream& out,
             std::ostream& err);
+
+// Adds the demo command to the tool's command line.
+Command addDemoCommand(CLI::App& app);
 
 }  // namespace skylark::tool

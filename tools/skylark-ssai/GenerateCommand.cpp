@@ -2,10 +2,12 @@
 
 #include <array>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 
 #include <fmt/format.h>
 
+#include "CommandLine.h"
 #include "XMLText.h"
 
 namespace skylark::tool {
@@ -267,6 +269,28 @@ int runGenerate(const GenerateOptions& options, std::ostream& out, std::ostream&
   err << options.output << ": " << options.breaks << " breaks x " << options.adsPerBreak << " ads, "
       << document.size() << " bytes\n";
   return 0;
+}
+
+Command addGenerateCommand(CLI::App& app) {
+  auto options = std::make_shared<GenerateOptions>();
+  auto size = std::make_shared<std::string>();
+  auto* command = app.add_subcommand(
+      "generate",
+      "Write a realistic VMAP document of a given size (the same bytes for the same options)");
+  command->add_option("--breaks", options->breaks, "Ad breaks, five minutes apart (3)")
+      ->check(CLI::Range(1, 100'000));
+  command->add_option("--ads-per-break", options->adsPerBreak, "Ads in each break (1)")
+      ->check(CLI::Range(1, 100));
+  command->add_option("--seed", options->seed, "Seed of the document's random parts");
+  command->add_option("--size", *size, "small (3 x 1), medium (60 x 4) or large (500 x 4)")
+      ->check(CLI::IsMember({"small", "medium", "large"}));
+  command->add_option("-o,--output", options->output, "Write to FILE instead of standard output");
+  return {command, [options, size] {
+            const std::map<std::string, std::pair<int, int>> sizes = {
+                {"small", {3, 1}}, {"medium", {60, 4}}, {"large", {500, 4}}};
+            if (!size->empty()) std::tie(options->breaks, options->adsPerBreak) = sizes.at(*size);
+            return runGenerate(*options, std::cout, std::cerr);
+          }};
 }
 
 }  // namespace skylark::tool

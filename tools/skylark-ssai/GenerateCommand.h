@@ -4,7 +4,13 @@
 #include <ostream>
 #include <string>
 
+namespace CLI {
+class App;
+}
+
 namespace skylark::tool {
+
+struct Command;
 
 struct GenerateOptions {
   int breaks = 3;
@@ -23,5 +29,8 @@ std::string generateVMAP(const GenerateOptions& options);
 
 // Writes the document and says what it wrote on `err`. Returns the exit code.
 int runGenerate(const GenerateOptions& options, std::ostream& out, std::ostream& err);
+
+// Adds the generate command to the tool's command line.
+Command addGenerateCommand(CLI::App& app);
 
 }  // namespace skylark::tool

@@ -4,7 +4,9 @@
 #include <cctype>
 #include <fstream>
 #include <future>
+#include <iostream>
 
+#include "CommandLine.h"
 #include "TimelineJSON.h"
 #include "TimelineSVG.h"
 #include "TimelineTable.h"
@@ -111,6 +113,20 @@ int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& e
     }
   }
   return 0;
+}
+
+Command addInspectCommand(CLI::App& app) {
+  auto options = std::make_shared<InspectOptions>();
+  auto headers = std::make_shared<std::vector<std::string>>();
+  auto* command = app.add_subcommand("inspect", "Print the ad timeline of a VMAP document");
+  command->add_option("SOURCE", options->source, "A file path or an http(s) URL")->required();
+  addHeaderOption(*command, *headers);
+  command->add_flag("--json", options->json, "Print one JSON object");
+  command->add_option("--svg", options->svg, "Also write an SVG picture of the timeline to FILE");
+  return {command, [options, headers] {
+            options->headers = parseHeaders(*headers);
+            return runInspect(*options, std::cout, std::cerr);
+          }};
 }
 
 }  // namespace skylark::tool

@@ -8,7 +8,13 @@
 #include "platform/URLSession.h"
 #include "timeline/SKYLVelaTimeline.h"
 
+namespace CLI {
+class App;
+}
+
 namespace skylark::tool {
+
+struct Command;
 
 struct InspectOptions {
   std::string source;  // a file path or an http(s) URL
@@ -31,5 +37,8 @@ std::shared_ptr<SKYLVelaTimeline> loadTimeline(const std::string& source,
 // The headers a request carries: the default User-Agent unless the caller
 // gives one, then the caller's headers in order.
 HTTPHeaderFields requestHeaders(const HTTPHeaderFields& given);
+
+// Adds the inspect command to the tool's command line.
+Command addInspectCommand(CLI::App& app);
 
 }  // namespace skylark::tool

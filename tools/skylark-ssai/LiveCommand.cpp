@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iostream>
 #include <mutex>
 #include <set>
 #include <thread>
@@ -9,6 +10,7 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include "CommandLine.h"
 #include "TimelineJSON.h"
 #include "live2/SKYLSSAILive2Coordinator.h"
 #include "live2/SKYLSSAILive2Detector.h"
@@ -163,6 +165,29 @@ int runLive(const LiveOptions& options, const std::atomic<bool>& interrupted, st
   }
   coordinator->stop();
   return 0;
+}
+
+Command addLiveCommand(CLI::App& app) {
+  auto options = std::make_shared<LiveOptions>();
+  auto adsParams = std::make_shared<std::vector<std::string>>();
+  auto* command = app.add_subcommand(
+      "live", "Follow a Meridian Live stream: session, tracking poll, ads and beacons");
+  command->add_option("SOURCE_URL", options->sourceURL, "The live source URL")->required();
+  command->add_option("--token", options->token, "The playback token");
+  command->add_option("--ads-param", *adsParams, "K=V ad parameter of the session (repeatable)")
+      ->each(checkKeyValue);
+  command
+      ->add_option("--playhead-delay", options->playheadDelay,
+                   "Seconds the playhead stays behind now (10)")
+      ->check(finiteNumber(true, true));
+  command->add_option("--duration", options->duration, "Seconds to follow the stream (60)")
+      ->check(finiteNumber(true, true));
+  command->add_flag("--fire", options->fire, "Send the beacons (otherwise only report)");
+  command->add_flag("--json", options->json, "Print one JSON object per line");
+  return {command, [options, adsParams] {
+            options->adsParams = parseKeyValues(*adsParams);
+            return runLive(*options, catchInterrupts(), std::cout, std::cerr);
+          }};
 }
 
 }  // namespace skylark::tool

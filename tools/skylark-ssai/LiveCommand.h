@@ -6,7 +6,13 @@
 #include <ostream>
 #include <string>
 
+namespace CLI {
+class App;
+}
+
 namespace skylark::tool {
+
+struct Command;
 
 struct LiveOptions {
   std::string sourceURL;
@@ -24,5 +30,8 @@ struct LiveOptions {
 // duration or once `interrupted` is set. Returns the exit code.
 int runLive(const LiveOptions& options, const std::atomic<bool>& interrupted, std::ostream& out,
             std::ostream& err);
+
+// Adds the live command to the tool's command line.
+Command addLiveCommand(CLI::App& app);
 
 }  // namespace skylark::tool

@@ -4,10 +4,12 @@
 #include <chrono>
 #include <cmath>
 #include <fstream>
+#include <iostream>
 #include <thread>
 
 #include <fmt/format.h>
 
+#include "CommandLine.h"
 #include "InspectCommand.h"
 #include "PlayLines.h"
 #include "TimelineJSON.h"
@@ -518,6 +520,89 @@ class Playback {
 int runPlay(const PlayOptions& options, std::ostream& out, std::ostream& err) {
   Playback playback(options, out);
   return playback.run(err);
+}
+
+Command addPlayCommand(CLI::App& app) {
+  auto options = std::make_shared<PlayOptions>();
+  struct Texts {
+    std::vector<std::string> headers, seeks, pauses, rates, adsParams, metadata, companions;
+  };
+  auto texts = std::make_shared<Texts>();
+  auto* command = app.add_subcommand(
+      "play",
+      "Play a VMAP document through the whole plug-in stack on a simulated or GStreamer player");
+  command->add_option("SOURCE", options->source, "A VMAP file or an http(s) URL")->required();
+  addPlayerOptions(*command, options->player, options->fast, options->window);
+  addHeaderOption(*command, texts->headers);
+  command->add_option("--step", options->step, "Seconds of playback per update (0.25)")
+      ->check(finiteNumber(true, false));
+  command->add_option("--until", options->until, "Stop at this stream time (seconds)")
+      ->check(finiteNumber(true, true));
+  command->add_option("--rate", options->rate, "The player's rate once the stream is ready (1)")
+      ->check(finiteNumber(false, false));
+  command->add_option("--seek", texts->seeks, "AT:TO: at stream time AT, seek to content time TO")
+      ->each(pairValidator("--seek", "AT:TO"));
+  command->add_option("--skip-at", options->skips, "At stream time AT, press the ad's skip button")
+      ->check(finiteNumber(true, true));
+  command->add_option("--pause-at", texts->pauses, "AT:SECONDS: pause at AT, play SECONDS later")
+      ->each(pairValidator("--pause-at", "AT:SECONDS"));
+  command->add_option("--rate-at", texts->rates, "AT:RATE: at AT the player's rate becomes RATE")
+      ->each(pairValidator("--rate-at", "AT:RATE"));
+  command->add_flag("--fire", options->fire, "Send the beacons (otherwise only report)");
+  command->add_flag("--json", options->json, "Print one JSON object per line");
+  command->add_flag("--realtime", options->realtime, "Pace the virtual clock to the wall clock");
+  command->add_option("--svg", options->svg,
+                      "Write an SVG picture of the timeline and the viewing to FILE");
+  command->add_flag("--brief", options->brief, "Leave out ad progress and ledger lines");
+  command->add_option("--token", options->token, "The live playback token of the source");
+  command
+      ->add_option("--ads-param", texts->adsParams,
+                   "K=V ad parameter of a live session (repeatable)")
+      ->each(checkKeyValue);
+  command
+      ->add_option("--playhead-delay", options->playheadDelay,
+                   "Live: seconds the playhead stays behind the wall clock (10)")
+      ->check(finiteNumber(true, true));
+  command->add_flag("--live", options->live, "The source is an older live SSAI stream");
+  command
+      ->add_option("--metadata-at", texts->metadata,
+                   "AT:FILE: the stream carries FILE as ID3 user text at AT (live)")
+      ->each([](const std::string& text) {
+        const size_t colon = text.find(':');
+        try {
+          if (colon == std::string::npos || colon + 1 == text.size())
+            throw std::invalid_argument(text);
+          (void)parseFinite(text.substr(0, colon));
+        } catch (const std::exception&) {
+          throw CLI::ValidationError("--metadata-at", "expected AT:FILE, got " + text);
+        }
+      });
+  command->add_option("--companion", texts->companions, "WxH: a companion slot (repeatable)")
+      ->each([](const std::string& text) {
+        int w = 0, h = 0;
+        char x = 0;
+        if (std::sscanf(text.c_str(), "%d%c%d", &w, &x, &h) != 3 || x != 'x' || w <= 0 || h <= 0) {
+          throw CLI::ValidationError("--companion", "expected WxH in pixels, got " + text);
+        }
+      });
+  return {command, [options, texts] {
+            options->headers = parseHeaders(texts->headers);
+            options->seeks = parsePairs(texts->seeks);
+            options->pauses = parsePairs(texts->pauses);
+            options->rates = parsePairs(texts->rates);
+            options->adsParams = parseKeyValues(texts->adsParams);
+            for (const auto& text : texts->metadata) {
+              const size_t colon = text.find(':');
+              options->metadata.emplace_back(parseFinite(text.substr(0, colon)),
+                                             text.substr(colon + 1));
+            }
+            for (const auto& text : texts->companions) {
+              int w = 0, h = 0;
+              std::sscanf(text.c_str(), "%dx%d", &w, &h);
+              options->companions.emplace_back(w, h);
+            }
+            return runPlay(*options, std::cout, std::cerr);
+          }};
 }
 
 }  // namespace skylark::tool

@@ -9,7 +9,13 @@
 
 #include "platform/URLSession.h"
 
+namespace CLI {
+class App;
+}
+
 namespace skylark::tool {
+
+struct Command;
 
 // The media back-end: the simulated player on a virtual clock, or GStreamer
 // playing the real stream.
@@ -51,5 +57,8 @@ struct PlayOptions {
 // and rates. A live source plays for --until seconds (60 by default) paced to the wall clock.
 // Returns the exit code.
 int runPlay(const PlayOptions& options, std::ostream& out, std::ostream& err);
+
+// Adds the play command to the tool's command line.
+Command addPlayCommand(CLI::App& app);
 
 }  // namespace skylark::tool

@@ -4,10 +4,12 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <iostream>
 #include <mutex>
 
 #include <fmt/format.h>
 
+#include "CommandLine.h"
 #include "InspectCommand.h"
 #include "TimelineJSON.h"
 #include "platform/ThreadAnnotations.h"
@@ -204,6 +206,38 @@ int runSimulate(const SimulateOptions& options, std::ostream& out, std::ostream&
   if (!timeline) return 1;
   Simulation(options, timeline, out).run();
   return 0;
+}
+
+Command addSimulateCommand(CLI::App& app) {
+  auto options = std::make_shared<SimulateOptions>();
+  auto headers = std::make_shared<std::vector<std::string>>();
+  auto seeks = std::make_shared<std::vector<std::string>>();
+  auto* command = app.add_subcommand(
+      "simulate",
+      "Play a document's timeline with a virtual playhead, printing events and beacons");
+  command->add_option("SOURCE", options->source, "A file path or an http(s) URL")->required();
+  addHeaderOption(*command, *headers);
+  command->add_option("--step", options->step, "Seconds per update at rate 1 (0.25)")
+      ->check(finiteNumber(true, false));
+  command->add_option("--rate", options->rate, "Playback rate; negative plays backwards")
+      ->check(finiteNumber(false, false));
+  command->add_option("--until", options->until, "Stop at this absolute time (seconds)")
+      ->check(finiteNumber(false, false));
+  command->add_option("--seek-at", *seeks, "AT:TO: at playhead AT, seek to TO (absolute seconds)")
+      ->each(pairValidator("--seek-at", "AT:TO"));
+  command->add_option("--skip-at", options->skips, "At playhead AT, skip the ad playing")
+      ->check(finiteNumber(false, false));
+  command->add_flag("--fire", options->fire, "Send the beacons (otherwise only report)");
+  command->add_flag("--json", options->json, "Print one JSON object per line");
+  return {command, [options, headers, seeks] {
+            options->headers = parseHeaders(*headers);
+            if (options->rate == 0) {
+              std::cerr << "--rate: must not be 0\n";
+              return kUsageError;
+            }
+            options->seeks = parsePairs(*seeks);
+            return runSimulate(*options, std::cout, std::cerr);
+          }};
 }
 
 }  // namespace skylark::tool

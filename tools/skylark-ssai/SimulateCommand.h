@@ -8,7 +8,13 @@
 
 #include "platform/URLSession.h"
 
+namespace CLI {
+class App;
+}
+
 namespace skylark::tool {
+
+struct Command;
 
 struct SimulateOptions {
   std::string source;  // a file path or an http(s) URL
@@ -27,5 +33,8 @@ struct SimulateOptions {
 // beacon in the order they happen. Returns the exit code (1 when the
 // document could not be loaded).
 int runSimulate(const SimulateOptions& options, std::ostream& out, std::ostream& err);
+
+// Adds the simulate command to the tool's command line.
+Command addSimulateCommand(CLI::App& app);
 
 }  // namespace skylark::tool
