@@ -157,15 +157,16 @@ TEST(SKYLVUXSessionProviderTest, SourceSelection) {
 }
 
 TEST(SKYLVUXSessionProviderTest, ResolvedSessionsLiveThirtySeconds) {
-  auto provider = SKYLVUXSessionProvider::initWithOptions(nullptr, nullptr);
-  auto now = SKYLVUXSessionProvider::Clock::now();
-  provider->setClockForTesting([&] { return now; });
+  auto clock = std::make_shared<ManualSessionClock>(SystemTime{});
+  auto options = std::make_shared<SKYLVUXSessionProviderOptions>();
+  options->setClock(clock);
+  auto provider = SKYLVUXSessionProvider::initWithOptions(options, nullptr);
   const URL source = *URL::parse("https://meridian.skylark-ssai.net/v1/session/x");
   provider->recordLive2ResolvedSessionForSourceURL(
       source, *URL::parse("https://m.example.com/m.m3u8"), *URL::parse("https://m.example.com/t"));
-  now += 30s;
+  clock->advance(30);
   ASSERT_TRUE(provider->live2ResolvedSessionForSourceURL(source));
-  now += 1ms;
+  clock->advance(0.001);
   EXPECT_FALSE(provider->live2ResolvedSessionForSourceURL(source));
   EXPECT_FALSE(provider->live2ResolvedSessionForSourceURL(source));  // dropped
 }

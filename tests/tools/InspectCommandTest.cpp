@@ -278,8 +278,9 @@ TEST(LiveCommandTest, OpensTheSessionAndFollowsAnAdAtThePlayhead) {
       seen.push_back("enter " + line["adId"].get<std::string>());
     if (line.contains("beacon")) seen.push_back(line["beacon"].get<std::string>());
   }
-  const std::vector<std::string> expected = {"session", "avail a1", "enter x",
-                                             "https://beacon.example.com/x-imp"};
+  // As on every path, an ad's beacons go out before the application hears of it.
+  const std::vector<std::string> expected = {"session", "avail a1",
+                                             "https://beacon.example.com/x-imp", "enter x"};
   EXPECT_EQ(seen, expected) << out.str();
 }
 
