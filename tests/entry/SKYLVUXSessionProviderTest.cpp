@@ -205,13 +205,16 @@ TEST(SKYLVUXSessionProviderTest, BatchesDeliverOnceAllLoadedAndRefuseOverlaps) {
 
   // A batch holding an upstream error session is never delivered.
   auto stuck = SKYLVUXSessionProvider::initWithOptions(nullptr, upstream);
+  const auto loading = makeSession(good);
   upstream->sessions = {
-      makeSession(good),
-      SKYLErrorSession::initWithPlaybackSession(
-          makeSession(good), SKYLPlaybackSessionLifecycleEvent::eventWithType("x"))};
+      loading, SKYLErrorSession::initWithPlaybackSession(
+                   makeSession(good), SKYLPlaybackSessionLifecycleEvent::eventWithType("x"))};
   auto waiting = std::make_shared<Listener>();
   (void)stuck->playbackSessionsForVideos({nullptr, nullptr}, waiting);
-  Dispatch::main().runUntil([] { return false; }, 200ms);
+  // Its one wrapped session loads (its stream goes to the player), and still nothing comes.
+  ASSERT_TRUE(
+      Dispatch::main().runUntil([&] { return loading->player()->currentItem() != nullptr; }, 5s));
+  Dispatch::main().runUntilIdle();
   EXPECT_TRUE(waiting->deliveries.empty());
   SKYLPlayerSDKManager::sharedManager().setPlayerFactory(nullptr);
 }

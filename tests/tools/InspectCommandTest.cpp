@@ -304,8 +304,9 @@ TEST(LiveCommandTest, InterruptingAStalledSessionRequestEndsAtOnce) {
   LiveOptions options;
   options.sourceURL = service.sessionURL();
   std::atomic<bool> interrupted{false};
+  // Ctrl-C once the request is at the service, which holds its answer.
   std::thread ctrlC([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    while (service.sessionBodies().empty()) std::this_thread::yield();
     interrupted = true;
   });
   std::ostringstream out, err;
