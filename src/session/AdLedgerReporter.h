@@ -42,6 +42,12 @@ class AdLedgerReporter {
   void adStarted(std::shared_ptr<SKYLAd> ad);
   // `playedSeconds`: how far the ad got; `skipped`: whether the viewer skipped it.
   void adEnded(double playedSeconds, bool skipped);
+  // The viewer rewound out of the break: its ad and the break end unreported.
+  void abandon() {
+    adTimer_.reset();
+    currentAd_.reset();
+    currentBreak_.reset();
+  }
 
   const std::shared_ptr<SKYLVelaAdSequence>& currentBreak() const { return currentBreak_; }
   double adAudibleDuration() const { return adAudibleDuration_; }

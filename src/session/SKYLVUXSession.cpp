@@ -54,11 +54,13 @@ SKYLVUXSession::SKYLVUXSession(std::shared_ptr<SKYLPlaybackSession> inner, HTTPH
     : ForwardingPlaybackSession(std::move(inner)),
       environment_(std::move(environment)),
       httpHeaders_(std::move(headers)),
-      adLedger_(environment_, *innerPlaybackSession()) {}
+      adLedger_(environment_, *innerPlaybackSession()),
+      seeker_(*innerPlaybackSession()) {}
 
 void SKYLVUXSession::start() {
   sessionCommonProperties_ = innerPlaybackSession()->sessionCommonProperties();
   adLedger_.setCommonProperties(sessionCommonProperties_);
+  seeker_.setCommonProperties(sessionCommonProperties_);
   providerExtension_ = SKYLSessionProviderExtension::initWithPlaybackSession(shared_from_this());
   kvoManager_.startObserving<SKYLLifecycleEventPtr>(
       innerPlaybackSession()->lifecycleState(),
@@ -90,6 +92,7 @@ void SKYLVUXSession::setSessionCommonProperties(
     const std::shared_ptr<SKYLSessionCommonProperties>& properties) {
   sessionCommonProperties_ = properties;
   adLedger_.setCommonProperties(properties);
+  seeker_.setCommonProperties(properties);
   innerPlaybackSession()->setSessionCommonProperties(properties);
 }
 
@@ -202,6 +205,7 @@ void SKYLVUXSession::didLoadTimeline(std::shared_ptr<SKYLVelaTimeline> timeline,
     return;
   }
   tracker_ = std::make_unique<SKYLVelaProgressTracker>(timeline_);
+  seeker_.attach(timeline_, tracker_.get(), liveSSAI_);
   startObservingRequiredValuesOnInnerPlaybackSession(*innerPlaybackSession());
   trackerObservations_.startObserving<SKYLVelaProgressTracker::Ranges>(
       tracker_->contentLoadedTimeRanges(),

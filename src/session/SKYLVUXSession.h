@@ -19,6 +19,7 @@
 #include "session/ForwardingPlaybackSession.h"
 #include "session/Live2AdState.h"
 #include "session/SKYLSSAILive2ResolvedSession.h"
+#include "session/SnapbackSeeker.h"
 #include "timeline/SKYLVelaTimeline.h"
 #include "tracking/SKYLVelaAnalyticsSession.h"
 #include "tracking/SKYLVelaProgressTracker.h"
@@ -76,14 +77,14 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   MediaTime contentTimeFromVideoTime(const MediaTime& videoTime) const;
   // Seconds of content time.
   double currentTime() const;
-  bool canSeek() const { return canSeek_; }
+  bool canSeek() const { return seeker_.canSeek(); }
   bool adPlaying() const { return adPlaying_; }
 
-  // Seeks in content time. Refused (completion false at once) during an ad
-  // break or for an invalid or negative time. A forward seek over ad breaks
-  // first plays the last of them from its start, then goes on to the
-  // target: its completion is called twice, on reaching the break and at
-  // the target. A backward seek plays no break.
+  // Seeks in content time (SnapbackSeeker: a forward seek over ad breaks
+  // plays the last of them first, and its completion is called twice); on a
+  // newer live stream, in stream time, landing at the start of the last
+  // break it would jump over. Refused (completion false at once) during a
+  // break or for an invalid or negative time.
   void seekToTime(const MediaTime& time, std::function<void(bool finished)> completionHandler);
   void seekToTime(const MediaTime& time, const MediaTime& toleranceBefore,
                   const MediaTime& toleranceAfter, std::function<void(bool)> completionHandler) {
@@ -176,6 +177,7 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   void trackerEventChanged(const SKYLVelaProgressTracker::Event& event);
   void emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event);
   void contentTimeChanged(const MediaTime& time);
+  void leaveAdBackwards();
   // The beacons' digester, sending through the environment's transport
   // (retrying, for the live service's).
   void makeDigester(bool live2);
@@ -197,9 +199,6 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   void live2SeekToTime(const MediaTime& time, std::function<void(bool)> completion);
 
   // Seeking and skipping.
-  void seekPlayer(const MediaTime& to, std::function<void(bool)> completion);
-  void adSequenceDidComplete();
-  void finishForcedSeek(bool finished);
   void skipAd(const std::weak_ptr<SKYLAd>& record);
   void didSkipAd(const std::weak_ptr<SKYLAd>& record);
 
@@ -227,7 +226,6 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   // Whether the player's current item is a bumper: kept up to date as the
   // player announces each new item.
   bool bumperMode_ = false;
-  bool canSeek_ = true;
   // The inner session's player, which it keeps for life (null when it has
   // none): read without taking a reference.
   Player* innerPlayer_ = nullptr;
@@ -265,10 +263,7 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   // Seeking.
   const MediaTime defaultSeekTolerance_ = MediaTime::make(1200, 600);
   const MediaTime defaultMinimumSeekToleranceBuffer_ = MediaTime::make(1800, 600);
-  MediaTime absoluteFromTime_ = MediaTime::invalid();
-  MediaTime absoluteToTime_ = MediaTime::invalid();
-  std::shared_ptr<SKYLVelaAdSequence> adSequenceToProcess_;
-  std::function<void(bool)> seekToCompletionHandler_;
+  SnapbackSeeker seeker_;
 
   SKYLKVOManager kvoManager_;
   SKYLKVOManager trackerObservations_;

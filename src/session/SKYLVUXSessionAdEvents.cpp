@@ -22,20 +22,29 @@ void SKYLVUXSession::trackerEventChanged(const SKYLVelaProgressTracker::Event& e
   if (type == TrackerEvent::EnterAd || type == TrackerEvent::ExitAd) {
     adPlaying_ = type == TrackerEvent::EnterAd;
   }
-  if (type == TrackerEvent::EnterAdSequence || type == TrackerEvent::ExitAdSequence) {
-    canSeek_ = type != TrackerEvent::EnterAdSequence;
-  }
+  if (type == TrackerEvent::EnterAdSequence) seeker_.breakEntered();
+  if (type == TrackerEvent::ExitAdSequenceWhileRewinding && adPlaying_) leaveAdBackwards();
   emitTrackerEvent(*event);
-  const auto& properties = event->properties();
-  if (type == TrackerEvent::ExitAdSequence && properties && adSequenceToProcess_ &&
-      properties->adSequence == adSequenceToProcess_) {
-    adSequenceDidComplete();  // the break a seek forced is over
+  if (type == TrackerEvent::ExitAdSequence) {
+    const auto& properties = event->properties();
+    seeker_.breakExited(properties ? properties->adSequence : nullptr);
   }
+}
+
+void SKYLVUXSession::leaveAdBackwards() {
+  // Rewound out of the break it was in: the viewer is in content again,
+  // though the ad was never watched to its end (so nothing is reported).
+  adPlaying_ = false;
+  currentTrackerEvent_ = std::make_shared<const TrackerEvent>(TrackerEvent::ExitAd, std::nullopt);
+  currentAd_.reset();
+  currentAdSource_.reset();
+  adLedger_.abandon();
+  seeker_.leftBreakBackwards();
 }
 
 void SKYLVUXSession::contentTimeChanged(const MediaTime& time) {
   if (analyticsSession_) analyticsSession_->processContentTime(time);
-  if (canSeek_) progressSource_.currentTimeValue.set(time);
+  if (seeker_.canSeek()) progressSource_.currentTimeValue.set(time);
 }
 
 std::shared_ptr<SKYLAd> SKYLVUXSession::recordForAd(

@@ -132,7 +132,7 @@ void SKYLVUXSession::live2SeekToTime(const MediaTime& time, std::function<void(b
   }
   if (tracker_) tracker_->setSuspendProgress(true);
   std::weak_ptr<SKYLVUXSession> weak = shared_from_this();
-  seekPlayer(target, [weak, completion](bool finished) {
+  seeker_.seekPlayer(target, [weak, completion](bool finished) {
     const auto self = weak.lock();
     if (self && self->tracker_) self->tracker_->setSuspendProgress(false);
     if (completion) completion(finished);
