@@ -6,14 +6,20 @@
 namespace skylark {
 namespace {
 
-// The session answering `selector`, as the plug-in's session; null when the
-// extension has no session or the session does not answer it.
+// The plug-in's session that answers `selector` for the extension's
+// session: that session itself, or the one it forwards to when it is a
+// decorator of the application's (or a chain of them); null when the
+// extension has no session or it does not answer.
 SKYLVUXSession* sessionAnswering(const SKYLSessionProviderExtension& extension,
                                  std::string_view selector, bool& hasSession) {
   const auto session = extension.playbackSession();
   hasSession = session != nullptr;
   if (!session || !session->respondsToSelector(selector)) return nullptr;
-  return dynamic_cast<SKYLVUXSession*>(session.get());
+  for (SKYLPlaybackSession* answering = session.get(); answering;
+       answering = answering->forwardingTarget()) {
+    if (auto* plugin = dynamic_cast<SKYLVUXSession*>(answering)) return plugin;
+  }
+  return nullptr;
 }
 
 }  // namespace

@@ -61,6 +61,9 @@ class SKYLPlaybackSession {
   // session has answer true; optional ones (such as "seekToTime:completionHandler:")
   // only where implemented.
   virtual bool respondsToSelector(std::string_view selector) const = 0;
+  // Where a decorator sends what it does not implement itself: the session
+  // it wraps. None for a session that wraps nothing.
+  virtual SKYLPlaybackSession* forwardingTarget() const { return nullptr; }
 };
 
 }  // namespace skylark

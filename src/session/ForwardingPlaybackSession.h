@@ -53,6 +53,7 @@ class ForwardingPlaybackSession : public SKYLPlaybackSession {
   void startObservingRequiredValuesOnInnerPlaybackSession(SKYLPlaybackSession& inner) override {
     inner_->startObservingRequiredValuesOnInnerPlaybackSession(inner);
   }
+  SKYLPlaybackSession* forwardingTarget() const override { return inner_.get(); }
   bool respondsToSelector(std::string_view selector) const override {
     return inner_->respondsToSelector(selector);
   }

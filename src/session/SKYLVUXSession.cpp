@@ -145,8 +145,7 @@ void SKYLVUXSession::load() {
   loadState_.set(1);
   const auto source = inner->source();
   if (!source) {
-    fail(SKYLError(std::string(kSKYLSSAIErrorDomain), kSKYLSSAIErrorCodeTimelineLoadError,
-                   "The video has no source."));
+    loadTimeline(nullptr);  // the loader says what is missing, as it does for a source without a URL
     return;
   }
   std::optional<std::string> token;
@@ -169,7 +168,7 @@ void SKYLVUXSession::load() {
 }
 
 void SKYLVUXSession::loadTimeline(const std::shared_ptr<SKYLSource>& source) {
-  liveSSAI_ = source->isLiveSSAISource();
+  liveSSAI_ = source && source->isLiveSSAISource();
   adLedger_.setLive(liveSSAI_);
   if (const auto video = innerPlaybackSession()->video()) video->setIsUsingSSAIPlugin(true);
   auto loader = SKYLVelaTimelineLoader::initWithSource(source);
@@ -299,11 +298,10 @@ void SKYLVUXSession::startObservingRequiredValuesOnInnerPlaybackSession(
   kvoManager_.startObserving<MediaTime>(
       inner.progressSource().currentTimeValue,
       [this](const MediaTime& time) {
-        if (inBumperMode()) return;
-        if (!tracker_) {
-          // Live without a timeline: positions are the stream's own.
+        if (inBumperMode() || !tracker_) {
+          // A bumper, or live without a timeline: positions are the stream's own.
           progressSource_.currentTimeValue.set(time);
-          if (live2AdState_) live2UpdateAdState();
+          if (!inBumperMode() && live2AdState_) live2UpdateAdState();
           return;
         }
         if (innerPlayer_) tracker_->setPlaybackRate(innerPlayer_->rate());

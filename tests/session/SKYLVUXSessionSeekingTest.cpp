@@ -162,6 +162,95 @@ TEST_F(SeekingTest, SkippingThePostRollGoesToTheEndAndNeverCompletesIt) {
   EXPECT_FALSE(fired("complete/post"));
 }
 
+// A seek while a forced break plays, or after it ends but before the seek
+// to the target has landed, is refused at once: its completion is called
+// false, never again, and the forced seek still gets its second call.
+TEST_F(SeekingTest, SeeksDuringAForcedBreakAreRefusedAndNeverTakeItsCompletion) {
+  app_.playUntil(10);
+  seek(250);
+  app_.playUntil(225);  // in the forced break
+  std::vector<bool> refused;
+  auto seekAgain = [&](double to) {
+    ssai_seekToTime(*app_.controller->providerExtension(), MediaTime::makeWithSeconds(to, 600),
+                    [&refused](bool finished) { refused.push_back(finished); });
+  };
+  seekAgain(280);
+  EXPECT_EQ(refused, std::vector<bool>{false});
+  // The break is over, the seek to 250 not landed yet.
+  const auto observer = app_.session->lifecycleState().addObserver(
+      [&](const SKYLLifecycleEventPtr& event) {
+        if (event && event->eventType() == kSKYLPlaybackSessionLifecycleEventAdSequenceExit) {
+          EXPECT_FALSE(app_.session->canSeek());
+          seekAgain(50);
+        }
+      },
+      false);
+  app_.playUntil(241);
+  app_.session->lifecycleState().removeObserver(observer);
+  EXPECT_EQ(refused, (std::vector<bool>{false, false}));
+  EXPECT_EQ(completions_, (std::vector<bool>{true, true}));
+  EXPECT_NEAR(app_.streamTime(), 290, 1e-6);
+  EXPECT_TRUE(app_.session->canSeek());
+}
+
+// A break at the seek's target itself counts as jumped over: it is the one
+// played (the target's content position maps past the break).
+TEST(SeekingTargetTest, ABreakAtTheTargetIsTheOnePlayed) {
+  struct Case {
+    double target;
+    std::vector<std::string> played;
+    double landed;  // stream time once the seek is over
+  };
+  const Case cases[] = {
+      {99, {}, 99},        // before m1: straight there
+      {100, {"m1"}, 120},  // m1's own position
+      {150, {"m1"}, 170},  // past m1
+      {200, {"m2"}, 240},  // m2's own position: m2, not m1
+  };
+  for (const auto& c : cases) {
+    SessionHarness app(twoMidRollsAndAPostRoll());
+    ASSERT_TRUE(app.start());
+    app.playUntil(10);
+    app.takeEvents();
+    ssai_seekToTime(*app.controller->providerExtension(), MediaTime::makeWithSeconds(c.target, 600),
+                    [](bool) {});
+    app.settle();
+    app.playUntil(245);
+    std::vector<std::string> played;
+    for (const auto& event : app.takeEvents()) {
+      if (event.rfind("AdEnter ", 0) == 0) played.push_back(event.substr(8));
+    }
+    // Breaks the playhead reached after landing are not the seek's.
+    std::erase_if(played, [&](const std::string& id) {
+      return (id == "m2" && c.landed < 220) || (id == "m1" && c.landed < 100);
+    });
+    EXPECT_EQ(played, c.played) << c.target;
+  }
+}
+
+// Rewinding out of a break from inside it leaves the viewer in content:
+// no ad plays, seeks are taken, a pause is a plain pause, and no ad event
+// is fired on the way.
+TEST_F(SeekingTest, RewindingOutOfABreakLeavesTheViewerInContent) {
+  app_.playUntil(105);
+  ASSERT_TRUE(app_.session->adPlaying());
+  ASSERT_FALSE(app_.session->canSeek());
+  app_.takeEvents();
+  app_.player->setRate(-1);
+  while (app_.streamTime() > 95) {
+    app_.clock->advance(0.25);
+    app_.player->advance(0.25);
+    app_.settle();
+  }
+  EXPECT_FALSE(app_.session->adPlaying());
+  EXPECT_TRUE(app_.session->canSeek());
+  app_.controller->pause();
+  app_.settle();
+  for (const auto& event : app_.takeEvents()) {
+    EXPECT_EQ(event.rfind("Ad", 0), std::string::npos) << event;
+  }
+}
+
 TEST(SeekingJitterTest, ABackwardSeekOfUnderFiveSecondsIntoABreakIsJitter) {
   // A 3 s first mid-roll (stream 100-103): from content 101.5 (stream
   // 104.5), a seek back to content 99.9 lands at 100.1, inside it, 4.4 s back.

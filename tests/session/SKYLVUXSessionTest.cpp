@@ -4,6 +4,8 @@
 
 #include "host/SKYLBasicPlaybackSession.h"
 #include "host/SKYLHostConstants.h"
+#include "host/SKYLHostNotifications.h"
+#include "support/LogCapture.h"
 #include "support/SessionHarness.h"
 #include "support/VMAPFixtures.h"
 #include "timeline/SKYLSSAIConstants.h"
@@ -127,6 +129,9 @@ TEST(SKYLVUXSessionTest, TrackerEventsAreIgnoredWhileABumperPlays) {
   app.playUntil(10);
   for (const auto& event : app.takeEvents())
     EXPECT_EQ(event.find("Ad"), std::string::npos) << event;
+  // The bumper's own progress reaches the application (not the content's,
+  // still at 0 behind the pre-roll).
+  EXPECT_NEAR(app.session->progressSource().currentTimeValue.get().seconds(), 10, 1e-6);
 }
 
 TEST(SKYLVUXSessionTest, LedgerParametersFollowThePod) {
@@ -151,12 +156,91 @@ TEST(SKYLVUXSessionTest, LedgerParametersFollowThePod) {
   const auto adEnd =
       std::find_if(calls.begin(), calls.end(), [](const auto& c) { return c.code == 3; });
   ASSERT_NE(adEnd, calls.end());
+  // Played as far as the last progress before the ad's end: one step short of its duration.
+  const double preRoll =
+      app.session->timeline()->adSequences()->front()->ads().front()->duration().seconds();
   EXPECT_NEAR(std::any_cast<double>(adEnd->parameters.at("kSKYLAdLedgerParameterAdPlayDuration")),
-              9.75, 0.01);
+              preRoll - 0.25, 0.01);
   EXPECT_TRUE(adEnd->parameters.count("kSKYLAdLedgerParameterAdAudibleDurationKey"));
   EXPECT_EQ(
       std::any_cast<std::string>(adEnd->parameters.at("kSKYLAdLedgerParameterAdCreativeIDKey")),
       "pre");
+}
+
+// Each break's end, its ads' starts (numbered within the break) and a break
+// that does not begin where the video says it ends. A video whose duration
+// nobody set reads as ending at 0 s.
+TEST(SKYLVUXSessionTest, LedgerReportsBreakEndsAdStartsAndMisplacedBreaks) {
+  struct Case {
+    std::optional<int64_t> videoMilliseconds;
+    std::vector<int64_t> misplacedPods;  // pod index of each report 5
+  };
+  const Case cases[] = {
+      {std::nullopt, {1, -1}},  // mid-roll at 70 s, post-roll at 120 s
+      {120'000, {1}},           // the post-roll is where the video ends
+      {70'000, {-1}},
+  };
+  for (const auto& c : cases) {
+    // A pod of two: two breaks at the same offset make one break of two ads.
+    const std::string pod =
+        adBreak("00:01:00", "00:00:05", "mid-a") + adBreak("00:01:00", "00:00:05", "mid-b");
+    SessionHarness app(vmapDocument(
+        adBreak("start", "00:00:10", "pre") + pod + adBreak("end", "00:00:10", "post"), 130, 100));
+    ASSERT_TRUE(app.start());
+    if (c.videoMilliseconds) {
+      app.session->innerPlaybackSession()->video()->setDurationMilliseconds(*c.videoMilliseconds);
+    }
+    app.playUntil(131);
+    std::vector<int64_t> misplaced, podEnds, adStarts;
+    for (const auto& call : SKYLAdLedgerManager::shared().calls()) {
+      const auto index = [&](const char* key) {
+        return std::any_cast<int64_t>(call.parameters.at(key));
+      };
+      if (call.code == 5) misplaced.push_back(index("kSKYLAdLedgerParameterPodIndexKey"));
+      if (call.code == 1) podEnds.push_back(index("kSKYLAdLedgerParameterPodAdCountKey"));
+      if (call.code == 2) adStarts.push_back(index("kSKYLAdLedgerParameterAdIndexKey"));
+    }
+    EXPECT_EQ(misplaced, c.misplacedPods);
+    EXPECT_EQ(podEnds, (std::vector<int64_t>{1, 2, 1}));
+    EXPECT_EQ(adStarts, (std::vector<int64_t>{0, 0, 1, 0}));
+  }
+}
+
+// A video without a source fails through the loader, as one whose source
+// has no URL: later, with its log line and the playback session's error.
+TEST(SKYLVUXSessionTest, AVideoWithoutASourceFailsThroughTheLoader) {
+  test::LogCapture log;
+  auto player = SimulatedPlayer::create([](const URL&) { return std::nullopt; });
+  auto basic = SKYLBasicPlaybackSession::create(SKYLVideo::initWithSources({}), nullptr, player);
+  auto session = SKYLVUXSession::initWithUpstreamSession(basic, {});
+  EXPECT_EQ(session->currentTime(), 0);  // nothing loaded: no tracker
+  session->load();
+  EXPECT_EQ(session->loadState().get(), 1);  // not failed inside the call
+  ASSERT_TRUE(Dispatch::main().runUntil([&] { return session->loadState().get() == 3; },
+                                        std::chrono::seconds(5)));
+  ASSERT_TRUE(session->loadError());
+  EXPECT_EQ(session->loadError()->domain, kSKYLPlaybackSessionErrorDomain);
+  EXPECT_EQ(session->loadError()->code, kSKYLPlaybackSessionErrorCodeLoadFailed);
+  const auto messages = log.messages();
+  EXPECT_NE(
+      std::find(messages.begin(), messages.end(), "Error: videoSource or videoSource.url is nil."),
+      messages.end());
+}
+
+// An application's decorator around the plug-in's session: the extension's
+// operations reach the plug-in through it.
+TEST(SKYLVUXSessionTest, ExtensionOperationsReachThePluginThroughADecorator) {
+  class Decorator final : public ForwardingPlaybackSession {
+   public:
+    using ForwardingPlaybackSession::ForwardingPlaybackSession;
+  };
+  SessionHarness app(preAndMidRoll());
+  ASSERT_TRUE(app.start());
+  const auto decorated = std::make_shared<Decorator>(std::make_shared<Decorator>(app.session));
+  const auto extension = SKYLSessionProviderExtension::initWithPlaybackSession(decorated);
+  EXPECT_EQ(ssai_absoluteTimeAtContentTime(*extension, MediaTime::make(10, 1)),
+            MediaTime::make(40, 1));  // after the 30 s pre-roll
+  EXPECT_TRUE(ssai_canSeek(*extension));
 }
 
 TEST(SKYLVUXSessionTest, TheViewableImpressionComesAtExactlyTwoSecondsOnce) {
