@@ -47,14 +47,19 @@ void SKYLSSAICompanionSlot::didEnterAd(const SKYLLifecycleEventPtr& event) {
   currentCompanionAd_ = nullptr;
   const auto* velaAd =
       (*ad)->property<std::shared_ptr<const SKYLVelaAd>>(kSKYLSSAIAdPropertiesKeyVelaAd);
-  if (!velaAd || !*velaAd || !(*velaAd)->companionsCollection()) return;
-  // Ordered by width then height: the last that fits is the largest.
-  for (const auto& companion :
-       (*velaAd)->companionsCollection()->orderedCompanionAdsWithWidthThenHeight()) {
-    if (companion->width() <= width_ && companion->height() <= height_)
-      currentCompanionAd_ = companion;
+  if (velaAd && *velaAd && (*velaAd)->companionsCollection()) {
+    // Ordered by width then height: the last that fits is the largest.
+    for (const auto& companion :
+         (*velaAd)->companionsCollection()->orderedCompanionAdsWithWidthThenHeight()) {
+      if (companion->width() <= width_ && companion->height() <= height_)
+        currentCompanionAd_ = companion;
+    }
   }
-  if (!currentCompanionAd_) return;
+  if (!currentCompanionAd_) {
+    // Nothing of this ad fits: the previous ad's companion goes.
+    if (view_) view_->show({});
+    return;
+  }
   if (view_) {
     view_->show(currentCompanionAd_->staticResourceURL()
                     ? currentCompanionAd_->staticResourceURL()->absoluteString()

@@ -98,7 +98,8 @@ TEST(SKYLSSAICompanionSlotTest, TheLargestFittingCompanionIsShownAndItsViewRepor
   ad.replace(ad.find("</Creatives>"), 0,
              "<Creative><CompanionAds>" + companion("small", 120, 60) + companion("box", 300, 250) +
                  companion("leader", 728, 90) + "</CompanionAds></Creative>");
-  test::SessionHarness app(test::vmapDocument(ad, 40, 30));
+  test::SessionHarness app(
+      test::vmapDocument(ad + test::adBreak("00:00:10", "00:00:05", "plain"), 45, 30));
   ASSERT_TRUE(app.start());
   auto view = std::make_shared<SKYLView>(400, 300);
   auto slot = SKYLSSAICompanionSlot::initWithView(view, 400, 300);
@@ -114,6 +115,13 @@ TEST(SKYLSSAICompanionSlotTest, TheLargestFittingCompanionIsShownAndItsViewRepor
   EXPECT_EQ(std::count(urls.begin(), urls.end(), "https://b.example.com/view/box"), 1);
   EXPECT_EQ(std::count(urls.begin(), urls.end(), "https://b.example.com/click/box"), 1);
   EXPECT_EQ(std::count(urls.begin(), urls.end(), "https://b.example.com/view/small"), 0);
+
+  // The next ad has no companion that fits: the slot and its view empty.
+  app.playUntil(20);
+  EXPECT_FALSE(slot->currentCompanionAd());
+  EXPECT_EQ(view->shownContent(), "");
+  slot->clickCurrentCompanion();  // nothing shown, nothing to report
+  EXPECT_EQ(std::count(urls.begin(), urls.end(), "https://b.example.com/click/box"), 1);
 }
 
 }  // namespace
