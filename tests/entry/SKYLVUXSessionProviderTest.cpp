@@ -39,13 +39,18 @@ struct Listener final : SKYLSessionListener {
   std::vector<std::vector<std::shared_ptr<SKYLPlaybackSession>>> deliveries;
 };
 
-// An upstream provider that hands out the sessions it is given.
+// An upstream provider that hands out the sessions it is given, having
+// chosen each video's source as a host does (when told how).
 struct ScriptedProvider final : SKYLSessionProvider {
   std::vector<std::shared_ptr<SKYLPlaybackSession>> playbackSessionsForVideos(
-      const std::vector<std::shared_ptr<SKYLVideo>>&,
+      const std::vector<std::shared_ptr<SKYLVideo>>& videos,
       const std::shared_ptr<SKYLSessionListener>&) override {
+    for (const auto& video : videos) {
+      if (video && chooseSource) chooseSource(*video);
+    }
     return sessions;
   }
+  std::function<void(const SKYLVideo&)> chooseSource;
   void setSessionCommonProperties(const std::shared_ptr<SKYLSessionCommonProperties>&) override {}
   bool shouldLoadVideo() const override { return load; }
   void setShouldLoadVideo(bool value) override { load = value; }
@@ -131,14 +136,18 @@ TEST(SKYLVUXSessionProviderTest, SourceSelection) {
        true},
   };
   for (const auto& c : cases) {
-    auto provider =
-        SKYLVUXSessionProvider::initWithOptions(nullptr, std::make_shared<ScriptedProvider>());
+    auto upstream = std::make_shared<ScriptedProvider>();
+    auto provider = SKYLVUXSessionProvider::initWithOptions(nullptr, upstream);
     auto properties = std::make_shared<SKYLSessionCommonProperties>();
     provider->setSessionCommonProperties(properties);
     test::LogCapture log;
+    std::shared_ptr<SKYLSource> chosen;
+    upstream->chooseSource = [&](const SKYLVideo& video) {
+      chosen = properties->sourceSelectionPolicy(video);
+    };
     auto listener = std::make_shared<Listener>();
-    (void)provider->playbackSessionsForVideos({}, listener);  // an empty batch delivers at once
-    const auto chosen = properties->sourceSelectionPolicy(*SKYLVideo::initWithSources(c.sources));
+    // Nothing to wrap: the batch is delivered at once, with what the choice added.
+    (void)provider->playbackSessionsForVideos({SKYLVideo::initWithSources(c.sources)}, listener);
     EXPECT_EQ(
         chosen && chosen->url() ? std::optional(chosen->url()->absoluteString()) : std::nullopt,
         c.expectedURL)
@@ -146,6 +155,25 @@ TEST(SKYLVUXSessionProviderTest, SourceSelection) {
     if (chosen && !c.expectedOriginal.empty()) {
       EXPECT_EQ(chosen->properties().at("original_source_url"), c.expectedOriginal) << c.name;
       EXPECT_EQ(chosen->deliveryMethod(), std::string(kSKYLDeliveryHLS)) << c.name;
+    }
+    // A missing VMAP stands in the batch as an error session that fails with 510.
+    ASSERT_EQ(listener->deliveries.size(), 1u) << c.name;
+    const auto& delivered = listener->deliveries.front();
+    ASSERT_EQ(delivered.size(), c.error510 ? 1u : 0u) << c.name;
+    if (c.error510) {
+      const auto* errorSession = dynamic_cast<SKYLErrorSession*>(delivered.front().get());
+      ASSERT_TRUE(errorSession) << c.name;
+      const auto& event = errorSession->errorEvent();
+      EXPECT_EQ(event->eventType(), kSKYLPlaybackSessionLifecycleEventFail) << c.name;
+      const auto* error =
+          event->property<SKYLError>(kSKYLPlaybackSessionLifecycleEventPropertiesKeyError);
+      ASSERT_TRUE(error) << c.name;
+      EXPECT_EQ(error->domain, kSKYLSSAIErrorDomain) << c.name;
+      EXPECT_EQ(error->code, 510) << c.name;
+      EXPECT_EQ(error->localizedDescription,
+                "Found nil delivery method or nil/missing/malformed VMAP URL")
+          << c.name;
+      EXPECT_EQ(error->recoverySuggestion, "Verify KORU response contains a VMAP URL") << c.name;
     }
     const auto messages = log.messages();
     const bool logged =
