@@ -32,6 +32,16 @@ endif()
 
 install(EXPORT SkylarkSSAITargets NAMESPACE SkylarkSSAI::
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/SkylarkSSAI COMPONENT dev)
+
+# The player contract suite: the config loads it where GoogleTest is found,
+# and find_package(SkylarkSSAI COMPONENTS player_contract) insists on it.
+if(TARGET skylark_player_contract)
+  install(TARGETS skylark_player_contract EXPORT SkylarkSSAIPlayerContract
+          FILE_SET HEADERS DESTINATION include/skylark_ssai COMPONENT dev)
+  install(EXPORT SkylarkSSAIPlayerContract NAMESPACE SkylarkSSAI::
+          FILE SkylarkSSAIPlayerContractTargets.cmake
+          DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/SkylarkSSAI COMPONENT dev)
+endif()
 configure_package_config_file(cmake/SkylarkSSAIConfig.cmake.in
   ${CMAKE_CURRENT_BINARY_DIR}/SkylarkSSAIConfig.cmake
   INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/SkylarkSSAI)

@@ -25,8 +25,15 @@ set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 # What the CMake files find, and what pkg-config reads through Requires.private.
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS
   "libfmt-dev, nlohmann-json3-dev, libxml2-dev, libcurl4-openssl-dev | libcurl-dev, libicu-dev")
+# SkylarkSSAI::player_contract is there for an application that has GoogleTest.
+set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS "libgtest-dev")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME skylark-ssai-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION video)
+if(TARGET skylark_host_gst)
+  # --player gst plays HLS with these; the tool runs without them.
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS
+    "gstreamer1.0-plugins-base, gstreamer1.0-plugins-good, gstreamer1.0-plugins-bad, gstreamer1.0-libav")
+endif()
 
 include(CPack)
 cpack_add_component(runtime DESCRIPTION "Server-side ad insertion for a video player: the shared library")
