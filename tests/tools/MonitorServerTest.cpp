@@ -14,6 +14,8 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 
+#include "support/ChildProcess.h"
+
 namespace skylark::tool {
 namespace {
 
@@ -54,6 +56,28 @@ TEST(MonitorAddressTest, LoopbackUnlessAnyInterfaceIsGiven) {
     ASSERT_TRUE(address) << c.text << ": " << why;
     EXPECT_EQ(address->host, c.expected->first) << c.text;
     EXPECT_EQ(address->port, c.expected->second) << c.text;
+  }
+}
+
+TEST(MonitorAddressTest, TheToolRefusesWhatTheOptionsDoNotAllowBeforeItPlays) {
+  const std::string sample = std::string(SKYLARK_SOURCE_DIR) + "/samples/vod-sample.vmap.xml";
+  struct Case {
+    std::vector<std::string> arguments;
+    std::string said;
+  };
+  const std::vector<Case> cases = {
+      {{"play", sample, "--monitor", "0.0.0.0:0"}, "add --monitor-any"},
+      {{"demo", "--quick", "--monitor", "10.1.2.3:0"}, "not a loopback address"},
+      {{"play", sample, "--monitor", "99999"}, "from 0 to 65535"},
+      {{"play", sample, "--monitor-any"}, "--monitor-any requires --monitor"},
+  };
+  for (const auto& c : cases) {
+    std::vector<std::string> argv = {SKYLARK_TOOL_PATH};
+    argv.insert(argv.end(), c.arguments.begin(), c.arguments.end());
+    test::ChildProcess tool(argv);
+    EXPECT_EQ(tool.wait(std::chrono::seconds(30)), 2) << c.arguments.back();
+    EXPECT_NE(tool.err().find(c.said), std::string::npos) << tool.err();
+    EXPECT_EQ(tool.err().find("monitor: http"), std::string::npos) << "it served anyway";
   }
 }
 

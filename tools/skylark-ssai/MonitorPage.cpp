@@ -25,6 +25,7 @@ constexpr std::string_view kPage = R"PAGE(<!doctype html>
   section.wide { grid-column: 1 / 3; }
   h2 { font-size: 13px; margin: 4px 0 8px; color: #4a5568; }
   .scroll { max-height: 440px; overflow: auto; }
+  #events-scroll { max-height: 720px; }
   table { border-collapse: collapse; width: 100%; }
   th { position: sticky; top: 0; background: #fff; color: #4a5568; font-weight: 600; }
   th, td { text-align: left; padding: 2px 8px 2px 0; border-bottom: 1px solid #eef0f3;
@@ -55,7 +56,7 @@ constexpr std::string_view kPage = R"PAGE(<!doctype html>
   </section>
   <section>
     <h2>Lifecycle events and the player</h2>
-    <div class="scroll"><table>
+    <div class="scroll" id="events-scroll"><table>
       <thead><tr><th class="num">stream</th><th class="num">content</th><th>event</th></tr></thead>
       <tbody id="events"></tbody>
     </table></div>
@@ -117,32 +118,32 @@ function draw() {
   const svg = $('timeline');
   svg.replaceChildren();
   const [from, to] = axis();
-  const x = (t) => 10 + ((t - from) / (to - from)) * 980;
-  svg.appendChild(shape('rect', { class: 'content', x: 10, y: 22, width: 980, height: 30 }));
+  const x = (t) => 30 + ((t - from) / (to - from)) * 940;
+  svg.appendChild(shape('rect', { class: 'content', x: 30, y: 22, width: 940, height: 30 }));
   for (const sequence of (timeline && timeline.timeline.adSequences) || []) {
     const ads = sequence.ads || [];
     const group = shape('g', { class: 'break', 'data-ads': ads.map((ad) => ad.adId).join(' ') });
     for (const ad of ads) {
-      const left = Math.max(x(ad.beginTime), 10), right = Math.min(x(ad.endTime), 990);
-      if (right <= 10 || left >= 990) continue;
+      const left = Math.max(x(ad.beginTime), 30), right = Math.min(x(ad.endTime), 970);
+      if (right <= 30 || left >= 970) continue;
       const rect = shape('rect', { class: 'ad-rect', x: left, y: 22, width: Math.max(right - left, 2), height: 30 });
       rect.appendChild(shape('title', {}, ad.adId + ' ' + seconds(ad.beginTime) + '-' + seconds(ad.endTime) + ' s'));
       group.appendChild(rect);
     }
-    if (x(sequence.beginTime) >= 0 && x(sequence.beginTime) <= 990) {
+    if (x(sequence.beginTime) >= 30 && x(sequence.beginTime) <= 970) {
       group.appendChild(shape('text', { x: x(sequence.beginTime) + 2, y: 16 }, ads.map((ad) => ad.adId).join(' ')));
     }
     svg.appendChild(group);
   }
-  svg.appendChild(shape('line', { class: 'axis', x1: 10, y1: 60, x2: 990, y2: 60 }));
+  svg.appendChild(shape('line', { class: 'axis', x1: 30, y1: 60, x2: 970, y2: 60 }));
   for (let i = 0; i <= 10; ++i) {
     const t = from + ((to - from) * i) / 10;
     svg.appendChild(shape('line', { class: 'axis', x1: x(t), y1: 60, x2: x(t), y2: 64 }));
-    svg.appendChild(shape('text', { x: x(t) - 12, y: 78 }, t.toFixed(0) + ' s'));
+    svg.appendChild(shape('text', { x: x(t), y: 78, 'text-anchor': 'middle' }, t.toFixed(0) + ' s'));
   }
-  const at = Math.min(Math.max(x(playhead.t), 10), 990);
+  const at = Math.min(Math.max(x(playhead.t), 30), 970);
   svg.appendChild(shape('line', { class: 'playhead', x1: at, y1: 18, x2: at, y2: 56 }));
-  svg.appendChild(shape('text', { x: Math.min(at + 4, 900), y: 92 }, 'content ' + seconds(playhead.content) + ' s'));
+  svg.appendChild(shape('text', { x: Math.min(at + 4, 880), y: 92 }, 'content ' + seconds(playhead.content) + ' s'));
 }
 
 function showPlayhead(data) {
