@@ -5,6 +5,11 @@ include(GNUInstallDirs)
 # runtime (the shared library), dev (headers, the link name, CMake and
 # pkg-config files) and tools (the command-line tool, the default part).
 if(SKYLARK_SHARED)
+  # The subsystems' names stay, each a name for the shared library, so an
+  # application that links SkylarkSSAI::skylark_host_reference builds
+  # against either kind of install.
+  get_property(names GLOBAL PROPERTY SKYLARK_SHARED_NAMES)
+  install(TARGETS ${names} EXPORT SkylarkSSAITargets)
   install(TARGETS skylark_ssai EXPORT SkylarkSSAITargets
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
           FILE_SET HEADERS DESTINATION include/skylark_ssai COMPONENT dev)
