@@ -79,6 +79,7 @@ constexpr std::string_view kPage = R"PAGE(<!doctype html>
 'use strict';
 const SVG = 'http://www.w3.org/2000/svg';
 const $ = (id) => document.getElementById(id);
+let session = 0;     // the run shown on the timeline (the demo plays two)
 let timeline = null;
 let playhead = { t: 0, content: 0, rate: 0 };
 const deliveries = new Map();  // session -> rows
@@ -99,6 +100,7 @@ function shape(name, attributes, text) {
 }
 
 function reset() {
+  session = 0;
   timeline = null;
   playhead = { t: 0, content: 0, rate: 0 };
   deliveries.clear();
@@ -200,8 +202,17 @@ function showDelivery(data) {
 }
 
 const handlers = {
-  session: (data) => { $('source').textContent = data.source; },
-  timeline: (data) => { timeline = data; draw(); },
+  session: (data) => {
+    session = data.session;
+    timeline = null;
+    $('source').textContent = data.source;
+    draw();
+  },
+  timeline: (data) => {
+    if (data.session !== session) return;
+    timeline = data;
+    draw();
+  },
   playhead: showPlayhead,
   line: showLine,
   delivery: showDelivery,

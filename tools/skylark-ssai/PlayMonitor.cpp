@@ -33,7 +33,7 @@ void PlayMonitor::step(const SKYLVUXSession* session, bool live, double streamTi
     timeline_ = timeline.get();
     breaks_ = timeline->adSequences()->size();
     server_.publishLatest(
-        "timeline", "timeline",
+        "timeline", "timeline/" + std::to_string(index_),
         jsonText(Json{{"session", index_}, {"live", live}, {"timeline", timelineJSON(*timeline)}}));
   }
 
