@@ -4,8 +4,9 @@
 #include <string>
 
 #include "platform/URL.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // What a beacon is for: its ad (empty for content impressions) and its
 // type ("impression", "firstQuartile", "pause", "verification", ...).

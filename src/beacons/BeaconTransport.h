@@ -4,8 +4,9 @@
 #include <string>
 
 #include "platform/URL.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // What became of one beacon request.
 struct BeaconDelivery {

@@ -7,8 +7,9 @@
 #include <vector>
 
 #include "beacons/BeaconTransport.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Retries what may pass (transport failures, 408, 429, 5xx) through an
 // inner transport after each delay in turn (1, 2, 4 s by default); other

@@ -5,8 +5,9 @@
 
 #include "beacons/BeaconTransport.h"
 #include "platform/URLSession.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Beacons as single GETs over a URL session (by default the process's one
 // shared session, so a request handed over finishes whatever becomes of

@@ -7,8 +7,9 @@
 #include "companions/SKYLSSAICompanionSlot.h"
 #include "companions/SKYLVUXAdClickThrough.h"
 #include "host/SKYLPlaybackSessionLifecycleEvent.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The application's side of the in-app browser: each method is optional
 // (does nothing unless overridden).

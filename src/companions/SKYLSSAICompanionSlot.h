@@ -7,9 +7,10 @@
 #include "host/SKYLKVOManager.h"
 #include "host/SKYLPlaybackSession.h"
 #include "host/SKYLView.h"
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaCompanionAd.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 class SKYLSSAICompanionSlot;
 

@@ -7,8 +7,9 @@
 #include "host/SKYLPlaybackSession.h"
 #include "host/SKYLView.h"
 #include "platform/URL.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // A tap on an ad's click-through, on its way from the view that was tapped
 // to the display container. Immutable; made only with all four values.

@@ -8,8 +8,9 @@
 #include "host/SKYLPlayerSDKManager.h"
 #include "host/SKYLSessionProviderExtension.h"
 #include "platform/MediaTime.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The plug-in's additions to the host's manager: each factory registers a
 // fresh SKYLSSAIComponent, then makes an SKYLVUXSessionProvider (options

@@ -1,8 +1,9 @@
 #pragma once
 
 #include "host/SKYLComponent.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The plug-in's entry in the host SDK's component registry. It holds no
 // state; each factory method registers a fresh one.

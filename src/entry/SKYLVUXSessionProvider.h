@@ -10,9 +10,10 @@
 #include "environment/SessionEnvironment.h"
 #include "host/SKYLKVOManager.h"
 #include "host/SKYLSessionProvider.h"
+#include "platform/Visibility.h"
 #include "session/SKYLSSAILive2ResolvedSession.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 class SKYLVUXSession;
 

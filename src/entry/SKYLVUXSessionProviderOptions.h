@@ -7,9 +7,10 @@
 
 #include "environment/SessionClock.h"
 #include "platform/URLSession.h"
+#include "platform/Visibility.h"
 #include "tracking/SKYLVelaAnalyticsDigester.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The options an application gives the plug-in's factory methods: how
 // sources of the newer live service are recognised, the ad parameters of

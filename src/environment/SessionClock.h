@@ -8,8 +8,9 @@
 #include "platform/DateParser.h"
 #include "platform/DispatchQueue.h"
 #include "platform/ThreadAnnotations.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Time as the plug-in's sessions see it: the date that live program dates
 // and cache ages are read against, repeating timers (the ad timer, the

@@ -8,8 +8,9 @@
 #include "platform/DispatchQueue.h"
 #include "platform/NotificationCenter.h"
 #include "platform/URLSession.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Everything a playback session takes from the world around it, built
 // once by the session provider and handed to each session, its live

@@ -7,8 +7,9 @@
 #include "host/PlayerItem.h"
 #include "platform/MediaTime.h"
 #include "platform/Observable.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The media player a playback session drives. Implementations: the
 // headless SimulatedPlayer (a virtual clock) and real back-ends; all of them

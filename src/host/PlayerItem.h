@@ -12,8 +12,9 @@
 #include "platform/MediaTimeRange.h"
 #include "platform/ThreadAnnotations.h"
 #include "platform/URL.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // One timed-metadata item of a stream (an ID3 frame, say): where it sits
 // and its bytes.

@@ -5,8 +5,9 @@
 #include <string>
 
 #include "platform/MediaTime.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The host's record of one ad, as the application sees it in lifecycle
 // events. Public properties use the kSKYLAdPropertyKey... keys; private

@@ -10,8 +10,9 @@
 #include <vector>
 
 #include "platform/ThreadAnnotations.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 class SKYLView;
 

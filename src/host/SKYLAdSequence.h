@@ -4,8 +4,9 @@
 #include <vector>
 
 #include "host/SKYLAd.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The host's record of one ad break and the display options for its
 // countdowns.

@@ -2,8 +2,9 @@
 
 #include "platform/MediaTime.h"
 #include "platform/Observable.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // A session's position as the application sees it. Main queue only.
 class SKYLBasicPlaybackProgress {

@@ -4,8 +4,9 @@
 
 #include "host/SKYLKVOManager.h"
 #include "host/SKYLPlaybackSession.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The host's own session: plays the chosen source's stream on a player and
 // publishes its time, duration, ranges and lifecycle (ready, play, pause,

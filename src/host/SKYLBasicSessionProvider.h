@@ -3,8 +3,9 @@
 #include <memory>
 
 #include "host/SKYLSessionProvider.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 class SKYLPlayerSDKManager;
 

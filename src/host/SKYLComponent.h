@@ -3,7 +3,9 @@
 #include <optional>
 #include <string>
 
-namespace skylark {
+#include "platform/Visibility.h"
+
+namespace SKYLARK_API skylark {
 
 // An entry of the host SDK's component registry: a plug-in announcing
 // itself and its version.

@@ -4,8 +4,9 @@
 #include <string>
 
 #include "platform/MediaTime.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // A marked position of a video's content, such as an ad slot
 // (kSKYLCuePointTypeAdSlot) at a content time.

@@ -3,8 +3,9 @@
 #include <memory>
 
 #include "host/SKYLPlaybackSession.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // A session that failed before it could play: it stands in the delivered
 // list where the session would have, its lifecycle state is the error

@@ -2,9 +2,11 @@
 
 #include <string_view>
 
+#include "platform/Visibility.h"
+
 // The host player SDK's string constants. Each value is the constant's own
 // name, as the SDK publishes them.
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 #define SKYL_HOST_CONSTANT(name) inline constexpr std::string_view name = #name
 

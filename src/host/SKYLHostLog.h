@@ -3,8 +3,9 @@
 #include <string_view>
 
 #include "platform/StringFormat.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The host player's leveled logger: 0 errors, 1 configuration problems,
 // 3 information, 5 the event trace, 6 verbose. Lines at or below the

@@ -4,8 +4,9 @@
 #include <string>
 
 #include "platform/NotificationCenter.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The host player SDK's feature-analytics notification: components post it
 // with one user-info entry naming themselves and their version.

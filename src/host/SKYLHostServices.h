@@ -10,8 +10,9 @@
 #include "host/SKYLVideo.h"
 #include "platform/Result.h"
 #include "platform/SKYLError.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Services of the host SDK that an application (or a test) may replace:
 // refreshing an expired signed manifest address, telling encrypted HLS

@@ -5,8 +5,9 @@
 #include <vector>
 
 #include "platform/Observable.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Owns a set of observations and ends them all when told to stop or when
 // destroyed, so an observer never outlives its owner's interest. An

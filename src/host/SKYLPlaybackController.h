@@ -8,8 +8,9 @@
 #include "host/SKYLKVOManager.h"
 #include "host/SKYLSessionProvider.h"
 #include "host/SKYLSessionProviderExtension.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Plays videos one after another: asks its provider for sessions, takes
 // them as they are delivered, and plays each in order (begin, play, to the

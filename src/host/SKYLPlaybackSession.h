@@ -12,8 +12,9 @@
 #include "host/SKYLVideo.h"
 #include "platform/MediaTimeRange.h"
 #include "platform/Observable.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // One video's playback: the player, the source chosen for it, and what the
 // application observes (lifecycle, position, duration, ranges). Every

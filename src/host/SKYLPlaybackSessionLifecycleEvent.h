@@ -12,8 +12,9 @@
 #include "host/SKYLAd.h"
 #include "host/SKYLHostConstants.h"
 #include "platform/MediaTime.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // One happening of a playback session, as the host reports it to the
 // application: a type (one of the kSKYLPlaybackSessionLifecycleEvent...

@@ -11,8 +11,9 @@
 #include "host/SKYLSessionProvider.h"
 #include "host/SKYLView.h"
 #include "platform/ThreadAnnotations.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The host SDK's entry point: the component registry, playback controller
 // creation, and the player factory every basic session gets its player

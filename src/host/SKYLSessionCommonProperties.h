@@ -7,8 +7,9 @@
 #include "host/SKYLVideo.h"
 #include "host/SKYLView.h"
 #include "platform/Observable.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The platform's picture-in-picture controller, as far as a session
 // touches it.

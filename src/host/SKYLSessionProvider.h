@@ -5,8 +5,9 @@
 
 #include "host/SKYLPlaybackSession.h"
 #include "host/SKYLVideo.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Receives the sessions a provider made, once they are ready to play.
 class SKYLSessionListener {

@@ -3,8 +3,9 @@
 #include <memory>
 
 #include "host/SKYLPlaybackSession.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // What the host hands the application for the session playing: a weak
 // reference to it, for operations that components add.

@@ -7,8 +7,9 @@
 #include <string_view>
 
 #include "platform/URL.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 inline constexpr std::string_view kSKYLDeliveryHLS = "HLS";
 inline constexpr std::string_view kSKYLDeliveryVela = "Vela";

@@ -9,8 +9,9 @@
 
 #include "host/SKYLCuePoint.h"
 #include "host/SKYLSource.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // A video as the application describes it: sources to choose from, cue
 // points, properties (the identifier under kSKYLVideoPropertyKeyIdentifier)

@@ -4,7 +4,9 @@
 #include <string>
 #include <vector>
 
-namespace skylark {
+#include "platform/Visibility.h"
+
+namespace SKYLARK_API skylark {
 
 class SKYLViewController;
 

@@ -7,8 +7,9 @@
 #include <vector>
 
 #include "platform/URL.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 class SKYLSSAILive2Timeline;
 

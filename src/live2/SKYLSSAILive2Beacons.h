@@ -11,8 +11,9 @@
 #include "beacons/BeaconSink.h"
 #include "live2/SKYLSSAILive2TrackingResponse.h"
 #include "platform/ThreadAnnotations.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // "impression", "firstQuartile", "clickTracking", ...: the type's name in
 // the delivery ledger and the digest.

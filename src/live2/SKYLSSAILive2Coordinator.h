@@ -13,8 +13,9 @@
 #include "live2/SKYLSSAILive2SessionController.h"
 #include "platform/Result.h"
 #include "platform/ThreadAnnotations.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // What the live timeline says at one program date, read from one snapshot
 // of it: the ad playing, its avail, the avail's presentable ads in order,

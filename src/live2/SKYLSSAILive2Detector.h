@@ -6,8 +6,9 @@
 #include <utility>
 
 #include "platform/URL.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 enum class SKYLSSAILive2DetectionRule : int64_t {
   hostnameOnly = 0,     // the source is on a live SSAI endpoint host

@@ -8,8 +8,9 @@
 #include <string_view>
 
 #include "platform/SKYLError.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 inline constexpr std::string_view kSKYLSSAILive2ErrorDomain = "SKYLSSAILive2ErrorDomain";
 

@@ -5,8 +5,9 @@
 
 #include "live2/SKYLSSAILive2Error.h"
 #include "platform/URLSession.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The HTTP check shared by the live clients: "LABEL returned no HTTP
 // response", or "LABEL failed with HTTP STATUS" with the "statusCode"

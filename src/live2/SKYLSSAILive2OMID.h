@@ -4,8 +4,9 @@
 #include <vector>
 
 #include "live2/SKYLSSAILive2AdInfo.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The verification resources the open-measurement integration loads for a
 // live ad.

@@ -7,8 +7,9 @@
 #include "environment/SessionClock.h"
 #include "platform/DispatchQueue.h"
 #include "platform/ThreadAnnotations.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // A repeating timer for the tracking poll.
 class SKYLSSAILive2Scheduler {

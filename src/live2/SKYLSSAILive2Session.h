@@ -7,8 +7,9 @@
 #include "live2/SKYLSSAILive2Error.h"
 #include "platform/Result.h"
 #include "platform/URL.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The body of the session-init POST:
 // {"adsParams": {...}, "adSignaling": {"enabled": true}, "reportingMode": "server"}.

@@ -7,8 +7,9 @@
 
 #include "live2/SKYLSSAILive2Session.h"
 #include "platform/URLSession.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Opens a live session: one JSON POST to the source URL, whose answer
 // names the manifest and tracking URLs. The completion runs once, on the

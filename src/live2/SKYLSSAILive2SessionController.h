@@ -13,8 +13,9 @@
 #include "live2/SKYLSSAILive2Timeline.h"
 #include "live2/SKYLSSAILive2TrackingClient.h"
 #include "platform/ThreadAnnotations.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // What the controller tells its owner (the live coordinator). Calls come
 // from the URL session's thread or the poll queue, never under a lock; the

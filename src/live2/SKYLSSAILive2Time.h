@@ -4,8 +4,9 @@
 #include <string_view>
 
 #include "platform/DateParser.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The time part of an ISO 8601 duration: "PT1H30M15.5S" is 5415.5 s.
 // Nothing for any other form ("PT", "PT30", "P1D", "10").

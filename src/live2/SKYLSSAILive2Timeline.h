@@ -9,8 +9,9 @@
 #include "live2/SKYLSSAILive2TrackingResponse.h"
 #include "platform/DateParser.h"
 #include "platform/ThreadAnnotations.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // One stretch of a live break: an ad, or a slate filling a gap.
 struct SKYLSSAILive2TimelineEntry {

@@ -10,8 +10,9 @@
 #include "live2/SKYLSSAILive2TrackingResponse.h"
 #include "platform/ThreadAnnotations.h"
 #include "platform/URLSession.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Why a poll was skipped without an error.
 struct SKYLSSAILive2PollSkip {

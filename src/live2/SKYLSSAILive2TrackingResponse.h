@@ -8,8 +8,9 @@
 
 #include "live2/SKYLSSAILive2Error.h"
 #include "platform/Result.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The tracking answer of the live service and its records: plain values,
 // decoded once. Every key is optional on the wire: a missing string reads

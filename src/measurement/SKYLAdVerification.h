@@ -5,9 +5,10 @@
 #include <string>
 
 #include "platform/URL.h"
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaTrackingEventsCollection.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // One VAST ad verification: a measurement vendor's script and its
 // parameters, requested when the ad first plays. Immutable.

@@ -5,8 +5,9 @@
 #include <string>
 
 #include "platform/NotificationCenter.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The open-measurement entry in the host SDK's component registry. It
 // announces which open-measurement library the application links. No such

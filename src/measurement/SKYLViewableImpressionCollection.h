@@ -4,8 +4,9 @@
 #include <vector>
 
 #include "platform/URL.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The VAST ViewableImpression lists of one ad. Filled by the document
 // parser, then shared read-only with the ad.

@@ -4,7 +4,9 @@
 #include <string>
 #include <string_view>
 
-namespace skylark {
+#include "platform/Visibility.h"
+
+namespace SKYLARK_API skylark {
 
 // ASCII case folding, for the protocol words of the formats read here (tag
 // names, header names, URL schemes and hosts, event types); other bytes

@@ -5,7 +5,9 @@
 #include <optional>
 #include <string_view>
 
-namespace skylark {
+#include "platform/Visibility.h"
+
+namespace SKYLARK_API skylark {
 
 using SystemTime = std::chrono::time_point<std::chrono::system_clock, std::chrono::milliseconds>;
 

@@ -6,8 +6,9 @@
 #include <string_view>
 
 #include "platform/StringFormat.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Helpers for the "<Class: 0x...; field = value; ...>" descriptions that
 // model objects give for logs.

@@ -6,12 +6,14 @@
 #include <memory>
 #include <string>
 
+#include "platform/Visibility.h"
+
 // Main-queue objects (players, sessions, the controller) check their
 // callers in debug builds.
 #define SKYL_DCHECK_MAIN_THREAD() \
   assert(::skylark::Dispatch::isMainThread() && "a main-queue object used off the main thread")
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Where work runs. Three kinds, all on Asio underneath:
 //   - the main queue: the host's run loop, run by the application (or a test);

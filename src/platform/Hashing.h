@@ -3,7 +3,9 @@
 #include <cmath>
 #include <cstddef>
 
-namespace skylark {
+#include "platform/Visibility.h"
+
+namespace SKYLARK_API skylark {
 
 // The model's hash step: h = 31 * h + value, starting from h = 1 (unsigned
 // arithmetic, so it wraps by design).

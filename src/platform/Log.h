@@ -3,7 +3,9 @@
 #include <functional>
 #include <string_view>
 
-namespace skylark {
+#include "platform/Visibility.h"
+
+namespace SKYLARK_API skylark {
 
 // Where a log line comes from: the platform log (the plug-in's own switchable
 // log writes there) or the host player's leveled logger.

@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <string>
 
-namespace skylark {
+#include "platform/Visibility.h"
+
+namespace SKYLARK_API skylark {
 
 // A rational point in time: value / timescale seconds, with flags for the
 // non-numeric states. The semantics follow the platform's media time:

@@ -12,8 +12,9 @@
 #include <vector>
 
 #include "platform/ThreadAnnotations.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 struct Notification {
   std::string name;

@@ -5,7 +5,9 @@
 #include <optional>
 #include <string_view>
 
-namespace skylark {
+#include "platform/Visibility.h"
+
+namespace SKYLARK_API skylark {
 
 // A locale-fixed number reader over ICU. A string counts only when all of it
 // parses: "12abc", "" and "." give nothing; nor do "NaN", infinities, or

@@ -8,7 +8,9 @@
 #include <utility>
 #include <vector>
 
-namespace skylark {
+#include "platform/Visibility.h"
+
+namespace SKYLARK_API skylark {
 
 // A property whose every assignment is announced: observers run
 // synchronously on the assigning thread, in registration order, each time

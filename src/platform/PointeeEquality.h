@@ -2,7 +2,9 @@
 
 #include <memory>
 
-namespace skylark {
+#include "platform/Visibility.h"
+
+namespace SKYLARK_API skylark {
 
 // Two shared objects compare equal when both are null or their values are
 // equal, as the model's equality treats nil.

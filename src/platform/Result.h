@@ -5,8 +5,9 @@
 #include <variant>
 
 #include "platform/SKYLError.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // A value or the error that prevented it: the one result shape of every
 // fallible operation (the library throws nothing across its interface).

@@ -6,7 +6,9 @@
 #include <optional>
 #include <string>
 
-namespace skylark {
+#include "platform/Visibility.h"
+
+namespace SKYLARK_API skylark {
 
 // The platform's error object: a domain, an integer code and user info.
 // Errors are values; an underlying error is shared, never owned twice.

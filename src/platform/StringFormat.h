@@ -8,7 +8,9 @@
 #include <string_view>
 #include <type_traits>
 
-namespace skylark {
+#include "platform/Visibility.h"
+
+namespace SKYLARK_API skylark {
 
 // One argument of an object-style format: its text for %@ and the integer
 // specifiers, and its number for %f.

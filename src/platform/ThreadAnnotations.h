@@ -2,6 +2,8 @@
 
 #include <mutex>
 
+#include "platform/Visibility.h"
+
 // Clang's thread-safety analysis (-Wthread-safety): what a mutex guards is
 // stated in the type, and the clang build checks every access. Other
 // compilers see plain declarations.
@@ -20,7 +22,7 @@
 #define SKYL_RELEASE(...) SKYL_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
 #define SKYL_NO_THREAD_SAFETY_ANALYSIS SKYL_THREAD_ANNOTATION(no_thread_safety_analysis)
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // std::mutex, annotated.
 class SKYL_CAPABILITY("mutex") Mutex {

@@ -6,7 +6,9 @@
 #include <string_view>
 #include <vector>
 
-namespace skylark {
+#include "platform/Visibility.h"
+
+namespace SKYLARK_API skylark {
 
 struct URLQueryItem {
   std::string name;

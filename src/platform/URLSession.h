@@ -13,8 +13,9 @@
 
 #include "platform/Result.h"
 #include "platform/URL.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 inline constexpr std::string_view kURLErrorDomain = "NSURLErrorDomain";
 inline constexpr int64_t kURLErrorUnknown = -1;

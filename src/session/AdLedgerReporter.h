@@ -8,9 +8,10 @@
 #include "host/SKYLAdLedgerManager.h"
 #include "host/SKYLPlaybackSession.h"
 #include "host/SKYLSessionCommonProperties.h"
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaAdSequence.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Reports a session's ads to the host's ad ledger: each break's start and
 // end, each ad's start and end, a break that does not begin where the

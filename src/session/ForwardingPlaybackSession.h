@@ -3,8 +3,9 @@
 #include <memory>
 
 #include "host/SKYLPlaybackSession.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // A session that passes every operation to the session it wraps. A
 // decorator derives from it and overrides only what it changes; since the

@@ -9,9 +9,10 @@
 #include "host/SKYLAdSequence.h"
 #include "live2/SKYLSSAILive2Coordinator.h"
 #include "platform/DateParser.h"
+#include "platform/Visibility.h"
 #include "tracking/SKYLVelaProgressTracker.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The ad state of a stream of the newer live service: where the playhead's
 // program date falls among the live timeline's avails and ads, told as the

@@ -3,8 +3,9 @@
 #include <chrono>
 
 #include "platform/URL.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The addresses of a live session of the newer service, kept for a short
 // while so a session of the same source can resume instead of opening a

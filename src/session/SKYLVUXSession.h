@@ -15,6 +15,7 @@
 #include "host/SKYLSessionProviderExtension.h"
 #include "live2/SKYLSSAILive2AdInfo.h"
 #include "platform/URLSession.h"
+#include "platform/Visibility.h"
 #include "session/AdLedgerReporter.h"
 #include "session/ForwardingPlaybackSession.h"
 #include "session/Live2AdState.h"
@@ -24,7 +25,7 @@
 #include "tracking/SKYLVelaAnalyticsSession.h"
 #include "tracking/SKYLVelaProgressTracker.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 class SKYLSSAILive2Coordinator;
 

@@ -1,9 +1,10 @@
 #pragma once
 
+#include "platform/Visibility.h"
 #include "timeline/SKYLXMLElementDictionary.h"
 #include "xml/SKYLVelaXMLElement.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The element as plain data: its tag, attributes and either its child
 // elements (recursively, in document order) or its untrimmed string value.

@@ -3,10 +3,12 @@
 #include <cstdint>
 #include <string_view>
 
+#include "platform/Visibility.h"
+
 // The plug-in's public constants: error domain and codes, seek and rewind
 // values, lifecycle event names and property keys. String values equal the
 // constants' names unless noted.
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 inline constexpr std::string_view kSKYLSSAIErrorDomain = "kSKYLSSAIErrorDomain";
 inline constexpr int64_t kSKYLSSAIErrorCodeTimelineLoadError = 509;

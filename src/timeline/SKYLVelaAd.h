@@ -8,11 +8,12 @@
 
 #include "platform/MediaTime.h"
 #include "platform/URL.h"
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaCompanionAdsCollection.h"
 #include "timeline/SKYLVelaTrackingEventsCollection.h"
 #include "timeline/SKYLXMLElementDictionary.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 class SKYLAdVerification;
 struct SKYLViewableImpressionCollection;

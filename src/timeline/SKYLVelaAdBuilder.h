@@ -2,9 +2,10 @@
 
 #include <memory>
 
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaAd.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The fields of an ad while its document is parsed: the very aggregate the
 // ad is made from (a null title or id is the empty string). Not

@@ -8,9 +8,10 @@
 #include <vector>
 
 #include "platform/ThreadAnnotations.h"
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaAd.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // One ad break: its ads in play order. The times of the break are derived
 // from its ads. The ads are guarded by the break's own lock, because a live

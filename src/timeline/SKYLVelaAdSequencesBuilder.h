@@ -4,10 +4,11 @@
 #include <memory>
 #include <vector>
 
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaAdBuilder.h"
 #include "timeline/SKYLVelaTimeline.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Groups parsed ads into breaks: ads inserted at equal time offsets form one
 // break, in insertion order (a VMAP pod is written as several breaks with

@@ -8,9 +8,10 @@
 
 #include "platform/PointeeEquality.h"
 #include "platform/URL.h"
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaTrackingEventsCollection.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // A VAST companion (a banner shown beside the ad): its size, static
 // resource, beacons and click-through. Immutable once built.

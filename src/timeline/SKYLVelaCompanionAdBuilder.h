@@ -2,9 +2,10 @@
 
 #include <memory>
 
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaCompanionAd.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The fields of a companion while its document is parsed: the very
 // aggregate the companion is made from. Not thread-safe; may build any

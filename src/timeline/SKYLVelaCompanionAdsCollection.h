@@ -4,9 +4,10 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaCompanionAd.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The companions of one ad, sorted by width, then height. Immutable.
 class SKYLVelaCompanionAdsCollection {

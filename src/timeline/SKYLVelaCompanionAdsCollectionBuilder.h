@@ -2,9 +2,10 @@
 
 #include <memory>
 
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaCompanionAdsCollection.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Collects an ad's companions while its document is parsed. Not thread-safe.
 struct SKYLVelaCompanionAdsCollectionBuilder {

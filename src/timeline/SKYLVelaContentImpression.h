@@ -7,8 +7,9 @@
 #include "platform/Hashing.h"
 #include "platform/MediaTime.h"
 #include "platform/URL.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // A beacon of the content itself, due when playback reaches a content time.
 class SKYLVelaContentImpression {

@@ -3,8 +3,9 @@
 #include <string>
 
 #include "platform/MediaTime.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // A stretch of content between ad breaks, on the stream's own clock.
 class SKYLVelaContentSegment {

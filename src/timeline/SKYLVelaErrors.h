@@ -4,7 +4,9 @@
 #include <string>
 #include <string_view>
 
-namespace skylark {
+#include "platform/Visibility.h"
+
+namespace SKYLARK_API skylark {
 
 // Errors of VMAP retrieval and parsing.
 inline constexpr std::string_view SKYLVelaErrorDomain = "SKYLVelaErrorDomain";

@@ -3,8 +3,9 @@
 #include <string_view>
 
 #include "platform/StringFormat.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The plug-in's own diagnostic log, on until configured otherwise.
 // Levels 0 silences it; 1 and 2 turn it on; 3 and above change nothing.

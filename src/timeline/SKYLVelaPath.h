@@ -4,8 +4,9 @@
 #include <string>
 
 #include "platform/MediaTime.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 class SKYLVelaAd;
 class SKYLVelaAdSequence;

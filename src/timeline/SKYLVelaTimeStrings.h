@@ -5,8 +5,9 @@
 #include <string_view>
 
 #include "platform/MediaTime.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The time strings of VMAP and VAST documents. A string that does not parse
 // gives an invalid media time and a log line (through SKYLVelaLog); it is the

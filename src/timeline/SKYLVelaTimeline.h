@@ -9,12 +9,13 @@
 #include "platform/MediaTime.h"
 #include "platform/ThreadAnnotations.h"
 #include "platform/URL.h"
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaAdSequence.h"
 #include "timeline/SKYLVelaContentImpression.h"
 #include "timeline/SKYLVelaContentSegment.h"
 #include "timeline/SKYLVelaPath.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 class TimelineIndex;
 

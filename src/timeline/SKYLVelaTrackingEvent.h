@@ -7,8 +7,9 @@
 
 #include "platform/MediaTime.h"
 #include "platform/URL.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 inline constexpr std::string_view kSKYLVelaTrackingEventsNameStart = "start";
 inline constexpr std::string_view kSKYLVelaTrackingEventsNameFirstQuartile = "firstQuartile";

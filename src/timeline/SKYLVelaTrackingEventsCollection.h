@@ -5,9 +5,10 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaTrackingEvent.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The beacons of one ad (or companion), by name and, for those with an
 // offset, in offset order. Immutable; shared between copies of its ad.

@@ -6,9 +6,10 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaTrackingEventsCollection.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Collects tracking events while a document is parsed. Not thread-safe.
 class SKYLVelaTrackingEventsCollectionBuilder {

@@ -6,7 +6,9 @@
 #include <variant>
 #include <vector>
 
-namespace skylark {
+#include "platform/Visibility.h"
+
+namespace SKYLARK_API skylark {
 
 inline constexpr std::string_view kSKYLXMLElementTagKey = "tag";
 inline constexpr std::string_view kSKYLXMLElementAttributesKey = "attributes";

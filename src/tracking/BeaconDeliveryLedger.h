@@ -10,8 +10,9 @@
 #include "beacons/BeaconTransport.h"
 #include "platform/Hashing.h"
 #include "platform/ThreadAnnotations.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // What became of a session's beacons, per ad and type ("impression",
 // "firstQuartile", "verification", ...): how many were handed to the

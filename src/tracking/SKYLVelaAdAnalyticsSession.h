@@ -5,10 +5,11 @@
 #include <vector>
 
 #include "platform/MediaTime.h"
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaAd.h"
 #include "tracking/SKYLVelaAnalyticsDigester.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The beacons of one ad while it plays: impression, verifications and
 // creative view on the first progress, offset milestones as playback passes

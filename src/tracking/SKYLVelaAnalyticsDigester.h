@@ -14,9 +14,10 @@
 #include "platform/NotificationCenter.h"
 #include "platform/ThreadAnnotations.h"
 #include "platform/URL.h"
+#include "platform/Visibility.h"
 #include "tracking/BeaconDeliveryLedger.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Announced before each beacon request; the object is the beacon URL.
 inline constexpr std::string_view kSKYLSSAIAnalayticsDigestNotification =

@@ -3,11 +3,12 @@
 #include <memory>
 
 #include "host/SKYLKVOManager.h"
+#include "platform/Visibility.h"
 #include "tracking/SKYLVelaAdAnalyticsSession.h"
 #include "tracking/SKYLVelaContentAnalyticsSession.h"
 #include "tracking/SKYLVelaProgressTracker.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Turns a tracker's events and content times into beacons: one ad session
 // from "EnterAd" to "ExitAd", one content session throughout. Its owner

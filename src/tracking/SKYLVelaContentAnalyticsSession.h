@@ -4,10 +4,11 @@
 #include <vector>
 
 #include "platform/MediaTime.h"
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaTimeline.h"
 #include "tracking/SKYLVelaAnalyticsDigester.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The content impressions of a timeline, fired as content time passes
 // them. Sequence-bound to the tracker's thread.

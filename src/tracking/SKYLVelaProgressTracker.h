@@ -7,11 +7,12 @@
 #include "host/SKYLKVOManager.h"
 #include "platform/MediaTimeRange.h"
 #include "platform/Observable.h"
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaPath.h"
 #include "timeline/SKYLVelaTimeline.h"
 #include "tracking/SKYLVelaProgressTrackerEvent.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Turns the player's absolute time into ad events: each new time becomes a
 // path on the timeline, compared with the previous one, and every change

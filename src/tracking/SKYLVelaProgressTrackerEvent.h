@@ -7,10 +7,11 @@
 #include <string_view>
 
 #include "platform/MediaTime.h"
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaAd.h"
 #include "timeline/SKYLVelaAdSequence.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 inline constexpr std::string_view kSKYLVelaProgressTrackerEventPropertiesKeyAd =
     "kSKYLVelaProgressTrackerEventPropertiesKeyAd";

@@ -4,11 +4,12 @@
 
 #include "platform/MediaTime.h"
 #include "platform/Result.h"
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaAdBuilder.h"
 #include "timeline/SKYLVelaTimeline.h"
 #include "xml/SKYLVelaXMLDocument.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The ad metadata an older live SSAI stream carries in its timed metadata:
 // a small VMAP document describing the break under way (the service's

@@ -12,9 +12,10 @@
 #include "platform/SKYLError.h"
 #include "platform/ThreadAnnotations.h"
 #include "platform/URLSession.h"
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaTimeline.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // One VMAP document: downloaded once (or given as bytes), announced, and
 // parsed into a timeline.

@@ -8,9 +8,10 @@
 #include "host/SKYLSource.h"
 #include "platform/SKYLError.h"
 #include "platform/URLSession.h"
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaTimeline.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 class SKYLVelaDocument;
 

@@ -6,11 +6,12 @@
 #include <string_view>
 
 #include "platform/Result.h"
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaAdBuilder.h"
 #include "timeline/SKYLVelaTimeline.h"
 #include "xml/SKYLVelaXMLDocument.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // What parsing learns about the document it reads: the prefix of the ad
 // service's VMAP extension ("sk", the legacy "pv", or "").

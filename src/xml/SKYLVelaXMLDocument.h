@@ -9,11 +9,12 @@
 #include "platform/DateParser.h"
 #include "platform/NumberParser.h"
 #include "platform/Result.h"
+#include "platform/Visibility.h"
 #include "xml/SKYLVelaXMLElement.h"
 #include "xml/SKYLVelaXPathEnumerator.h"
 #include "xml/XMLTypes.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // A parsed XML (or HTML) document: owns the libxml2 tree, which lives as
 // long as the document or any of its elements or XPath enumerators.

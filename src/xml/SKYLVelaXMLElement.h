@@ -11,10 +11,11 @@
 #include <vector>
 
 #include "platform/DateParser.h"
+#include "platform/Visibility.h"
 #include "xml/SKYLVelaXPathFunctionResult.h"
 #include "xml/XMLTypes.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 class SKYLVelaXMLDocument;
 class SKYLVelaXPathEnumerator;

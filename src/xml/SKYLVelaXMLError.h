@@ -3,9 +3,10 @@
 #include <string_view>
 
 #include "platform/SKYLError.h"
+#include "platform/Visibility.h"
 #include "xml/XMLTypes.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 inline constexpr std::string_view kSKYLVelaXMLErrorDomain = "SKYLVelaXMLErrorDomain";
 

@@ -5,10 +5,11 @@
 #include <optional>
 #include <vector>
 
+#include "platform/Visibility.h"
 #include "xml/SKYLVelaXMLElement.h"
 #include "xml/XMLTypes.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 class SKYLVelaXMLDocument;
 

@@ -3,7 +3,9 @@
 #include <string>
 #include <string_view>
 
-namespace skylark {
+#include "platform/Visibility.h"
+
+namespace SKYLARK_API skylark {
 
 // Translates a small subset of CSS selectors into XPath relative to the
 // current node: element names, "*", ids, classes, attribute presence, and

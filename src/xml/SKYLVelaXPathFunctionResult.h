@@ -2,7 +2,9 @@
 
 #include <string>
 
-namespace skylark {
+#include "platform/Visibility.h"
+
+namespace SKYLARK_API skylark {
 
 // The value of an XPath expression that is not a node set (count(), a
 // comparison, string()...), in its three readings.

@@ -2,6 +2,8 @@
 
 #include <memory>
 
+#include "platform/Visibility.h"
+
 // libxml2's handles, declared without its headers: only the xml/ sources
 // include libxml2 itself.
 struct _xmlDoc;
@@ -9,7 +11,7 @@ struct _xmlNode;
 struct _xmlError;
 struct _xmlXPathObject;
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 using XMLDocPtr = _xmlDoc*;
 using XMLNodePtr = _xmlNode*;

@@ -1,6 +1,6 @@
 // The GStreamer player against the contract every Player back-end keeps,
 // on the stitched test stream as fast as it decodes.
-#include "host/PlayerContract.h"
+#include "host/contract/PlayerContract.h"
 
 #include "TestStream.h"
 #include "host/gst/GstPlayer.h"

@@ -1,5 +1,5 @@
 // The simulated player against the contract every Player back-end keeps.
-#include "host/PlayerContract.h"
+#include "host/contract/PlayerContract.h"
 
 #include "host/reference/SimulatedPlayer.h"
 

@@ -65,6 +65,9 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
     return 1;
   }
   const bool quick = options.quick || gst;
+  int monitorFailed = 0;
+  const auto monitor = startMonitor(options.monitor, err, &monitorFailed);
+  if (monitorFailed) return monitorFailed;
   DemoService service(kPlayheadDelay, gst ? options.streamDirectory : "");
   std::ostringstream discarded;
   std::ostream& progress = options.json ? discarded : out;
@@ -84,6 +87,7 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
   vod.player = options.player;
   vod.fast = options.fast;
   vod.window = options.window;
+  vod.monitor = monitor.get();
   if (runPlay(vod, progress, err) != 0) return 1;
 
   if (!quick && !interrupted) {
@@ -100,6 +104,7 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
     live.brief = true;
     live.until = kLiveSeconds;
     live.playheadDelay = kPlayheadDelay;
+    live.monitor = monitor.get();
     if (runPlay(live, progress, err) != 0) return 1;
   }
   service.waitUntilQuiet(std::chrono::milliseconds(1500), std::chrono::seconds(10));
@@ -152,6 +157,10 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
         << "  beacon sink     " << service.base() << "/b/AD/EVENT\n"
         << "  any size        " << service.base() << "/generated.xml?breaks=60&ads=4&seed=1\n"
         << "Try: skylark-ssai inspect " << service.vmapURL() << "\n";
+  }
+  if (monitor) {
+    serveUntilInterrupted(*monitor, interrupted, err);
+  } else if (options.keepServing) {
     while (!interrupted) std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }
   return allOk ? 0 : 1;
@@ -169,6 +178,7 @@ Command addDemoCommand(CLI::App& app) {
   command->add_option("--svg", options->svg,
                       "Write an SVG picture of the timeline and the viewing to FILE");
   addPlayerOptions(*command, options->player, options->fast, options->window);
+  addMonitorOptions(*command, options->monitor);
   command->add_option("--stream", options->streamDirectory,
                       "gst: the demo's stream, made by scripts/make-test-stream DIR --layout demo");
   return {command,

@@ -5,6 +5,7 @@
 #include <ostream>
 #include <string>
 
+#include "MonitorOption.h"
 #include "PlayCommand.h"
 
 namespace CLI {
@@ -24,6 +25,7 @@ struct DemoOptions {
   bool fast = false;
   bool window = false;
   std::string streamDirectory;  // gst: the demo's stream (scripts/make-test-stream --layout demo)
+  MonitorOption monitor;        // show the viewing in a browser page
 };
 
 // Starts the demo ad service, plays a scripted viewing through the whole

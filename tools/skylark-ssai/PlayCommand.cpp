@@ -11,7 +11,9 @@
 
 #include "CommandLine.h"
 #include "InspectCommand.h"
+#include "MonitorOption.h"
 #include "PlayLines.h"
+#include "PlayMonitor.h"
 #include "TimelineJSON.h"
 #include "TimelineSVG.h"
 #include "companions/SKYLSSAIAdComponentDisplayContainer.h"
@@ -63,6 +65,7 @@ class Playback {
   int run(std::ostream& err) {
     auto source = sourceFor(err);
     if (!source) return 1;
+    if (options_.monitor) monitor_.emplace(*options_.monitor, options_.source);
     auto& manager = SKYLPlayerSDKManager::sharedManager();
     if (!installPlayerFactory(manager, err)) return 1;
     SKYLVUXSessionProviderOptions providerOptions;
@@ -112,11 +115,13 @@ class Playback {
         break;
       }
       step();
+      showOnMonitor();
       const double until = options_.until.value_or(live ? kDefaultLiveSeconds : INFINITY);
       if (streamTime() >= until - 1e-9) break;
     }
     writePicture(err);
     printDeliveryLedger();
+    showOnMonitor();
     SKYLAdLedgerManager::shared().setObserver(nullptr);
     NotificationCenter::defaultCenter().removeObserver(beaconObserver_);
     NotificationCenter::defaultCenter().removeObserver(rateObserver_);
@@ -241,6 +246,7 @@ class Playback {
 
   void print(Json line, const std::string& text, bool detail = false) {
     if (detail && options_.brief) return;
+    if (monitor_) monitor_->line(line, text);
     if (options_.json) {
       out_ << jsonText(line) << "\n";
     } else {
@@ -293,6 +299,12 @@ class Playback {
     }
     auto line = deliveryLedgerLine(*session_->deliveryLedger());
     print(Json{{"t", streamTime()}, {"deliveryLedger", line.fields["deliveryLedger"]}}, line.text);
+  }
+
+  void showOnMonitor() {
+    if (!monitor_) return;
+    monitor_->step(session_.get(), isLive(), streamTime(), contentTime(),
+                   player_ ? player_->rate() : 0.0f);
   }
 
   void mark(const std::string& label) { trace_.marks.push_back({steps_, streamTime(), label}); }
@@ -484,6 +496,7 @@ class Playback {
   std::vector<std::shared_ptr<SKYLAd>> pendingSkips_;
   std::shared_ptr<SlotPrinter> slotPrinter_;
   PlayTrace trace_;
+  std::optional<PlayMonitor> monitor_;
   int steps_ = 0;
   SKYLKVOManager sessionObservations_;
   NotificationCenter::Token beaconObserver_ = 0;
@@ -509,6 +522,7 @@ Command addPlayCommand(CLI::App& app) {
     std::vector<std::string> headers, seeks, pauses, rates, adsParams, metadata, companions;
   };
   auto texts = std::make_shared<Texts>();
+  auto monitorOption = std::make_shared<MonitorOption>();
   auto* command = app.add_subcommand(
       "play",
       "Play a VMAP document through the whole plug-in stack on a simulated or GStreamer player");
@@ -558,6 +572,7 @@ Command addPlayCommand(CLI::App& app) {
           throw CLI::ValidationError("--metadata-at", "expected AT:FILE, got " + text);
         }
       });
+  addMonitorOptions(*command, *monitorOption);
   command->add_option("--companion", texts->companions, "WxH: a companion slot (repeatable)")
       ->each([](const std::string& text) {
         int w = 0, h = 0;
@@ -566,7 +581,7 @@ Command addPlayCommand(CLI::App& app) {
           throw CLI::ValidationError("--companion", "expected WxH in pixels, got " + text);
         }
       });
-  return {command, [options, texts] {
+  return {command, [options, texts, monitorOption] {
             options->headers = parseHeaders(texts->headers);
             options->seeks = parsePairs(texts->seeks);
             options->pauses = parsePairs(texts->pauses);
@@ -582,7 +597,13 @@ Command addPlayCommand(CLI::App& app) {
               std::sscanf(text.c_str(), "%dx%d", &w, &h);
               options->companions.emplace_back(w, h);
             }
-            return runPlay(*options, std::cout, std::cerr);
+            int failed = 0;
+            const auto monitor = startMonitor(*monitorOption, std::cerr, &failed);
+            if (failed) return failed;
+            options->monitor = monitor.get();
+            const int result = runPlay(*options, std::cout, std::cerr);
+            if (monitor) serveUntilInterrupted(*monitor, catchInterrupts(), std::cerr);
+            return result;
           }};
 }
 

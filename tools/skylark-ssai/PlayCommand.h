@@ -16,6 +16,7 @@ class App;
 namespace skylark::tool {
 
 struct Command;
+class MonitorServer;
 
 // The media back-end: the simulated player on a virtual clock, or GStreamer
 // playing the real stream.
@@ -48,6 +49,7 @@ struct PlayOptions {
   std::vector<std::pair<int, int>> companions;           // companion slots, WxH
   std::optional<std::string> svg;                        // write the timeline picture here
   bool brief = false;                                    // leave out ad progress and ledger lines
+  MonitorServer* monitor = nullptr;                      // shows the run in a browser page
 };
 
 // Plays a VMAP document through the whole stack as an application would:

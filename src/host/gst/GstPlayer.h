@@ -6,8 +6,9 @@
 #include <string>
 
 #include "host/Player.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 struct GstPlayerOptions {
   // Frames are presented on the clock (real time); off, the stream plays as

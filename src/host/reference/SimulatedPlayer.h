@@ -6,8 +6,9 @@
 #include <vector>
 
 #include "host/Player.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // What a simulated stream is: its length, the wall-clock date of its start
 // (live streams) and its timed metadata.

@@ -1,10 +1,23 @@
-// What every Player back-end must do, as a typed test suite. A back-end's
-// test program instantiates it with a Backend type that has:
-//   static std::shared_ptr<Player> make();
-//   static URL stream();   // kLength seconds, starting at kStartDate
-//   static URL missing();  // fails to load
-//   static void play(Player&, double seconds);  // lets playback time pass
-//   static constexpr int kLength;
+// What every Player back-end must do, as GoogleTest typed tests. A back-end
+// proves itself with one instantiation in a test program of its own, linked
+// to SkylarkSSAI::player_contract and GTest::gtest_main:
+//
+//   struct MyBackend {
+//     static constexpr int kLength = 60;            // the stream's seconds
+//     static std::shared_ptr<Player> make();        // a new player, no item
+//     static URL stream();   // kLength s long, its first frame dated kStartDate
+//     static URL missing();  // an address that fails to load
+//     // Lets `seconds` of playback pass: a real player runs the main queue
+//     // until then, a simulated one advances its clock.
+//     static void play(Player& player, double seconds);
+//   };
+//   namespace skylark::test {  // where GoogleTest looks the suite up
+//   INSTANTIATE_TYPED_TEST_SUITE_P(MyPlayer, PlayerContractTest, MyBackend);
+//   }
+//
+// The tests run the main queue (Dispatch::main()) themselves, with a deadline
+// of seconds for each wait, and fail where the player breaks a rule of
+// host/Player.h. docs/integrating.md says what each rule is for.
 #pragma once
 
 #include <any>
@@ -13,6 +26,7 @@
 #include <gtest/gtest.h>
 
 #include "host/Player.h"
+#include "host/PlayerItem.h"
 #include "host/SKYLHostConstants.h"
 #include "platform/DispatchQueue.h"
 #include "platform/NotificationCenter.h"
