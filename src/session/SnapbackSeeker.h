@@ -6,10 +6,11 @@
 #include "host/SKYLPlaybackSession.h"
 #include "host/SKYLSessionCommonProperties.h"
 #include "platform/MediaTime.h"
+#include "platform/Visibility.h"
 #include "timeline/SKYLVelaTimeline.h"
 #include "tracking/SKYLVelaProgressTracker.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // Content-time seeks on an ad timeline, and whether the viewer may seek at
 // all. A forward seek over unwatched breaks first plays the last of them
