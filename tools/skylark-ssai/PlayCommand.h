@@ -21,6 +21,12 @@ struct Command;
 // playing the real stream.
 enum class PlayerKind { simulated, gst };
 
+// What a playback prints besides beacons, errors and notes: what the
+// application hears (lifecycle events, the content duration, the load
+// state, ad ledger calls, rates, seek completions), or the ad events of the
+// session's progress tracker as it announces them (simulate).
+enum class PlayView { application, trackerEvents };
+
 struct PlayOptions {
   std::string source;  // a VMAP file or an http(s) URL
   PlayerKind player = PlayerKind::simulated;
@@ -29,7 +35,7 @@ struct PlayOptions {
   HTTPHeaderFields headers;
   double step = 0.25;           // seconds of playback per update
   std::optional<double> until;  // stream seconds
-  double rate = 1.0;
+  double rate = 1.0;            // negative plays backwards, from the end
   bool fire = false;
   bool json = false;
   bool realtime = false;
@@ -39,6 +45,9 @@ struct PlayOptions {
   std::vector<double> skips;                      // AT
   std::vector<std::pair<double, double>> pauses;  // AT:SECONDS
   std::vector<std::pair<double, double>> rates;   // AT:RATE
+  // AT:TO, TO in stream seconds: the player seeks by itself (a host's own
+  // scrub bar), the session only sees the playhead jump.
+  std::vector<std::pair<double, double>> playerSeeks;
   // Live streams.
   std::optional<std::string> token;                      // the source's live playback token
   std::map<std::string, std::string> adsParams;          // the newer live service's ad parameters
@@ -48,6 +57,7 @@ struct PlayOptions {
   std::vector<std::pair<int, int>> companions;           // companion slots, WxH
   std::optional<std::string> svg;                        // write the timeline picture here
   bool brief = false;                                    // leave out ad progress and ledger lines
+  PlayView view = PlayView::application;
 };
 
 // Plays a VMAP document through the whole stack as an application would:
