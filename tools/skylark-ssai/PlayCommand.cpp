@@ -33,6 +33,8 @@
 namespace skylark::tool {
 namespace {
 
+using TrackerEvent = SKYLVelaProgressTrackerEvent;
+
 // Hands nothing to the network: beacons are only reported.
 class ReportOnlyTransport final : public BeaconTransport {
  public:
@@ -91,13 +93,16 @@ class Playback {
           lifecycle(session, event);
         });
     observeBeaconsAndRates();
-    SKYLAdLedgerManager::shared().setObserver(
-        [this](const SKYLAdLedgerManager::Call& call) { emit(ledgerLine(call), true); });
+    if (application()) {
+      SKYLAdLedgerManager::shared().setObserver(
+          [this](const SKYLAdLedgerManager::Call& call) { emit(ledgerLine(call), true); });
+    }
 
     controller_->setVideos({SKYLVideo::initWithSources({source})});
     // A VOD run ends with the stream, after a minute of wall time on the
-    // virtual clock (an hour on a real player), or once a real player has
-    // stood still for five seconds with nothing left to resume it.
+    // virtual clock (an hour on a real player), or once the player stands
+    // still with nothing left to resume it: a real one for five seconds,
+    // the simulated one (which moves only when stepped) after one step.
     const auto deadline =
         std::chrono::steady_clock::now() + std::chrono::seconds(simulated() ? 60 : 3600);
     auto lastMove = std::chrono::steady_clock::now();
@@ -109,13 +114,17 @@ class Playback {
       if (streamTime() != lastTime || resumeAfter_ || (player_ && player_->rate() != 0)) {
         lastTime = streamTime();
         lastMove = now;
-      } else if (!simulated() && !live && now - lastMove > std::chrono::seconds(5)) {
+      } else if (!live && (simulated() ? started_ : now - lastMove > std::chrono::seconds(5))) {
         print(Json{{"t", streamTime()}, {"note", "the player stopped"}},
               "the player stopped; nothing resumes it");
         break;
       }
       step();
       showOnMonitor();
+      if (backward()) {
+        if (started_ && options_.until && streamTime() <= *options_.until + 1e-9) break;
+        continue;
+      }
       const double until = options_.until.value_or(live ? kDefaultLiveSeconds : INFINITY);
       if (streamTime() >= until - 1e-9) break;
     }
@@ -131,6 +140,9 @@ class Playback {
 
  private:
   bool simulated() const { return options_.player == PlayerKind::simulated; }
+  bool application() const { return options_.view == PlayView::application; }
+  // Played backwards from the end (the starting rate is negative).
+  bool backward() const { return options_.rate < 0; }
 
   bool installPlayerFactory(SKYLPlayerSDKManager& manager, std::ostream& err) {
     if (simulated()) {
@@ -279,7 +291,10 @@ class Playback {
       failed_ = true;
       return;
     }
-    emit(lifecycleLine(*event), event->eventType() == kSKYLPlaybackSessionLifecycleEventAdProgress);
+    if (application()) {
+      emit(lifecycleLine(*event),
+           event->eventType() == kSKYLPlaybackSessionLifecycleEventAdProgress);
+    }
   }
 
   void emit(PlayLine line, bool detail = false) {
@@ -341,6 +356,25 @@ class Playback {
 
   void observeSession() {
     sessionObservations_.stopObserving();
+    if (!application()) {
+      // The tracker comes with the timeline, before the stream is handed
+      // over (load state 2) and so before the playhead moves.
+      sessionObservations_.startObserving<int64_t>(
+          session_->loadState(),
+          [this](int64_t) {
+            if (!session_->tracker() || trackerObserved_) return;
+            trackerObserved_ = true;
+            trackerObservation_.startObserving<SKYLVelaProgressTracker::Event>(
+                session_->tracker()->event(),
+                [this](const SKYLVelaProgressTracker::Event& event) {
+                  if (event)
+                    emit(trackerEventLine(*event), event->type() == TrackerEvent::AdProgress);
+                },
+                false);
+          },
+          true);
+      return;
+    }
     sessionObservations_.startObserving<MediaTime>(
         session_->duration(),
         [this](const MediaTime& duration) {
@@ -368,6 +402,7 @@ class Playback {
           line["beacon"] = url->absoluteString();
           print(line, "beacon " + url->absoluteString() + (options_.fire ? "" : " (not sent)"));
         });
+    if (!application()) return;
     rateObserver_ = NotificationCenter::defaultCenter().addObserver(
         std::string(kSKYLPlayerRateDidChangeNotification), [this](const Notification& n) {
           const auto* player = std::any_cast<Player*>(&n.object);
@@ -399,6 +434,12 @@ class Playback {
                         print(line, fmt::format("seek to {:.3f} completed={}", to, completed));
                       });
     }
+    for (size_t i = 0; i < options_.playerSeeks.size(); ++i) {
+      if (!due(playerSeeksDone_, i, options_.playerSeeks[i].first, now)) continue;
+      mark("seek");
+      player_->seek(MediaTime::makeWithSeconds(options_.playerSeeks[i].second, 600),
+                    MediaTime::zero(), MediaTime::zero(), nullptr);
+    }
     for (size_t i = 0; i < options_.skips.size(); ++i) {
       if (due(skipsDone_, i, options_.skips[i], now)) pendingSkips_.push_back(currentAd_);
     }
@@ -415,7 +456,15 @@ class Playback {
     }
     if (!started_ && player_->itemStatus.get() == PlayerItem::Status::readyToPlay) {
       started_ = true;
-      if (options_.rate != 1.0) player_->setRate(static_cast<float>(options_.rate));
+      if (backward()) {
+        // From the end: the rate is given once the player is there.
+        const auto item = player_->currentItem();
+        player_->seek(item ? item->duration() : MediaTime::zero(), MediaTime::zero(),
+                      MediaTime::zero(),
+                      [this](bool) { player_->setRate(static_cast<float>(options_.rate)); });
+      } else if (options_.rate != 1.0) {
+        player_->setRate(static_cast<float>(options_.rate));
+      }
     }
     double seconds = options_.step;
     if (resumeAfter_) {
@@ -435,8 +484,11 @@ class Playback {
       trace_.samples.push_back({steps_++, streamTime()});
       return;
     }
+    // The last step lands on --until exactly, whichever way the player goes.
     if (options_.until && player_->rate() > 0) {
       seconds = std::min(seconds, (*options_.until - now) / player_->rate());
+    } else if (options_.until && player_->rate() < 0 && now > *options_.until) {
+      seconds = std::min(seconds, (now - *options_.until) / -player_->rate());
     }
     // The session's timers and the player move together.
     if (virtualClock_) virtualClock_->advance(seconds);
@@ -499,11 +551,13 @@ class Playback {
   std::optional<PlayMonitor> monitor_;
   int steps_ = 0;
   SKYLKVOManager sessionObservations_;
+  SKYLKVOManager trackerObservation_;
+  bool trackerObserved_ = false;
   NotificationCenter::Token beaconObserver_ = 0;
   NotificationCenter::Token rateObserver_ = 0;
   // The sessions' clock when the simulated player sets the pace.
   std::shared_ptr<ManualSessionClock> virtualClock_;
-  std::vector<bool> seeksDone_, skipsDone_, pausesDone_, ratesDone_;
+  std::vector<bool> seeksDone_, playerSeeksDone_, skipsDone_, pausesDone_, ratesDone_;
   std::optional<double> resumeAfter_;
   bool started_ = false;
   bool failed_ = false;

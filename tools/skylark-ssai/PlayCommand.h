@@ -22,6 +22,12 @@ class MonitorServer;
 // playing the real stream.
 enum class PlayerKind { simulated, gst };
 
+// What a playback prints besides beacons, errors and notes: what the
+// application hears (lifecycle events, the content duration, the load
+// state, ad ledger calls, rates, seek completions), or the ad events of the
+// session's progress tracker as it announces them (simulate).
+enum class PlayView { application, trackerEvents };
+
 struct PlayOptions {
   std::string source;  // a VMAP file or an http(s) URL
   PlayerKind player = PlayerKind::simulated;
@@ -30,7 +36,7 @@ struct PlayOptions {
   HTTPHeaderFields headers;
   double step = 0.25;           // seconds of playback per update
   std::optional<double> until;  // stream seconds
-  double rate = 1.0;
+  double rate = 1.0;            // negative plays backwards, from the end
   bool fire = false;
   bool json = false;
   bool realtime = false;
@@ -40,6 +46,9 @@ struct PlayOptions {
   std::vector<double> skips;                      // AT
   std::vector<std::pair<double, double>> pauses;  // AT:SECONDS
   std::vector<std::pair<double, double>> rates;   // AT:RATE
+  // AT:TO, TO in stream seconds: the player seeks by itself (a host's own
+  // scrub bar), the session only sees the playhead jump.
+  std::vector<std::pair<double, double>> playerSeeks;
   // Live streams.
   std::optional<std::string> token;                      // the source's live playback token
   std::map<std::string, std::string> adsParams;          // the newer live service's ad parameters
@@ -50,13 +59,15 @@ struct PlayOptions {
   std::optional<std::string> svg;                        // write the timeline picture here
   bool brief = false;                                    // leave out ad progress and ledger lines
   MonitorServer* monitor = nullptr;                      // shows the run in a browser page
+  PlayView view = PlayView::application;
 };
 
 // Plays a VMAP document through the whole stack as an application would:
 // manager, SSAI playback controller, session provider, session, and the
 // simulated player on a virtual clock or GStreamer on the wall clock. Prints every lifecycle event
 // the application receives, the content duration, every beacon and ledger call, seek completions
-// and rates. A live source plays for --until seconds (60 by default) paced to the wall clock.
+// and rates (or, in the tracker-events view, the ad events of the session's progress tracker).
+// A live source plays for --until seconds (60 by default) paced to the wall clock.
 // Returns the exit code.
 int runPlay(const PlayOptions& options, std::ostream& out, std::ostream& err);
 

@@ -7,6 +7,7 @@
 #include "host/SKYLHostConstants.h"
 #include "timeline/SKYLSSAIConstants.h"
 #include "timeline/SKYLVelaAd.h"
+#include "timeline/SKYLVelaAdSequence.h"
 
 namespace skylark::tool {
 namespace {
@@ -58,6 +59,32 @@ PlayLine lifecycleLine(const SKYLPlaybackSessionLifecycleEvent& event) {
           event.property<MediaTime>(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdProgress)) {
     line.fields["progress"] = timeJSON(*progress);
     line.text += fmt::format(" progress={:.3f}", progress->seconds());
+  }
+  return line;
+}
+
+PlayLine trackerEventLine(const SKYLVelaProgressTrackerEvent& event) {
+  PlayLine line;
+  const auto& properties = event.properties();
+  line.fields["event"] = std::string(event.trackerType());
+  line.text = std::string(event.trackerType());
+  if (properties && properties->ad) {
+    line.fields["adId"] = properties->ad->adId();
+    line.text += " ad=" + properties->ad->adId();
+  }
+  if (properties && properties->adSequence) {
+    line.fields["sequenceBegin"] = timeJSON(properties->adSequence->beginTime());
+    line.text += fmt::format(" break@{:.3f}", properties->adSequence->beginTime().seconds());
+  }
+  if (event.type() == SKYLVelaProgressTrackerEvent::AdProgress && properties &&
+      properties->adProgress) {
+    line.fields["progress"] = timeJSON(*properties->adProgress);
+    line.text += fmt::format(" progress={:.3f}", properties->adProgress->seconds());
+  }
+  if (event.type() == SKYLVelaProgressTrackerEvent::ExitAd) {
+    const bool skipped = properties && properties->skippedAd.value_or(false);
+    line.fields["skipped"] = skipped;
+    if (skipped) line.text += " skipped";
   }
   return line;
 }

@@ -6,6 +6,7 @@
 #include "host/SKYLAdLedgerManager.h"
 #include "host/SKYLPlaybackSessionLifecycleEvent.h"
 #include "tracking/BeaconDeliveryLedger.h"
+#include "tracking/SKYLVelaProgressTrackerEvent.h"
 
 namespace skylark::tool {
 
@@ -19,6 +20,9 @@ struct PlayLine {
 // A lifecycle event: its type, ad id, the break it opens or closes, the ad
 // progress, and "skipped" on ad-skipped events.
 PlayLine lifecycleLine(const SKYLPlaybackSessionLifecycleEvent& event);
+// An ad event of the session's progress tracker: its type, ad id, the break
+// it names, the ad progress, and whether an ad exit was a skip.
+PlayLine trackerEventLine(const SKYLVelaProgressTrackerEvent& event);
 // A call of the ad ledger with its parameters.
 PlayLine ledgerLine(const SKYLAdLedgerManager::Call& call);
 // What became of a session's beacons, per ad and type.
