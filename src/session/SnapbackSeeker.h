@@ -59,7 +59,7 @@ class SnapbackSeeker {
   // Runs `then` with the seeker if it still exists.
   template <typename Then>
   std::function<void(bool)> guarded(Then then) {
-    return [alive = Weak(alive_), this, then](bool finished) {
+    return [alive = Weak(alive_), then](bool finished) {
       if (!alive.expired()) then(finished);
     };
   }
