@@ -54,7 +54,8 @@ struct PlayOptions {
 // manager, SSAI playback controller, session provider, session, and the
 // simulated player on a virtual clock or GStreamer on the wall clock. Prints every lifecycle event
 // the application receives, the content duration, every beacon and ledger call, seek completions
-// and rates. A live source plays for --until seconds (60 by default) paced to the wall clock.
+// and rates. A live source plays for --until seconds (60 by default): an older live SSAI stream
+// on the virtual clock, a stream of the newer live service paced to the wall clock.
 // Returns the exit code.
 int runPlay(const PlayOptions& options, std::ostream& out, std::ostream& err);
 
