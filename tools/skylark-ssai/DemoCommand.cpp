@@ -64,7 +64,7 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
            "it)\n";
     return 1;
   }
-  const bool quick = options.quick || gst;
+  const bool quick = options.quick;
   DemoService service(kPlayheadDelay, gst ? options.streamDirectory : "");
   std::ostringstream discarded;
   std::ostream& progress = options.json ? discarded : out;
@@ -100,6 +100,9 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
     live.brief = true;
     live.until = kLiveSeconds;
     live.playheadDelay = kPlayheadDelay;
+    // A live stream comes as fast as the clock makes it, not faster.
+    live.player = options.player;
+    live.window = options.window;
     if (runPlay(live, progress, err) != 0) return 1;
   }
   service.waitUntilQuiet(std::chrono::milliseconds(1500), std::chrono::seconds(10));
