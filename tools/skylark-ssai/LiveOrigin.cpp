@@ -71,6 +71,18 @@ std::unique_ptr<LiveOrigin> LiveOrigin::start(const Options& options, std::strin
     if (observer) observer(request.path);
     response.status = 204;
   });
+  // The server shares its port (SO_REUSEPORT): a second origin on a port in
+  // use would split the requests with the first, each with its own clock.
+  if (options.port != 0) {
+    httplib::Client probe(options.host, options.port);
+    probe.set_connection_timeout(std::chrono::seconds(1));
+    if (probe.Get("/")) {
+      if (why)
+        *why = "port " + std::to_string(options.port) + " on " + options.host +
+               " is in use by another server";
+      return nullptr;
+    }
+  }
   origin->port_ = options.port == 0
                       ? server.bind_to_any_port(options.host)
                       : (server.bind_to_port(options.host, options.port) ? options.port : -1);
