@@ -64,6 +64,7 @@ void BM_TrackerUpdate(benchmark::State& state) {
   NotificationCenter center;
   SKYLVelaAnalyticsSession analytics(tracker, std::make_shared<SKYLVelaAnalyticsDigester>(
                                                   std::make_shared<NoTransport>(), center));
+  analytics.observeTracker();
   const int64_t end = timeline->payloadLength().value;  // at timescale 600
   int64_t playhead = 0;
   for (auto _ : state) {

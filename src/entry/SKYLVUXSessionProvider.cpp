@@ -52,7 +52,10 @@ std::shared_ptr<SKYLVUXSessionProvider> SKYLVUXSessionProvider::initWithOptions(
 SKYLVUXSessionProvider::SKYLVUXSessionProvider(
     std::shared_ptr<const SKYLVUXSessionProviderOptions> options,
     std::shared_ptr<SKYLSessionProvider> upstream)
-    : upstream_(std::move(upstream)), options_(std::move(options)) {
+    : upstream_(std::move(upstream)),
+      options_(std::move(options)),
+      environment_(SessionEnvironment::make(
+          {options_->clock(), options_->urlSession(), options_->beaconTransport()})) {
   // The plug-in session, not the upstream one, decides when the stream loads.
   upstream_->setShouldLoadVideo(false);
 }
@@ -88,13 +91,10 @@ void SKYLVUXSessionProvider::processSessions(
       processingSessions_.push_back(upstream);
       continue;
     }
-    auto session = SKYLVUXSession::initWithUpstreamSession(upstream, options_->httpHeaders());
+    auto session =
+        SKYLVUXSession::initWithUpstreamSession(upstream, options_->httpHeaders(), environment_);
     session->setMeridianLiveDetection(options_->meridianLiveDetection());
     session->setLive2AdsParams(options_->live2AdsParams());
-    if (options_->beaconTransport()) {
-      session->setSharedDigester(
-          std::make_shared<SKYLVelaAnalyticsDigester>(options_->beaconTransport()));
-    }
     session->setLive2ResolvedSessionLookup([weak](const URL& sourceURL) {
       const auto self = weak.lock();
       return self ? self->live2ResolvedSessionForSourceURL(sourceURL) : nullptr;
@@ -219,7 +219,8 @@ SKYLVUXSessionProvider::live2ResolvedSessionForSourceURL(const URL& sourceURL) {
   if (key.empty()) return nullptr;
   const auto found = live2ResolvedSessions_.find(key);
   if (found == live2ResolvedSessions_.end()) return nullptr;
-  const double age = std::chrono::duration<double>(now_() - found->second->resolvedAt).count();
+  const double age =
+      std::chrono::duration<double>(environment_->clock->now() - found->second->resolvedAt).count();
   if (age > kResolvedSessionLifetimeSeconds) {
     live2ResolvedSessions_.erase(found);
     return nullptr;
@@ -232,8 +233,8 @@ void SKYLVUXSessionProvider::recordLive2ResolvedSessionForSourceURL(const URL& s
                                                                     const URL& trackingURL) {
   const std::string& key = sourceURL.absoluteString();
   if (key.empty()) return;
-  live2ResolvedSessions_[key] =
-      std::make_shared<const SKYLSSAILive2ResolvedSession>(manifestURL, trackingURL, now_());
+  live2ResolvedSessions_[key] = std::make_shared<const SKYLSSAILive2ResolvedSession>(
+      manifestURL, trackingURL, environment_->clock->now());
 }
 
 }  // namespace skylark

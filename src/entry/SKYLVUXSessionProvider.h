@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "entry/SKYLVUXSessionProviderOptions.h"
+#include "environment/SessionEnvironment.h"
 #include "host/SKYLKVOManager.h"
 #include "host/SKYLSessionProvider.h"
 #include "session/SKYLSSAILive2ResolvedSession.h"
@@ -31,8 +32,6 @@ class SKYLVUXSessionProvider final : public SKYLSessionProvider,
                                      public SKYLSessionListener,
                                      public std::enable_shared_from_this<SKYLVUXSessionProvider> {
  public:
-  using Clock = SKYLSSAILive2ResolvedSession::Clock;
-
   // Null options become the defaults; a null upstream provider a fresh
   // SKYLBasicSessionProvider.
   static std::shared_ptr<SKYLVUXSessionProvider> initWithOptions(
@@ -59,7 +58,8 @@ class SKYLVUXSessionProvider final : public SKYLSessionProvider,
 
   const std::shared_ptr<SKYLSessionProvider>& upstreamSessionProvider() const { return upstream_; }
   const SKYLVUXSessionProviderOptions& options() const { return *options_; }
-  void setClockForTesting(std::function<Clock::time_point()> now) { now_ = std::move(now); }
+  // What every session it makes runs on, built from the options.
+  const std::shared_ptr<const SessionEnvironment>& environment() const { return environment_; }
 
  private:
   SKYLVUXSessionProvider(std::shared_ptr<const SKYLVUXSessionProviderOptions> options,
@@ -73,6 +73,7 @@ class SKYLVUXSessionProvider final : public SKYLSessionProvider,
   std::weak_ptr<SKYLSessionCommonProperties> sessionCommonProperties_;
   std::shared_ptr<SKYLSessionProvider> upstream_;
   std::shared_ptr<const SKYLVUXSessionProviderOptions> options_;
+  std::shared_ptr<const SessionEnvironment> environment_;
   std::weak_ptr<SKYLSessionListener> listener_;
   SKYLKVOManager kvoManager_;
   std::vector<std::shared_ptr<SKYLPlaybackSession>> sessions_;
@@ -80,7 +81,6 @@ class SKYLVUXSessionProvider final : public SKYLSessionProvider,
   size_t preparedSessionsCount_ = 0;
   int64_t videosCount_ = 0;
   std::map<std::string, std::shared_ptr<const SKYLSSAILive2ResolvedSession>> live2ResolvedSessions_;
-  std::function<Clock::time_point()> now_ = [] { return Clock::now(); };
 };
 
 }  // namespace skylark

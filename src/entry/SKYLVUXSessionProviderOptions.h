@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "environment/SessionClock.h"
 #include "platform/URLSession.h"
 #include "tracking/SKYLVelaAnalyticsDigester.h"
 
@@ -28,8 +29,18 @@ class SKYLVUXSessionProviderOptions {
 
   // Where the sessions' beacons go; by default the process's shared URL
   // session. Tools and tests give their own (report only, count, record).
+  // Every beacon goes through it, VOD and live alike (live beacons with
+  // retries on top).
   const std::shared_ptr<BeaconTransport>& beaconTransport() const { return beaconTransport_; }
   void setBeaconTransport(std::shared_ptr<BeaconTransport> v) { beaconTransport_ = std::move(v); }
+
+  // The sessions' time: the wall clock by default. Tools and tests on a
+  // virtual clock give a ManualSessionClock.
+  const std::shared_ptr<SessionClock>& clock() const { return clock_; }
+  void setClock(std::shared_ptr<SessionClock> v) { clock_ = std::move(v); }
+  // Ad documents and live requests; the process's shared session by default.
+  const std::shared_ptr<URLSession>& urlSession() const { return urlSession_; }
+  void setURLSession(std::shared_ptr<URLSession> v) { urlSession_ = std::move(v); }
 
   // "ios-vela-ux/7.2.18.42 (MODEL; OS VERSION; LOCALE)", read from this
   // machine at the moment of the call: the hardware name, the kernel's name
@@ -42,6 +53,8 @@ class SKYLVUXSessionProviderOptions {
   std::map<std::string, std::string> live2AdsParams_;
   HTTPHeaderFields httpHeaders_;
   std::shared_ptr<BeaconTransport> beaconTransport_;
+  std::shared_ptr<SessionClock> clock_;
+  std::shared_ptr<URLSession> urlSession_;
 };
 
 }  // namespace skylark

@@ -33,6 +33,8 @@ struct SKYLSSAILive2AdInfo {
   std::vector<std::string> clickthroughURLs;
   std::vector<std::string> clickTrackingURLs;
   std::vector<std::string> trackingURLs;
+  // Of its tracking events, those of the impression type.
+  std::vector<std::string> impressionURLs;
   std::vector<SKYLSSAILive2CompanionInfo> companions;
 
   double endTime() const { return beginTime + duration; }

@@ -2,13 +2,10 @@
 
 #include <cmath>
 
-#include "beacons/RetryingBeaconTransport.h"
-#include "beacons/URLSessionBeaconTransport.h"
 #include "host/SKYLHostLog.h"
 #include "live2/SKYLSSAILive2Detector.h"
 #include "live2/SKYLSSAILive2OMID.h"
 #include "live2/SKYLSSAILive2SessionClient.h"
-#include "platform/DispatchQueue.h"
 
 namespace skylark {
 namespace {
@@ -28,10 +25,6 @@ SystemTime plusSeconds(SystemTime t, double seconds) {
   return t + std::chrono::milliseconds(static_cast<int64_t>(std::llround(seconds * 1000)));
 }
 
-std::string key(const std::string& adId, Type type) {
-  return adId + "|" + std::to_string(static_cast<int64_t>(type));
-}
-
 SKYLSSAILive2AdInfo adInfo(const SKYLSSAILive2TimelineEntry& entry) {
   SKYLSSAILive2AdInfo info;
   info.adId = entry.adId;
@@ -43,6 +36,7 @@ SKYLSSAILive2AdInfo adInfo(const SKYLSSAILive2TimelineEntry& entry) {
   info.title = ad.adTitle;
   info.clickthroughURLs = ad.beaconUrls(Type::clickThrough);
   info.clickTrackingURLs = ad.beaconUrls(Type::clickTracking);
+  info.impressionURLs = ad.beaconUrls(Type::impression);
   for (const auto& event : ad.trackingEvents) {
     info.trackingURLs.insert(info.trackingURLs.end(), event.beaconUrls.begin(),
                              event.beaconUrls.end());
@@ -63,38 +57,55 @@ SKYLSSAILive2AdInfo adInfo(const SKYLSSAILive2TimelineEntry& entry) {
 
 bool presentable(const SKYLSSAILive2TimelineEntry& entry) { return !entry.isSlate && entry.ad; }
 
+std::vector<SKYLSSAILive2AdInfo> availAds(const SKYLSSAILive2Timeline::Snapshot& snapshot,
+                                          const std::string& availId) {
+  std::vector<SKYLSSAILive2AdInfo> infos;
+  for (const auto& entry : snapshot.entries) {
+    if (entry.availId == availId && presentable(entry)) infos.push_back(adInfo(entry));
+  }
+  return infos;
+}
+
+std::optional<SKYLSSAILive2AdCountdown> countdownAt(const SKYLSSAILive2Timeline::Snapshot& snapshot,
+                                                    const SKYLSSAILive2TimelineEntry& entry,
+                                                    SystemTime at) {
+  if (!entry.programDate) return std::nullopt;
+  SKYLSSAILive2AdCountdown countdown;
+  countdown.remainingInCurrentAd = entry.durationInSeconds - secondsBetween(*entry.programDate, at);
+  countdown.remainingInBreak = countdown.remainingInCurrentAd;
+  bool after = false;
+  for (const auto& other : snapshot.entries) {
+    if (other.availId != entry.availId || !presentable(other)) continue;
+    ++countdown.adCount;
+    if (after) countdown.remainingInBreak += other.durationInSeconds;
+    if (other.adId == entry.adId && !after) {
+      countdown.adIndex = countdown.adCount;
+      after = true;
+    }
+  }
+  return countdown;
+}
+
 }  // namespace
 
-std::shared_ptr<BeaconTransport> SKYLSSAILive2Coordinator::liveBeaconTransport(
-    std::shared_ptr<URLSession> session) {
-  // Over the process's one session: beacons already handed to it finish
-  // even when this coordinator is gone.
-  RetryingBeaconTransport::Options options;
-  options.logLabel = "Meridian Live beacon";
-  return RetryingBeaconTransport::create(
-      std::make_shared<URLSessionBeaconTransport>(std::move(session), std::chrono::seconds(5)),
-      options);
-}
-
-std::shared_ptr<SKYLSSAILive2Coordinator> SKYLSSAILive2Coordinator::create(URL sourceURL) {
-  return create(std::move(sourceURL), {}, liveBeaconTransport());
-}
-
 std::shared_ptr<SKYLSSAILive2Coordinator> SKYLSSAILive2Coordinator::create(
-    URL sourceURL, SKYLSSAILive2SessionController::Dependencies dependencies,
-    std::shared_ptr<BeaconTransport> transport) {
-  auto controller =
-      SKYLSSAILive2SessionController::create(std::move(sourceURL), std::move(dependencies));
+    URL sourceURL, std::shared_ptr<const SessionEnvironment> environment,
+    std::shared_ptr<BeaconSink> beacons,
+    SKYLSSAILive2SessionController::Dependencies dependencies) {
+  auto controller = SKYLSSAILive2SessionController::create(std::move(sourceURL), *environment,
+                                                           std::move(dependencies));
   std::shared_ptr<SKYLSSAILive2Coordinator> coordinator(
-      new SKYLSSAILive2Coordinator(controller, std::move(transport)));
+      new SKYLSSAILive2Coordinator(std::move(environment), controller, std::move(beacons)));
   controller->setDelegate(coordinator);
   return coordinator;
 }
 
 SKYLSSAILive2Coordinator::SKYLSSAILive2Coordinator(
-    std::shared_ptr<SKYLSSAILive2SessionController> controller,
-    std::shared_ptr<BeaconTransport> transport)
-    : controller_(std::move(controller)), beaconFirer_(std::move(transport)) {}
+    std::shared_ptr<const SessionEnvironment> environment,
+    std::shared_ptr<SKYLSSAILive2SessionController> controller, std::shared_ptr<BeaconSink> beacons)
+    : environment_(std::move(environment)),
+      controller_(std::move(controller)),
+      beaconFirer_(std::move(beacons)) {}
 
 bool SKYLSSAILive2Coordinator::isLive2(const std::optional<URL>& sourceURL,
                                        const std::optional<std::string>& playbackToken) {
@@ -127,16 +138,15 @@ void SKYLSSAILive2Coordinator::settle(Result<URL> manifest) {
     }
     return;
   }
-  Dispatch::main().async([completion = std::move(completion), manifest = std::move(manifest)] {
-    completion(manifest);
-  });
+  environment_->mainQueue.async([completion = std::move(completion),
+                                 manifest = std::move(manifest)] { completion(manifest); });
 }
 
 void SKYLSSAILive2Coordinator::resume(URL manifestURL, URL trackingURL, Completion completion) {
   setManifestURL(manifestURL);
   controller_->resume({manifestURL, std::move(trackingURL)});
   if (completion) {
-    Dispatch::main().async([completion, manifestURL] { completion(manifestURL); });
+    environment_->mainQueue.async([completion, manifestURL] { completion(manifestURL); });
   }
 }
 
@@ -176,14 +186,13 @@ void SKYLSSAILive2Coordinator::fireProgress(const SKYLSSAILive2TimelineEntry& en
   for (const Type type : kProgressTypes) {
     const double due = *SKYLSSAILive2TrackingTypeProgressFraction(type) * entry.durationInSeconds;
     if (due > elapsed) continue;
-    beaconFirer_.fireOnce(key(entry.adId, type), entry.ad->beaconUrls(type));
+    beaconFirer_.fireOnce({entry.adId, type}, entry.ad->beaconUrls(type));
   }
 }
 
 void SKYLSSAILive2Coordinator::update(SystemTime forPlayheadDate) {
-  const auto& timeline = controller_->timeline();
-  timeline->prune(forPlayheadDate);
-  const auto entry = timeline->entry(forPlayheadDate);
+  controller_->prune(forPlayheadDate);
+  const auto entry = controller_->timeline()->entry(forPlayheadDate);
 
   // The entry at a date excludes its end, so an ad's last beacons are
   // fired when the playhead is first seen at or past that end.
@@ -206,12 +215,7 @@ void SKYLSSAILive2Coordinator::update(SystemTime forPlayheadDate) {
 
 std::vector<SKYLSSAILive2AdInfo> SKYLSSAILive2Coordinator::ads(
     const std::string& forAvailId) const {
-  std::vector<SKYLSSAILive2AdInfo> infos;
-  const auto snapshot = controller_->timeline()->snapshot();
-  for (const auto& entry : snapshot->entries) {
-    if (entry.availId == forAvailId && presentable(entry)) infos.push_back(adInfo(entry));
-  }
-  return infos;
+  return availAds(*controller_->timeline()->snapshot(), forAvailId);
 }
 
 int64_t SKYLSSAILive2Coordinator::presentableAdCount(const std::string& forAvailId) const {
@@ -230,24 +234,21 @@ std::optional<std::string> SKYLSSAILive2Coordinator::availId(SystemTime at) cons
 }
 
 std::optional<SKYLSSAILive2AdCountdown> SKYLSSAILive2Coordinator::countdown(SystemTime at) const {
-  const auto entry = controller_->timeline()->entry(at);
-  if (!entry || !entry->programDate) return std::nullopt;
-  SKYLSSAILive2AdCountdown countdown;
-  countdown.remainingInCurrentAd =
-      entry->durationInSeconds - secondsBetween(*entry->programDate, at);
-  countdown.remainingInBreak = countdown.remainingInCurrentAd;
-  bool after = false;
-  const auto snapshot = controller_->timeline()->snapshot();  // alive for the whole loop
-  for (const auto& other : snapshot->entries) {
-    if (other.availId != entry->availId || !presentable(other)) continue;
-    ++countdown.adCount;
-    if (after) countdown.remainingInBreak += other.durationInSeconds;
-    if (other.adId == entry->adId && !after) {
-      countdown.adIndex = countdown.adCount;
-      after = true;
-    }
-  }
-  return countdown;
+  const auto snapshot = controller_->timeline()->snapshot();
+  const auto entry = snapshot->entry(at);
+  return entry ? countdownAt(*snapshot, *entry, at) : std::nullopt;
+}
+
+SKYLSSAILive2AdsAtDate SKYLSSAILive2Coordinator::adsAt(SystemTime at) const {
+  SKYLSSAILive2AdsAtDate found;
+  const auto snapshot = controller_->timeline()->snapshot();
+  const auto entry = snapshot->entry(at);
+  if (!entry) return found;
+  found.ad = adInfo(*entry);
+  found.availId = entry->availId;
+  found.availAds = availAds(*snapshot, entry->availId);
+  found.countdown = countdownAt(*snapshot, *entry, at);
+  return found;
 }
 
 std::optional<SystemTime> SKYLSSAILive2Coordinator::seekTargetDate(SystemTime from,
@@ -295,17 +296,21 @@ std::optional<SKYLSSAILive2TimelineEntry> SKYLSSAILive2Coordinator::firstEntry(
 }
 
 void SKYLSSAILive2Coordinator::fireAdPaused(const std::string& forAdId) {
-  if (const auto entry = firstEntry(forAdId)) beaconFirer_.fire(entry->ad->beaconUrls(Type::pause));
+  if (const auto entry = firstEntry(forAdId)) {
+    beaconFirer_.fire({forAdId, Type::pause}, entry->ad->beaconUrls(Type::pause));
+  }
 }
 
 void SKYLSSAILive2Coordinator::fireAdResumed(const std::string& forAdId) {
-  if (const auto entry = firstEntry(forAdId))
-    beaconFirer_.fire(entry->ad->beaconUrls(Type::resume));
+  if (const auto entry = firstEntry(forAdId)) {
+    beaconFirer_.fire({forAdId, Type::resume}, entry->ad->beaconUrls(Type::resume));
+  }
 }
 
 void SKYLSSAILive2Coordinator::fireClickTracking(const std::string& forAdId) {
   if (const auto entry = firstEntry(forAdId)) {
-    beaconFirer_.fireOnce(forAdId + "|click", entry->ad->beaconUrls(Type::clickTracking));
+    beaconFirer_.fireOnce({forAdId, Type::clickTracking},
+                          entry->ad->beaconUrls(Type::clickTracking));
   }
 }
 

@@ -16,6 +16,16 @@
 
 namespace skylark {
 
+// What the live timeline says at one program date, read from one snapshot
+// of it: the ad playing, its avail, the avail's presentable ads in order,
+// and the countdown.
+struct SKYLSSAILive2AdsAtDate {
+  std::optional<SKYLSSAILive2AdInfo> ad;
+  std::optional<std::string> availId;
+  std::vector<SKYLSSAILive2AdInfo> availAds;
+  std::optional<SKYLSSAILive2AdCountdown> countdown;
+};
+
 // The newer live path as the playback session sees it: opens (or resumes)
 // the live session, turns the live timeline into ad information keyed by
 // program date-time, fires the tracking beacons as the playhead moves and
@@ -29,17 +39,14 @@ class SKYLSSAILive2Coordinator final
   // The manifest URL to play, or why there is none.
   using Completion = std::function<void(Result<URL> manifestURL)>;
 
-  static std::shared_ptr<SKYLSSAILive2Coordinator> create(URL sourceURL);
-  // With the controller's dependencies and a beacon transport of the
-  // caller's (tests, tools).
+  // Polls over the environment's URL session on its clock; fires its
+  // beacons into `beacons` (the session's digester, which sends them
+  // through the environment's live beacon transport). Missing dependencies
+  // take the environment's defaults.
   static std::shared_ptr<SKYLSSAILive2Coordinator> create(
-      URL sourceURL, SKYLSSAILive2SessionController::Dependencies dependencies,
-      std::shared_ptr<BeaconTransport> transport);
-
-  // Live beacons: GETs over `session` with a 5 s time-out, retried after
-  // 1, 2 and 4 s when the failure may pass.
-  static std::shared_ptr<BeaconTransport> liveBeaconTransport(
-      std::shared_ptr<URLSession> session = URLSession::shared());
+      URL sourceURL, std::shared_ptr<const SessionEnvironment> environment,
+      std::shared_ptr<BeaconSink> beacons,
+      SKYLSSAILive2SessionController::Dependencies dependencies = {});
 
   static bool isLive2(const std::optional<URL>& sourceURL,
                       const std::optional<std::string>& playbackToken);
@@ -61,6 +68,8 @@ class SKYLSSAILive2Coordinator final
   SKYLSSAILive2TimelineHandle timelineHandle() const { return {controller_->timeline()}; }
 
   std::optional<SKYLSSAILive2AdInfo> presentableAdInfo(SystemTime at) const;
+  // Everything the session asks at a date, from one read of the timeline.
+  SKYLSSAILive2AdsAtDate adsAt(SystemTime at) const;
   // Fires the beacons due at the date: each progress type of the ad playing
   // once its share of the ad has elapsed, and every type still unfired of
   // an ad the playhead has just passed the end of. Each (ad, type) once.
@@ -80,18 +89,18 @@ class SKYLSSAILive2Coordinator final
   void fireClickTracking(const std::string& forAdId);
 
   void live2ControllerDidResolveManifest(const URL& manifest) override;
-  void live2ControllerDidUpdateTimeline() override {}
-  void live2ControllerDidReceiveOverlayConfiguration() override {}
   void live2ControllerDidFail(const SKYLError& error) override;
 
  private:
-  SKYLSSAILive2Coordinator(std::shared_ptr<SKYLSSAILive2SessionController> controller,
-                           std::shared_ptr<BeaconTransport> transport);
+  SKYLSSAILive2Coordinator(std::shared_ptr<const SessionEnvironment> environment,
+                           std::shared_ptr<SKYLSSAILive2SessionController> controller,
+                           std::shared_ptr<BeaconSink> beacons);
   std::optional<SKYLSSAILive2TimelineEntry> firstEntry(const std::string& adId) const;
   // Hands the start's outcome to its completion once; later failures are logged.
   void settle(Result<URL> manifest);
   void fireProgress(const SKYLSSAILive2TimelineEntry& entry, double elapsed);
 
+  const std::shared_ptr<const SessionEnvironment> environment_;
   const std::shared_ptr<SKYLSSAILive2SessionController> controller_;
   SKYLSSAILive2BeaconFirer beaconFirer_;
 

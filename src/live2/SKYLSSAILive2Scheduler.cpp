@@ -1,20 +1,19 @@
 #include "live2/SKYLSSAILive2Scheduler.h"
 
-#include <chrono>
-
 namespace skylark {
 
 void SKYLSSAILive2TimerScheduler::schedule(double every, std::function<void()> handler) {
-  const auto interval = std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-      std::chrono::duration<double>(every));
-  auto timer = std::make_unique<RepeatingTimer>(queue_, interval, /*fireImmediately=*/true,
-                                                std::move(handler));
+  auto timer = clock_->repeat(queue_, every, handler);
+  // The first tick at once, unless the schedule is replaced or cancelled first.
+  queue_->async([alive = std::weak_ptr<void>(timer), handler = std::move(handler)] {
+    if (!alive.expired()) handler();
+  });
   MutexLock lock(mutex_);
   timer_ = std::move(timer);  // the previous timer, if any, is cancelled as it goes
 }
 
 void SKYLSSAILive2TimerScheduler::cancel() {
-  std::unique_ptr<RepeatingTimer> timer;
+  std::shared_ptr<void> timer;
   MutexLock lock(mutex_);
   timer = std::move(timer_);
 }

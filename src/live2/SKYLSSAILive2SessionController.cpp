@@ -3,21 +3,27 @@
 namespace skylark {
 
 std::shared_ptr<SKYLSSAILive2SessionController> SKYLSSAILive2SessionController::create(
-    URL sourceURL, Dependencies dependencies) {
+    URL sourceURL, const SessionEnvironment& environment, Dependencies dependencies) {
   if (!dependencies.sessionClient) {
-    dependencies.sessionClient = std::make_shared<SKYLSSAILive2SessionClient>();
+    dependencies.sessionClient =
+        std::make_shared<SKYLSSAILive2SessionClient>(environment.urlSession);
   }
   if (!dependencies.scheduler) {
-    dependencies.scheduler = std::make_unique<SKYLSSAILive2TimerScheduler>();
+    dependencies.scheduler = std::make_unique<SKYLSSAILive2TimerScheduler>(environment.clock);
   }
   if (!dependencies.timeline) dependencies.timeline = std::make_shared<SKYLSSAILive2Timeline>();
   if (!dependencies.makeTrackingClient) {
-    dependencies.makeTrackingClient = [](const URL& tracking) {
-      return SKYLSSAILive2TrackingClient::create(tracking, URLSession::shared());
+    dependencies.makeTrackingClient = [session = environment.urlSession](const URL& tracking) {
+      return SKYLSSAILive2TrackingClient::create(tracking, session);
     };
   }
   return std::shared_ptr<SKYLSSAILive2SessionController>(
       new SKYLSSAILive2SessionController(std::move(sourceURL), std::move(dependencies)));
+}
+
+std::shared_ptr<SKYLSSAILive2SessionController> SKYLSSAILive2SessionController::create(
+    URL sourceURL, Dependencies dependencies) {
+  return create(std::move(sourceURL), *SessionEnvironment::makeDefault(), std::move(dependencies));
 }
 
 std::shared_ptr<SKYLSSAILive2SessionController> SKYLSSAILive2SessionController::create(
@@ -102,7 +108,12 @@ void SKYLSSAILive2SessionController::tick() {
   }
   std::weak_ptr<SKYLSSAILive2SessionController> weak = shared_from_this();
   client->fetch([weak](SKYLSSAILive2TrackingClient::Outcome outcome) {
-    if (const auto self = weak.lock()) self->didPoll(std::move(outcome));
+    const auto self = weak.lock();
+    if (!self) return;
+    // Answers are merged on the poll's sequence, one after another.
+    self->dependencies_.scheduler->post([weak, outcome = std::move(outcome)]() mutable {
+      if (const auto controller = weak.lock()) controller->didPoll(std::move(outcome));
+    });
   });
 }
 
@@ -117,18 +128,15 @@ void SKYLSSAILive2SessionController::didPoll(SKYLSSAILive2TrackingClient::Outcom
     if (delegate) delegate->live2ControllerDidFail(error->toError());
     return;
   }
-  const bool changed =
-      dependencies_.timeline->merge(std::get<SKYLSSAILive2TrackingResponse>(outcome));
-  bool overlay = false;
-  {
-    MutexLock lock(lock_);
-    if (!overlayConfigurationDispatched_ && !dependencies_.timeline->availOrder().empty()) {
-      overlayConfigurationDispatched_ = true;
-      overlay = true;
-    }
-  }
-  if (delegate && overlay) delegate->live2ControllerDidReceiveOverlayConfiguration();
-  if (delegate && changed) delegate->live2ControllerDidUpdateTimeline();
+  // Readers pull the new picture from the timeline's snapshot.
+  (void)dependencies_.timeline->merge(std::get<SKYLSSAILive2TrackingResponse>(outcome));
+}
+
+void SKYLSSAILive2SessionController::prune(SystemTime playheadDate) {
+  std::weak_ptr<SKYLSSAILive2SessionController> weak = shared_from_this();
+  dependencies_.scheduler->post([weak, playheadDate] {
+    if (const auto self = weak.lock()) self->dependencies_.timeline->prune(playheadDate);
+  });
 }
 
 void SKYLSSAILive2SessionController::stop() {

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "environment/SessionEnvironment.h"
 #include "live2/SKYLSSAILive2Scheduler.h"
 #include "live2/SKYLSSAILive2SessionClient.h"
 #include "live2/SKYLSSAILive2Timeline.h"
@@ -22,8 +23,6 @@ class SKYLSSAILive2ControllerDelegate {
  public:
   virtual ~SKYLSSAILive2ControllerDelegate() = default;
   virtual void live2ControllerDidResolveManifest(const URL& manifest) = 0;
-  virtual void live2ControllerDidUpdateTimeline() = 0;
-  virtual void live2ControllerDidReceiveOverlayConfiguration() = 0;
   virtual void live2ControllerDidFail(const SKYLError& error) = 0;
 };
 
@@ -49,9 +48,12 @@ class SKYLSSAILive2SessionController
     std::shared_ptr<SKYLSSAILive2Timeline> timeline;
   };
 
-  // Missing dependencies take the defaults: the shared session client, the
-  // poll-queue timer, tracking clients on the shared URL session, and an
-  // empty timeline.
+  // Missing dependencies take the defaults: a session client and tracking
+  // clients on the environment's URL session, the poll-queue timer on its
+  // clock, and an empty timeline.
+  static std::shared_ptr<SKYLSSAILive2SessionController> create(
+      URL sourceURL, const SessionEnvironment& environment, Dependencies dependencies);
+  // With the process's defaults.
   static std::shared_ptr<SKYLSSAILive2SessionController> create(URL sourceURL,
                                                                 Dependencies dependencies);
   static std::shared_ptr<SKYLSSAILive2SessionController> create(URL sourceURL);
@@ -62,6 +64,9 @@ class SKYLSSAILive2SessionController
   void resume(const SKYLSSAILive2SessionURLs& urls);
   // Stops polling and cancels the session request if it is still in flight.
   void stop();
+  // Drops, on the poll's sequence (where answers are merged), the avails
+  // the playhead has left.
+  void prune(SystemTime playheadDate);
 
   const std::shared_ptr<SKYLSSAILive2Timeline>& timeline() const { return dependencies_.timeline; }
   std::optional<URL> manifestURL() const;
@@ -82,7 +87,6 @@ class SKYLSSAILive2SessionController
   std::shared_ptr<SKYLSSAILive2TrackingClient> trackingClient_ SKYL_GUARDED_BY(lock_);
   std::shared_ptr<URLSessionDataTask> startTask_ SKYL_GUARDED_BY(lock_);
   bool stopped_ SKYL_GUARDED_BY(lock_) = false;
-  bool overlayConfigurationDispatched_ SKYL_GUARDED_BY(lock_) = false;
   std::optional<URL> manifestURL_ SKYL_GUARDED_BY(lock_);
   std::optional<URL> trackingURL_ SKYL_GUARDED_BY(lock_);
 };

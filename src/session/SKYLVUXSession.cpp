@@ -40,27 +40,35 @@ SKYLPlaybackSession::TimeRanges rangesOf(const SKYLVelaProgressTracker::Ranges& 
 using namespace session_detail;
 
 std::shared_ptr<SKYLVUXSession> SKYLVUXSession::initWithUpstreamSession(
-    std::shared_ptr<SKYLPlaybackSession> session, HTTPHeaderFields httpHeaders) {
+    std::shared_ptr<SKYLPlaybackSession> session, HTTPHeaderFields httpHeaders,
+    std::shared_ptr<const SessionEnvironment> environment) {
+  if (!environment) environment = SessionEnvironment::makeDefault();
   std::shared_ptr<SKYLVUXSession> made(
-      new SKYLVUXSession(std::move(session), std::move(httpHeaders)));
+      new SKYLVUXSession(std::move(session), std::move(httpHeaders), std::move(environment)));
   made->start();
   return made;
 }
 
-SKYLVUXSession::SKYLVUXSession(std::shared_ptr<SKYLPlaybackSession> inner, HTTPHeaderFields headers)
-    : ForwardingPlaybackSession(std::move(inner)), httpHeaders_(std::move(headers)) {}
+SKYLVUXSession::SKYLVUXSession(std::shared_ptr<SKYLPlaybackSession> inner, HTTPHeaderFields headers,
+                               std::shared_ptr<const SessionEnvironment> environment)
+    : ForwardingPlaybackSession(std::move(inner)),
+      environment_(std::move(environment)),
+      httpHeaders_(std::move(headers)),
+      adLedger_(environment_, *innerPlaybackSession()),
+      seeker_(*innerPlaybackSession()) {}
 
 void SKYLVUXSession::start() {
   sessionCommonProperties_ = innerPlaybackSession()->sessionCommonProperties();
+  adLedger_.setCommonProperties(sessionCommonProperties_);
+  seeker_.setCommonProperties(sessionCommonProperties_);
   providerExtension_ = SKYLSessionProviderExtension::initWithPlaybackSession(shared_from_this());
-  sharedDigester_ = std::make_shared<SKYLVelaAnalyticsDigester>();
   kvoManager_.startObserving<SKYLLifecycleEventPtr>(
       innerPlaybackSession()->lifecycleState(),
       [this](const SKYLLifecycleEventPtr& event) { innerLifecycleChanged(event); }, true);
   std::weak_ptr<SKYLVUXSession> weak = shared_from_this();
   // The inner session keeps its player for life: observe that one only.
   innerPlayer_ = innerPlaybackSession()->player().get();
-  rateObserver_ = NotificationCenter::defaultCenter().addObserver(
+  rateObserver_ = environment_->notificationCenter.addObserver(
       std::string(kSKYLPlayerRateDidChangeNotification), innerPlayer_,
       [weak](const Notification& n) {
         const auto self = weak.lock();
@@ -72,9 +80,8 @@ void SKYLVUXSession::start() {
 }
 
 SKYLVUXSession::~SKYLVUXSession() {
-  NotificationCenter::defaultCenter().removeObserver(rateObserver_);
+  environment_->notificationCenter.removeObserver(rateObserver_);
   if (live2Coordinator_) live2Coordinator_->stop();
-  adInfoTimer_.reset();
   pictureInPictureObservation_.stopObserving();
   trackerObservations_.stopObserving();
   kvoManager_.stopObserving();
@@ -84,6 +91,8 @@ SKYLVUXSession::~SKYLVUXSession() {
 void SKYLVUXSession::setSessionCommonProperties(
     const std::shared_ptr<SKYLSessionCommonProperties>& properties) {
   sessionCommonProperties_ = properties;
+  adLedger_.setCommonProperties(properties);
+  seeker_.setCommonProperties(properties);
   innerPlaybackSession()->setSessionCommonProperties(properties);
 }
 
@@ -161,16 +170,18 @@ void SKYLVUXSession::load() {
 
 void SKYLVUXSession::loadTimeline(const std::shared_ptr<SKYLSource>& source) {
   liveSSAI_ = source->isLiveSSAISource();
+  adLedger_.setLive(liveSSAI_);
   if (const auto video = innerPlaybackSession()->video()) video->setIsUsingSSAIPlugin(true);
   auto loader = SKYLVelaTimelineLoader::initWithSource(source);
   if (const auto properties = sessionCommonProperties_.lock()) {
     loader->setSessionCommonProperties(std::any(properties));
   }
   loader->setHttpHeaders(httpHeaders_);
+  loader->setURLSession(environment_->urlSession);
   std::weak_ptr<SKYLVUXSession> weak = shared_from_this();
-  loader->load([weak](std::shared_ptr<SKYLVelaTimelineLoader> done) {
+  loader->load([weak, environment = environment_](std::shared_ptr<SKYLVelaTimelineLoader> done) {
     // The loader finishes on its own queue: everything else is main-queue.
-    Dispatch::main().async([weak, done] {
+    environment->mainQueue.async([weak, done] {
       if (const auto self = weak.lock())
         self->didLoadTimeline(done->resultTimeline(), done->error());
     });
@@ -194,6 +205,7 @@ void SKYLVUXSession::didLoadTimeline(std::shared_ptr<SKYLVelaTimeline> timeline,
     return;
   }
   tracker_ = std::make_unique<SKYLVelaProgressTracker>(timeline_);
+  seeker_.attach(timeline_, tracker_.get(), liveSSAI_);
   startObservingRequiredValuesOnInnerPlaybackSession(*innerPlaybackSession());
   trackerObservations_.startObserving<SKYLVelaProgressTracker::Ranges>(
       tracker_->contentLoadedTimeRanges(),
@@ -201,15 +213,12 @@ void SKYLVUXSession::didLoadTimeline(std::shared_ptr<SKYLVelaTimeline> timeline,
   trackerObservations_.startObserving<SKYLVelaProgressTracker::Ranges>(
       tracker_->contentSeekableTimeRanges(),
       [this](const auto& ranges) { seekableRanges_.set(rangesOf(ranges)); }, false);
-  sharedDigester_->setDeliveryLedger(deliveryLedger_);
-  analyticsSession_ = std::make_unique<SKYLVelaAnalyticsSession>(*tracker_, sharedDigester_);
-  currentTrackerEvent_ = std::make_shared<const TrackerEvent>(TrackerEvent::ExitAd, std::nullopt);
+  makeDigester(false);
+  analyticsSession_ = std::make_unique<SKYLVelaAnalyticsSession>(*tracker_, digester_);
+  // One listener for each of the tracker's outputs: the order in which the
+  // analytics and the session hear them is written in those two functions.
   trackerObservations_.startObserving<MediaTime>(
-      tracker_->contentTime(),
-      [this](const MediaTime& time) {
-        if (canSeek_) progressSource_.currentTimeValue.set(time);
-      },
-      false);
+      tracker_->contentTime(), [this](const MediaTime& time) { contentTimeChanged(time); }, false);
   trackerObservations_.startObserving<SKYLVelaProgressTracker::Event>(
       tracker_->event(), [this](const auto& event) { trackerEventChanged(event); }, false);
   addCuePoints();
@@ -294,7 +303,7 @@ void SKYLVUXSession::startObservingRequiredValuesOnInnerPlaybackSession(
         if (!tracker_) {
           // Live without a timeline: positions are the stream's own.
           progressSource_.currentTimeValue.set(time);
-          if (live2Coordinator_) live2UpdateAdState();
+          if (live2AdState_) live2UpdateAdState();
           return;
         }
         if (innerPlayer_) tracker_->setPlaybackRate(innerPlayer_->rate());
@@ -360,17 +369,29 @@ void SKYLVUXSession::innerLifecycleChanged(const SKYLLifecycleEventPtr& event) {
 
 void SKYLVUXSession::setLifecycleStateFiltered(const SKYLLifecycleEventPtr& event) {
   const std::string& type = event->eventType();
-  const bool inAd = currentTrackerEvent_ && currentTrackerEvent_->type() == TrackerEvent::EnterAd;
+  const bool inAd =
+      (currentTrackerEvent_ && currentTrackerEvent_->type() == TrackerEvent::EnterAd) ||
+      (live2Coordinator_ && adPlaying_);
   const bool pause = type == kSKYLPlaybackSessionLifecycleEventPause;
   const bool play = type == kSKYLPlaybackSessionLifecycleEventPlay;
   if (inAd && (pause || play)) {
-    const auto& properties = currentTrackerEvent_->properties();
-    auto ad = properties && properties->ad ? adForVelaAd(properties->ad) : currentAd_;
+    const auto& properties =
+        currentTrackerEvent_ ? currentTrackerEvent_->properties() : std::nullopt;
+    auto ad = properties && properties->ad ? recordForAd(properties->ad) : currentAd_;
     if (ad) {
       lifecycleState_.set(SKYLPlaybackSessionLifecycleEvent::adEventWithType(
           pause ? kSKYLPlaybackSessionLifecycleEventAdPause
                 : kSKYLPlaybackSessionLifecycleEventAdResume,
           std::move(ad)));
+      // The live service hears of every pause and resume of its ads.
+      if (live2Coordinator_ && live2AdState_ && live2AdState_->live2CurrentAdId()) {
+        const std::string& adId = *live2AdState_->live2CurrentAdId();
+        if (pause) {
+          live2Coordinator_->fireAdPaused(adId);
+        } else {
+          live2Coordinator_->fireAdResumed(adId);
+        }
+      }
       return;
     }
   }
@@ -401,7 +422,13 @@ MediaTime SKYLVUXSession::contentTimeFromVideoTime(const MediaTime& videoTime) c
 }
 
 double SKYLVUXSession::currentTime() const {
-  return tracker_ ? tracker_->contentTime().get().seconds() : MediaTime().seconds();
+  return tracker_ ? tracker_->contentTime().get().seconds() : 0;
+}
+
+void SKYLVUXSession::makeDigester(bool live2) {
+  digester_ = std::make_shared<SKYLVelaAnalyticsDigester>(
+      *environment_, live2 ? environment_->liveBeaconTransport : environment_->beaconTransport);
+  digester_->setDeliveryLedger(deliveryLedger_);
 }
 
 }  // namespace skylark

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "companions/SKYLSSAIAdComponentDisplayContainer.h"
+#include "environment/SessionEnvironment.h"
 #include "host/SKYLAd.h"
 #include "host/SKYLAdLedgerManager.h"
 #include "host/SKYLAdSequence.h"
@@ -14,8 +15,11 @@
 #include "host/SKYLSessionProviderExtension.h"
 #include "live2/SKYLSSAILive2AdInfo.h"
 #include "platform/URLSession.h"
+#include "session/AdLedgerReporter.h"
 #include "session/ForwardingPlaybackSession.h"
+#include "session/Live2AdState.h"
 #include "session/SKYLSSAILive2ResolvedSession.h"
+#include "session/SnapbackSeeker.h"
 #include "timeline/SKYLVelaTimeline.h"
 #include "tracking/SKYLVelaAnalyticsSession.h"
 #include "tracking/SKYLVelaProgressTracker.h"
@@ -30,7 +34,10 @@ class SKYLSSAILive2Coordinator;
 // range. It loads the ad timeline (from the source's VMAP document),
 // hands the stream to the inner session, feeds the player's time to the
 // progress tracker, and turns the tracker's events into ad lifecycle
-// events. Main queue only.
+// events. The newer live service's ad state (Live2AdState) publishes the
+// same events as the tracker, so one path serves every kind of stream;
+// the ad ledger (AdLedgerReporter) and the beacons (one digester, the
+// environment's transport) likewise. Main queue only.
 //
 // loadState:  0 not loaded --load--> 1 loading --stream handed over--> 2 loaded
 //                                        \--no timeline, or no stream URL--> 3 failed
@@ -43,8 +50,11 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   using ResolvedSessionRecorder =
       std::function<void(const URL& sourceURL, const URL& manifestURL, const URL& trackingURL)>;
 
+  // Takes its clock, URL session, beacon transport, notification centre
+  // and ad ledger from `environment` (the process's defaults when null).
   static std::shared_ptr<SKYLVUXSession> initWithUpstreamSession(
-      std::shared_ptr<SKYLPlaybackSession> session, HTTPHeaderFields httpHeaders);
+      std::shared_ptr<SKYLPlaybackSession> session, HTTPHeaderFields httpHeaders,
+      std::shared_ptr<const SessionEnvironment> environment = nullptr);
   ~SKYLVUXSession() override;
 
   // What the session changes of the host surface.
@@ -67,14 +77,14 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   MediaTime contentTimeFromVideoTime(const MediaTime& videoTime) const;
   // Seconds of content time.
   double currentTime() const;
-  bool canSeek() const { return canSeek_; }
+  bool canSeek() const { return seeker_.canSeek(); }
   bool adPlaying() const { return adPlaying_; }
 
-  // Seeks in content time. Refused (completion false at once) during an ad
-  // break or for an invalid or negative time. A forward seek over ad breaks
-  // first plays the last of them from its start, then goes on to the
-  // target: its completion is called twice, on reaching the break and at
-  // the target. A backward seek plays no break.
+  // Seeks in content time (SnapbackSeeker: a forward seek over ad breaks
+  // plays the last of them first, and its completion is called twice); on a
+  // newer live stream, in stream time, landing at the start of the last
+  // break it would jump over. Refused (completion false at once) during a
+  // break or for an invalid or negative time.
   void seekToTime(const MediaTime& time, std::function<void(bool finished)> completionHandler);
   void seekToTime(const MediaTime& time, const MediaTime& toleranceBefore,
                   const MediaTime& toleranceAfter, std::function<void(bool)> completionHandler) {
@@ -92,14 +102,10 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
     return defaultMinimumSeekToleranceBuffer_;
   }
 
-  // The ad timer: a repeating 1 s tick while an ad plays. The factory's
-  // handle stops the ticks when released; by default a timer on the main
-  // queue (tools on a virtual clock give their own).
-  using AdTimerFactory = std::function<std::shared_ptr<void>(std::function<void()> tick)>;
-  void setAdTimerFactory(AdTimerFactory factory) { adTimerFactory_ = std::move(factory); }
-  // Seconds an ad has been audible, viewable and played.
-  double adAudibleDuration() const { return adAudibleDuration_; }
-  double adViewableSeconds() const { return adViewableSeconds_; }
+  // Seconds the ads of the break have been audible, and the ad viewable.
+  double adAudibleDuration() const { return adLedger_.adAudibleDuration(); }
+  double adViewableSeconds() const { return adLedger_.adViewableSeconds(); }
+  const std::shared_ptr<const SessionEnvironment>& environment() const { return environment_; }
 
   Observable<int64_t>& loadState() { return loadState_; }
   const std::optional<SKYLError>& loadError() const { return loadError_; }
@@ -120,12 +126,6 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   }
   void setLive2ResolvedSessionRecorder(ResolvedSessionRecorder recorder) {
     live2ResolvedSessionRecorder_ = std::move(recorder);
-  }
-  // Makes the coordinator of a newer-live source (tests and tools give
-  // theirs); by default SKYLSSAILive2Coordinator::create.
-  using CoordinatorFactory = std::function<std::shared_ptr<SKYLSSAILive2Coordinator>(const URL&)>;
-  void setLive2CoordinatorFactory(CoordinatorFactory factory) {
-    live2CoordinatorFactory_ = std::move(factory);
   }
   // Starts the newer live path for a source (load does, for a source the
   // detector recognises): tears down a session of another source, then
@@ -148,13 +148,9 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
     return adDisplayContainer_;
   }
 
-  // What became of this session's beacons, per ad and type.
+  // What became of this session's beacons, per ad and type, whichever
+  // path fired them.
   const std::shared_ptr<BeaconDeliveryLedger>& deliveryLedger() const { return deliveryLedger_; }
-
-  // Beacons go through this digester (tests and tools give their own).
-  void setSharedDigester(std::shared_ptr<SKYLVelaAnalyticsDigester> digester) {
-    sharedDigester_ = std::move(digester);
-  }
 
   // The host records of timeline objects.
   std::shared_ptr<SKYLAd> adForVelaAd(const std::shared_ptr<const SKYLVelaAd>& ad) const;
@@ -162,7 +158,8 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
       const std::shared_ptr<SKYLVelaAdSequence>& sequence) const;
 
  private:
-  explicit SKYLVUXSession(std::shared_ptr<SKYLPlaybackSession> inner, HTTPHeaderFields headers);
+  SKYLVUXSession(std::shared_ptr<SKYLPlaybackSession> inner, HTTPHeaderFields headers,
+                 std::shared_ptr<const SessionEnvironment> environment);
   void start();
   void loadTimeline(const std::shared_ptr<SKYLSource>& source);
   void didLoadTimeline(std::shared_ptr<SKYLVelaTimeline> timeline, std::optional<SKYLError> error);
@@ -174,15 +171,21 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   void innerDurationChanged(const MediaTime& streamDuration);
   void innerLifecycleChanged(const SKYLLifecycleEventPtr& event);
   void setLifecycleStateFiltered(const SKYLLifecycleEventPtr& event);
+  // Every ad event, from the tracker or the live ad state: the analytics
+  // hear it first (their beacons go out before the application hears of
+  // the change), then the session.
   void trackerEventChanged(const SKYLVelaProgressTracker::Event& event);
   void emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event);
+  void contentTimeChanged(const MediaTime& time);
+  void leaveAdBackwards();
+  // The beacons' digester, sending through the environment's transport
+  // (retrying, for the live service's).
+  void makeDigester(bool live2);
+  std::shared_ptr<SKYLAd> recordForAd(const std::shared_ptr<const SKYLVelaAd>& ad) const;
   void emit(std::string_view type, SKYLPlaybackSessionLifecycleEvent::Properties properties = {});
   void playerItemChanged();
 
-  // Ad events (the lifecycle of ads and breaks, the ledger, the ad timer).
-  void handleAdLedgerForEvent(int64_t code);
-  SKYLAdLedgerManager::Parameters adEventParametersForEvent(int64_t code) const;
-  void adTimerTick();
+  // Ad events (the lifecycle of ads and breaks).
   void enterAdSequence(const std::shared_ptr<SKYLVelaAdSequence>& sequence);
   void exitAdSequence(const std::shared_ptr<SKYLVelaAdSequence>& sequence);
   void requireLinearPlayback(bool required);
@@ -193,20 +196,13 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   void live2DidStart(uint64_t generation, const std::shared_ptr<SKYLSource>& source,
                      Result<URL> manifest);
   void live2UpdateAdState();
-  void live2ExitCurrentAd();
-  void live2EmitAdProgressAt(SystemTime date);
-  void live2EmitEventOfType(std::string_view type, std::string_view propertyKey, std::any value);
-  std::shared_ptr<SKYLAd> live2AdForInfo(const SKYLSSAILive2AdInfo& info) const;
-  std::shared_ptr<const SKYLVelaAd> live2VelaAdForInfo(const SKYLSSAILive2AdInfo& info) const;
   void live2SeekToTime(const MediaTime& time, std::function<void(bool)> completion);
 
   // Seeking and skipping.
-  void seekPlayer(const MediaTime& to, std::function<void(bool)> completion);
-  void adSequenceDidComplete();
-  void finishForcedSeek(bool finished);
   void skipAd(const std::weak_ptr<SKYLAd>& record);
   void didSkipAd(const std::weak_ptr<SKYLAd>& record);
 
+  const std::shared_ptr<const SessionEnvironment> environment_;
   HTTPHeaderFields httpHeaders_;
   std::weak_ptr<SKYLSessionCommonProperties> sessionCommonProperties_;
   int64_t meridianLiveDetection_ = 3;
@@ -230,7 +226,6 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   // Whether the player's current item is a bumper: kept up to date as the
   // player announces each new item.
   bool bumperMode_ = false;
-  bool canSeek_ = true;
   // The inner session's player, which it keeps for life (null when it has
   // none): read without taking a reference.
   Player* innerPlayer_ = nullptr;
@@ -244,7 +239,7 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   std::shared_ptr<const SKYLVelaAd> currentAdSource_;
   double adPlayDuration_ = 0;
   Observable<SKYLLifecycleEventPtr> lifecycleState_;
-  std::shared_ptr<SKYLVelaAnalyticsDigester> sharedDigester_;
+  std::shared_ptr<SKYLVelaAnalyticsDigester> digester_;
   const std::shared_ptr<BeaconDeliveryLedger> deliveryLedger_ =
       std::make_shared<BeaconDeliveryLedger>();
   std::unique_ptr<SKYLVelaAnalyticsSession> analyticsSession_;
@@ -256,35 +251,19 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   std::shared_ptr<SKYLSSAIAdComponentDisplayContainer> adDisplayContainer_;
 
   // The newer live service.
-  CoordinatorFactory live2CoordinatorFactory_;
   std::shared_ptr<SKYLSSAILive2Coordinator> live2Coordinator_;
+  std::unique_ptr<Live2AdState> live2AdState_;
   std::optional<URL> live2SessionSourceURL_;
   uint64_t live2SessionGeneration_ = 0;
   bool live2ContentOnly_ = false;
-  std::optional<std::string> live2CurrentAdId_;
-  std::optional<std::string> live2CurrentAvailId_;
-  std::shared_ptr<SKYLAdSequence> live2CurrentAdSequence_;
-  std::optional<SystemTime> live2CurrentAdStartDate_;
-  int64_t live2SequenceAdCount_ = 0;
 
-  // Ad bookkeeping.
-  std::shared_ptr<SKYLVelaAdSequence> currentAdSequence_;
-  int64_t currentAdPodIndex_ = 0;
-  int64_t currentAdIndex_ = 0;
-  double adAudibleDuration_ = 0;
-  double adViewableSeconds_ = 0;
-  bool adViewableImpressionTriggered_ = false;
-  std::shared_ptr<void> adInfoTimer_;
-  AdTimerFactory adTimerFactory_;
+  AdLedgerReporter adLedger_;
   std::vector<MediaTimeRange> interstitialTimeRanges_;
 
   // Seeking.
   const MediaTime defaultSeekTolerance_ = MediaTime::make(1200, 600);
   const MediaTime defaultMinimumSeekToleranceBuffer_ = MediaTime::make(1800, 600);
-  MediaTime absoluteFromTime_ = MediaTime::invalid();
-  MediaTime absoluteToTime_ = MediaTime::invalid();
-  std::shared_ptr<SKYLVelaAdSequence> adSequenceToProcess_;
-  std::function<void(bool)> seekToCompletionHandler_;
+  SnapbackSeeker seeker_;
 
   SKYLKVOManager kvoManager_;
   SKYLKVOManager trackerObservations_;

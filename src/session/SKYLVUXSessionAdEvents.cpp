@@ -1,9 +1,6 @@
 // SKYLVUXSession: tracker events to host lifecycle events, host ad records,
 // the ad ledger and the once-a-second ad timer.
-#include <cmath>
-
 #include "host/SKYLHostConstants.h"
-#include "platform/DispatchQueue.h"
 #include "session/SKYLVUXSession.h"
 #include "session/SessionHelpers.h"
 #include "timeline/SKYLSSAIConstants.h"
@@ -13,20 +10,8 @@ namespace skylark {
 using namespace session_detail;
 using TrackerEvent = SKYLVelaProgressTrackerEvent;
 
-namespace {
-
-// Ledger event codes.
-constexpr int64_t kPodStart = 0, kPodEnd = 1, kAdStart = 2, kAdEnd = 3, kPodOffsetMismatch = 5,
-                  kViewableImpression = 6;
-
-int64_t wholeSeconds(const MediaTime& t) {
-  const double s = t.seconds();
-  return std::isfinite(s) ? static_cast<int64_t>(s) : 0;
-}
-
-}  // namespace
-
 void SKYLVUXSession::trackerEventChanged(const SKYLVelaProgressTracker::Event& event) {
+  if (analyticsSession_) analyticsSession_->processEvent(event);
   if (!event || inBumperMode()) return;
   const uint64_t type = event->type();
   if (type == TrackerEvent::EnterAd) {
@@ -37,15 +22,34 @@ void SKYLVUXSession::trackerEventChanged(const SKYLVelaProgressTracker::Event& e
   if (type == TrackerEvent::EnterAd || type == TrackerEvent::ExitAd) {
     adPlaying_ = type == TrackerEvent::EnterAd;
   }
-  if (type == TrackerEvent::EnterAdSequence || type == TrackerEvent::ExitAdSequence) {
-    canSeek_ = type != TrackerEvent::EnterAdSequence;
-  }
+  if (type == TrackerEvent::EnterAdSequence) seeker_.breakEntered();
+  if (type == TrackerEvent::ExitAdSequenceWhileRewinding && adPlaying_) leaveAdBackwards();
   emitTrackerEvent(*event);
-  const auto& properties = event->properties();
-  if (type == TrackerEvent::ExitAdSequence && properties && adSequenceToProcess_ &&
-      properties->adSequence == adSequenceToProcess_) {
-    adSequenceDidComplete();  // the break a seek forced is over
+  if (type == TrackerEvent::ExitAdSequence) {
+    const auto& properties = event->properties();
+    seeker_.breakExited(properties ? properties->adSequence : nullptr);
   }
+}
+
+void SKYLVUXSession::leaveAdBackwards() {
+  // Rewound out of the break it was in: the viewer is in content again,
+  // though the ad was never watched to its end (so nothing is reported).
+  adPlaying_ = false;
+  currentTrackerEvent_ = std::make_shared<const TrackerEvent>(TrackerEvent::ExitAd, std::nullopt);
+  currentAd_.reset();
+  currentAdSource_.reset();
+  adLedger_.abandon();
+  seeker_.leftBreakBackwards();
+}
+
+void SKYLVUXSession::contentTimeChanged(const MediaTime& time) {
+  if (analyticsSession_) analyticsSession_->processContentTime(time);
+  if (seeker_.canSeek()) progressSource_.currentTimeValue.set(time);
+}
+
+std::shared_ptr<SKYLAd> SKYLVUXSession::recordForAd(
+    const std::shared_ptr<const SKYLVelaAd>& ad) const {
+  return live2AdState_ ? live2AdState_->adRecordFor(ad) : adForVelaAd(ad);
 }
 
 void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event) {
@@ -56,7 +60,7 @@ void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event)
   if (properties && properties->ad) {
     const bool same =
         event.type() != TrackerEvent::EnterAd && currentAd_ && currentAdSource_ == properties->ad;
-    ad = same ? currentAd_ : adForVelaAd(properties->ad);
+    ad = same ? currentAd_ : recordForAd(properties->ad);
   }
   const auto sequence = properties ? properties->adSequence : nullptr;
   // Made only for the events that carry it: the host record of a break
@@ -65,11 +69,16 @@ void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event)
     SKYLPlaybackSessionLifecycleEvent::Properties withSequence;
     if (sequence) {
       withSequence[key(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdSequence)] =
-          adSequenceForVelaAdSequence(sequence);
+          live2AdState_ ? live2AdState_->sequenceRecordFor(sequence)
+                        : adSequenceForVelaAdSequence(sequence);
     }
     return withSequence;
   };
   const bool midRoll = sequence && isMidRoll(*sequence);
+  // A live break announced again as more of its ads become known: the
+  // application hears of it, nothing else starts.
+  const bool announcedAgain =
+      event.type() == TrackerEvent::EnterAdSequence && adLedger_.currentBreak() != nullptr;
   // Every state change goes through the lifecycle filter.
   auto relay = [this](std::string_view type, SKYLPlaybackSessionLifecycleEvent::Properties p = {}) {
     setLifecycleStateFiltered(SKYLPlaybackSessionLifecycleEvent::eventWithType(type, std::move(p)));
@@ -88,23 +97,13 @@ void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event)
         ad->properties[key(kSKYLSSAIAdPropertiesKeyVelaAdAnalyticsSession)] =
             analyticsSession_->adAnalaytics();
       }
-      handleAdLedgerForEvent(kAdStart);
-      adViewableImpressionTriggered_ = false;
-      adViewableSeconds_ = 0;
-      std::weak_ptr<SKYLVUXSession> weak = shared_from_this();
-      auto tick = [weak] {
-        if (const auto self = weak.lock()) self->adTimerTick();
-      };
-      adInfoTimer_ = adTimerFactory_ ? adTimerFactory_(tick)
-                                     : std::make_shared<RepeatingTimer>(
-                                           Dispatch::main(), std::chrono::seconds(1), false, tick);
+      adPlayDuration_ = 0;
+      adLedger_.adStarted(ad);
       relayAd(kSKYLPlaybackSessionLifecycleEventAdEnter);
       break;
     }
     case TrackerEvent::ExitAd:
-      handleAdLedgerForEvent(kAdEnd);
-      ++currentAdIndex_;
-      adInfoTimer_.reset();
+      adLedger_.adEnded(adPlayDuration_, tracker_ && tracker_->didSkipAd());
       relayAd(kSKYLPlaybackSessionLifecycleEventAdExit);
       // The ended ad's record lives on in the events that carry it only,
       // and goes with them while still in cache.
@@ -112,6 +111,11 @@ void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event)
       currentAdSource_.reset();
       break;
     case TrackerEvent::EnterAdSequence:
+      if (announcedAgain) {
+        adLedger_.breakGrew(sequence);
+        relay(kSKYLPlaybackSessionLifecycleEventAdSequenceEnter, sequenceProperties());
+        break;
+      }
       enterAdSequence(sequence);
       if (midRoll) {
         relay(kSKYLPlaybackSessionLifecycleEventWillPauseForAd);
@@ -151,15 +155,13 @@ void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event)
 }
 
 void SKYLVUXSession::enterAdSequence(const std::shared_ptr<SKYLVelaAdSequence>& sequence) {
-  currentAdIndex_ = 0;
-  adAudibleDuration_ = 0;
   adPlayDuration_ = 0;
-  currentAdSequence_ = sequence;
   const auto properties = sessionCommonProperties_.lock();
   const auto player = innerPlaybackSession()->player();
-  // Fast playback: ads play at normal speed, from their first frame.
+  // Fast playback: ads play at normal speed, from their first frame (a
+  // live break's ads are where the live stream has them).
   if (properties && properties->playbackRate > 1.0f && player && sequence &&
-      !sequence->ads().empty()) {
+      !sequence->ads().empty() && !live2AdState_) {
     player->setAdvertisingMode(true);
     player->seek(sequence->ads().front()->beginTime() + truncatedSeekOffset(), MediaTime::zero(),
                  MediaTime::zero(), nullptr);
@@ -179,7 +181,7 @@ void SKYLVUXSession::enterAdSequence(const std::shared_ptr<SKYLVelaAdSequence>& 
           false);
     }
   }
-  handleAdLedgerForEvent(kPodStart);
+  adLedger_.breakStarted(sequence);
 }
 
 void SKYLVUXSession::exitAdSequence(const std::shared_ptr<SKYLVelaAdSequence>& sequence) {
@@ -187,15 +189,7 @@ void SKYLVUXSession::exitAdSequence(const std::shared_ptr<SKYLVelaAdSequence>& s
   const auto player = innerPlaybackSession()->player();
   if (properties && properties->playbackRate > 1.0f && player) player->setAdvertisingMode(false);
   requireLinearPlayback(false);
-  handleAdLedgerForEvent(kPodEnd);
-  const auto video = innerPlaybackSession()->video();
-  if (sequence && video && video->durationMilliseconds()) {
-    const int64_t begin = wholeSeconds(sequence->beginTime());
-    if (begin != 0 && begin != *video->durationMilliseconds() / 1000) {
-      handleAdLedgerForEvent(kPodOffsetMismatch);
-    }
-  }
-  ++currentAdPodIndex_;
+  adLedger_.breakEnded(sequence);
 }
 
 void SKYLVUXSession::requireLinearPlayback(bool required) {
@@ -204,83 +198,6 @@ void SKYLVUXSession::requireLinearPlayback(bool required) {
   if (const auto& controller = properties->pictureInPictureController.get()) {
     controller->setRequiresLinearPlayback(required);
   }
-}
-
-void SKYLVUXSession::adTimerTick() {
-  constexpr double kInterval = 1.0;
-  const auto player = innerPlaybackSession()->player();
-  if (player && player->volume() >= 0.01f && player->rate() != 0) adAudibleDuration_ += kInterval;
-  if (adViewableImpressionTriggered_) return;
-  const auto properties = sessionCommonProperties_.lock();
-  const SKYLView* view = properties ? properties->tvPlayerView.get() : nullptr;
-  if (SKYLAdLedgerManager::shared().visiblePercentageForView(view) >= 0.5) {
-    adViewableSeconds_ += kInterval;
-  }
-  if (adViewableSeconds_ == kSKYLAdLedgerAdViewableSeconds) {
-    handleAdLedgerForEvent(kViewableImpression);
-    adViewableImpressionTriggered_ = true;
-  }
-}
-
-void SKYLVUXSession::handleAdLedgerForEvent(int64_t code) {
-  SKYLAdLedgerManager::shared().processEvent(code, adEventParametersForEvent(code));
-}
-
-SKYLAdLedgerManager::Parameters SKYLVUXSession::adEventParametersForEvent(int64_t code) const {
-  SKYLAdLedgerManager::Parameters parameters;
-  const double begin = currentAdSequence_ ? currentAdSequence_->beginTime().seconds() : 0;
-  const double end = currentAdSequence_ ? currentAdSequence_->endTime().seconds() : 0;
-  const auto item = innerPlaybackSession()->currentPlayerItem();
-  const double duration = item ? item->duration().seconds() : 0;
-  auto whole = [](double s) { return std::isfinite(s) ? static_cast<int64_t>(s) : INT64_MIN; };
-  std::string_view podType = kSKYLAdLedgerOptionAdPodTypeMidroll;
-  if (begin == 0.0) {
-    podType = kSKYLAdLedgerOptionAdPodTypePreroll;
-  } else if (whole(duration) == whole(end)) {
-    podType = kSKYLAdLedgerOptionAdPodTypePostroll;
-  }
-  const bool postRoll = podType == kSKYLAdLedgerOptionAdPodTypePostroll;
-  if (!liveSSAI_) {
-    parameters[key(kSKYLAdLedgerParameterPodIndexKey)] =
-        postRoll ? int64_t{-1} : currentAdPodIndex_;
-  }
-  if (code == kPodStart || code == kPodEnd) {
-    parameters[key(kSKYLAdLedgerParameterPodAdCountKey)] =
-        static_cast<int64_t>(currentAdSequence_ ? currentAdSequence_->ads().size() : 0);
-    parameters[key(kSKYLAdLedgerParameterPodDurationKey)] =
-        currentAdSequence_ ? currentAdSequence_->duration().seconds() : 0.0;
-    parameters[key(kSKYLAdLedgerParameterPodHost)] = std::string("ssai");
-    parameters[key(kSKYLAdLedgerParameterPodTypeKey)] = std::string(podType);
-    parameters[key(kSKYLAdLedgerParameterPodRequestMSKey)] = int64_t{0};
-    parameters[key(kSKYLAdLedgerParameterPodRequestModeKey)] =
-        std::string(kSKYLAdLedgerOptionAdPodRequestModeOnLoad);
-    parameters[key(kSKYLAdLedgerParameterPodTimeOffsetKey)] = begin;
-  }
-  if (code == kAdStart || code == kAdEnd || code == 4 || code == kViewableImpression) {
-    parameters[key(kSKYLAdLedgerParameterAdIndexKey)] = currentAdIndex_;
-    const auto* velaAd = currentAd_ ? currentAd_->property<std::shared_ptr<const SKYLVelaAd>>(
-                                          kSKYLSSAIAdPropertiesKeyVelaAd)
-                                    : nullptr;
-    parameters[key(kSKYLAdLedgerParameterAdDurationKey)] =
-        velaAd && *velaAd ? (*velaAd)->duration().seconds() : 0.0;
-    if (currentAd_) {
-      const auto* skippable = currentAd_->property<int64_t>(kSKYLAdPropertyKeySkippable);
-      const auto* skipTime = currentAd_->property<float>(kSKYLAdPropertyKeySkipTime);
-      if (skippable && *skippable == 1 && skipTime) {
-        parameters[key(kSKYLAdLedgerParameterAdSkipTimeOffsetKey)] = *skipTime;
-      }
-      parameters[key(kSKYLAdLedgerParameterAdTitleKey)] = currentAd_->title;
-      parameters[key(kSKYLAdLedgerParameterAdCreativeIDKey)] = currentAd_->adId;
-    }
-  }
-  if (code == kAdEnd) {
-    parameters[key(kSKYLAdLedgerParameterAdAudibleDurationKey)] = adAudibleDuration_;
-    parameters[key(kSKYLAdLedgerParameterAdPlayDuration)] = adPlayDuration_;
-    parameters[key(kSKYLAdLedgerParameterAdSkippedKey)] = tracker_ && tracker_->didSkipAd();
-    parameters[key(kSKYLAdLedgerParameterAdInteractionKey)] =
-        currentAd_ && currentAd_->userDidInteract;
-  }
-  return parameters;
 }
 
 std::shared_ptr<SKYLAd> SKYLVUXSession::adForVelaAd(

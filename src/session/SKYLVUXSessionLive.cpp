@@ -6,13 +6,8 @@
 #include "host/SKYLHostConstants.h"
 #include "host/SKYLHostLog.h"
 #include "live2/SKYLSSAILive2Coordinator.h"
-#include "measurement/SKYLAdVerification.h"
-#include "platform/DispatchQueue.h"
 #include "session/SKYLVUXSession.h"
 #include "session/SessionHelpers.h"
-#include "timeline/SKYLVelaAdBuilder.h"
-#include "timeline/SKYLVelaCompanionAdBuilder.h"
-#include "timeline/SKYLVelaCompanionAdsCollectionBuilder.h"
 #include "vmap/SKYLLiveSSAIAdMetadataParser.h"
 
 namespace skylark {
@@ -46,9 +41,16 @@ void SKYLVUXSession::loadLive2Session(const std::shared_ptr<SKYLSource>& source)
   updatedVideoWithCuePoints_ = video;
   if (video) video->setIsUsingSSAIPlugin(true);
   live2SessionSourceURL_ = source->url();
-  live2Coordinator_ = live2CoordinatorFactory_ ? live2CoordinatorFactory_(*source->url())
-                                               : SKYLSSAILive2Coordinator::create(*source->url());
+  // The live service's beacons go through this session's digester, like
+  // every other beacon: announced, counted in the delivery ledger and sent
+  // through the environment's transport, with retries.
+  makeDigester(true);
+  live2Coordinator_ = SKYLSSAILive2Coordinator::create(*source->url(), environment_, digester_);
   std::weak_ptr<SKYLVUXSession> weak = shared_from_this();
+  live2AdState_ = std::make_unique<Live2AdState>(
+      live2Coordinator_, [weak](const SKYLVelaProgressTracker::Event& event) {
+        if (const auto self = weak.lock()) self->trackerEventChanged(event);
+      });
   auto completion = [weak, generation, source](Result<URL> manifest) {
     if (const auto self = weak.lock()) self->live2DidStart(generation, source, std::move(manifest));
   };
@@ -86,12 +88,8 @@ void SKYLVUXSession::live2DidStart(uint64_t generation, const std::shared_ptr<SK
 void SKYLVUXSession::live2TeardownSession() {
   if (live2Coordinator_) live2Coordinator_->stop();
   live2Coordinator_ = nullptr;
+  live2AdState_ = nullptr;
   live2SessionSourceURL_.reset();
-  live2CurrentAdId_.reset();
-  live2CurrentAvailId_.reset();
-  live2CurrentAdSequence_ = nullptr;
-  live2CurrentAdStartDate_.reset();
-  live2SequenceAdCount_ = 0;
 }
 
 void SKYLVUXSession::live2PlayContentOnly(const std::shared_ptr<SKYLSource>& source) {
@@ -114,151 +112,7 @@ void SKYLVUXSession::live2PlayContentOnly(const std::shared_ptr<SKYLSource>& sou
 void SKYLVUXSession::live2UpdateAdState() {
   const auto player = innerPlaybackSession()->player();
   const auto date = player ? player->currentDate() : std::nullopt;
-  if (!date || !live2Coordinator_) return;
-  live2Coordinator_->update(*date);
-  const auto info = live2Coordinator_->presentableAdInfo(*date);
-  const auto availId = live2Coordinator_->availId(*date);
-
-  if (availId) {
-    if (availId != live2CurrentAvailId_) {
-      live2CurrentAvailId_ = availId;
-      live2SequenceAdCount_ = 0;
-      canSeek_ = false;
-    }
-    const int64_t count = live2Coordinator_->presentableAdCount(*availId);
-    if (count > live2SequenceAdCount_) {
-      // Announced again whenever more of the break's ads can be shown.
-      auto sequence = std::make_shared<SKYLAdSequence>();
-      for (const auto& ad : live2Coordinator_->ads(*availId))
-        sequence->ads.push_back(live2AdForInfo(ad));
-      live2SequenceAdCount_ = count;
-      live2CurrentAdSequence_ = sequence;
-      live2EmitEventOfType(kSKYLPlaybackSessionLifecycleEventAdSequenceEnter,
-                           kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdSequence, sequence);
-    }
-    if (info && info->adId != live2CurrentAdId_.value_or("")) {
-      live2ExitCurrentAd();
-      currentAd_ = live2AdForInfo(*info);
-      currentAdSource_ = nullptr;
-      live2CurrentAdId_ = info->adId;
-      live2CurrentAdStartDate_ = *date;
-      adPlaying_ = true;
-      live2EmitEventOfType(kSKYLPlaybackSessionLifecycleEventAdEnter,
-                           kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd, currentAd_);
-    } else if (!info && live2CurrentAdId_) {
-      live2ExitCurrentAd();
-    }
-    live2EmitAdProgressAt(*date);
-    return;
-  }
-  live2EmitAdProgressAt(*date);
-  if (live2CurrentAvailId_) {
-    live2ExitCurrentAd();
-    live2CurrentAvailId_.reset();
-    const auto sequence = std::exchange(live2CurrentAdSequence_, nullptr);
-    live2SequenceAdCount_ = 0;
-    canSeek_ = true;
-    if (sequence) {
-      live2EmitEventOfType(kSKYLPlaybackSessionLifecycleEventAdSequenceExit,
-                           kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdSequence, sequence);
-    }
-  }
-}
-
-void SKYLVUXSession::live2ExitCurrentAd() {
-  if (!live2CurrentAdId_) return;
-  live2CurrentAdId_.reset();
-  live2CurrentAdStartDate_.reset();
-  adPlaying_ = false;
-  live2EmitEventOfType(kSKYLPlaybackSessionLifecycleEventAdExit,
-                       kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd,
-                       currentAd_ ? std::any(currentAd_) : std::any());
-}
-
-void SKYLVUXSession::live2EmitAdProgressAt(SystemTime date) {
-  if (!currentAd_ || !adPlaying_ || !live2CurrentAdStartDate_) return;
-  double elapsed = secondsBetween(*live2CurrentAdStartDate_, date);
-  const double duration = currentAd_->duration.seconds();
-  if (duration > 0 && elapsed > duration) elapsed = duration;  // never past the ad's end
-  adPlayDuration_ = elapsed;
-  auto event = SKYLPlaybackSessionLifecycleEvent::eventWithType(
-      kSKYLPlaybackSessionLifecycleEventAdProgress,
-      {{key(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd), currentAd_},
-       {key(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdProgress),
-        MediaTime::makeWithSeconds(elapsed, 600)}});
-  lifecycleState_.set(std::move(event));
-}
-
-void SKYLVUXSession::live2EmitEventOfType(std::string_view type, std::string_view propertyKey,
-                                          std::any value) {
-  if (!value.has_value()) {
-    SKYLHostLog(0, "Suppressed Meridian Live %@ with no %@; emitting it would abort.", type,
-                propertyKey);
-    return;
-  }
-  lifecycleState_.set(SKYLPlaybackSessionLifecycleEvent::eventWithType(
-      type, {{key(propertyKey), std::move(value)}}));
-}
-
-std::shared_ptr<SKYLAd> SKYLVUXSession::live2AdForInfo(const SKYLSSAILive2AdInfo& info) const {
-  auto record = std::make_shared<SKYLAd>();
-  record->title = info.title;
-  record->adId = info.adId;
-  record->beginTime = MediaTime::makeWithSeconds(info.beginTime, 600);
-  record->duration = MediaTime::makeWithSeconds(info.duration, 600);
-  record->properties[key(kSKYLAdPropertyKeyClickthroughURLs)] = info.clickthroughURLs;
-  record->properties[key(kSKYLAdPropertyKeyTrackingURLs)] = info.clickTrackingURLs;
-  record->properties[key(kSKYLAdPropertyKeySkippable)] = int64_t{0};
-  record->properties[key(kSKYLSSAIAdPropertiesKeyVelaAd)] = live2VelaAdForInfo(info);
-  std::weak_ptr<SKYLSSAILive2Coordinator> coordinator = live2Coordinator_;
-  const std::string adId = info.adId;
-  record->privateProperties[key(kSKYLAdPrivatePropertyKeyLearnMoreClickTrackingHandler)] =
-      std::function<void()>([coordinator, adId] {
-        if (const auto live = coordinator.lock()) live->fireClickTracking(adId);
-      });
-  if (live2Coordinator_ && live2CurrentAvailId_) {
-    const auto ads = live2Coordinator_->ads(*live2CurrentAvailId_);
-    for (size_t i = 0; i < ads.size(); ++i) {
-      if (ads[i].adId == info.adId) record->adIndex = static_cast<int64_t>(i);
-    }
-  }
-  return record;
-}
-
-std::shared_ptr<const SKYLVelaAd> SKYLVUXSession::live2VelaAdForInfo(
-    const SKYLSSAILive2AdInfo& info) const {
-  SKYLVelaAdBuilder builder;
-  builder.adId = info.adId;
-  builder.adTitle = info.title;
-  builder.beginTime = MediaTime::makeWithSeconds(info.beginTime, 600);
-  builder.duration = MediaTime::makeWithSeconds(info.duration, 600);
-  builder.liveSSAI = true;
-  builder.adNotSlate = !info.isSlate;
-  SKYLVelaCompanionAdsCollectionBuilder companions;
-  for (const auto& companion : info.companions) {
-    SKYLVelaCompanionAdBuilder c;
-    c.identifier = companion.identifier;
-    c.width = companion.width;
-    c.height = companion.height;
-    c.staticResourceURL = companion.staticResource;
-    c.staticResourceCreativeType = companion.creativeType;
-    c.clickThroughURL = companion.clickThrough;
-    companions.addCompanionAd(c.buildCompanionAd());
-  }
-  builder.companionsCollection = companions.buildCompanionAdsCollection();
-  if (!info.clickthroughURLs.empty())
-    builder.clickThroughURL = URL::parse(info.clickthroughURLs.front());
-  for (const auto& text : info.clickTrackingURLs) {
-    if (auto url = URL::parse(text)) builder.clickTrackingURLs.push_back(std::move(*url));
-  }
-  if (live2Coordinator_) {
-    for (const auto& verification : live2Coordinator_->verifications(info.adId)) {
-      builder.adVerifications.push_back(std::make_shared<const SKYLAdVerification>(
-          verification.vendor, verification.apiFramework, verification.browserOptional,
-          verification.resource, verification.verificationParameters, nullptr));
-    }
-  }
-  return std::move(builder).buildAd();
+  if (date && live2AdState_) live2AdState_->live2UpdateAdState(*date);
 }
 
 void SKYLVUXSession::live2SeekToTime(const MediaTime& time, std::function<void(bool)> completion) {
@@ -278,7 +132,7 @@ void SKYLVUXSession::live2SeekToTime(const MediaTime& time, std::function<void(b
   }
   if (tracker_) tracker_->setSuspendProgress(true);
   std::weak_ptr<SKYLVUXSession> weak = shared_from_this();
-  seekPlayer(target, [weak, completion](bool finished) {
+  seeker_.seekPlayer(target, [weak, completion](bool finished) {
     const auto self = weak.lock();
     if (self && self->tracker_) self->tracker_->setSuspendProgress(false);
     if (completion) completion(finished);
@@ -299,7 +153,7 @@ void SKYLVUXSession::outputDidOutputTimedMetadata(const std::vector<TimedMetadat
     auto parsed = SKYLLiveSSAIParseAdMetadataFromDataWithError(item.bytes, item.time);
     if (!parsed.ok()) continue;
     std::weak_ptr<SKYLVUXSession> weak = shared_from_this();
-    Dispatch::main().async([weak, sequences = std::move(parsed.value())]() mutable {
+    environment_->mainQueue.async([weak, sequences = std::move(parsed.value())]() mutable {
       const auto self = weak.lock();
       if (!self || !self->timeline_) return;
       if (self->tracker_) self->tracker_->setSuspendProgress(true);

@@ -8,7 +8,9 @@
 #include <string>
 #include <string_view>
 
+#include "beacons/BeaconSink.h"
 #include "beacons/URLSessionBeaconTransport.h"
+#include "environment/SessionEnvironment.h"
 #include "platform/NotificationCenter.h"
 #include "platform/ThreadAnnotations.h"
 #include "platform/URL.h"
@@ -23,21 +25,23 @@ inline constexpr std::string_view kSKYLSSAIAnalayticsDigestNotification =
 // The single place where a beacon is logged, announced and requested.
 // Only http and https beacons leave; any other scheme is logged once (per
 // scheme) and dropped. Safe from any thread.
-class SKYLVelaAnalyticsDigester {
+class SKYLVelaAnalyticsDigester final : public BeaconSink {
  public:
   explicit SKYLVelaAnalyticsDigester(
       std::shared_ptr<BeaconTransport> transport = std::make_shared<URLSessionBeaconTransport>(),
       NotificationCenter& center = NotificationCenter::defaultCenter())
       : transport_(std::move(transport)), center_(center) {}
+  // A session's digester: announces on the environment's notification
+  // centre and sends through `transport` (one of the environment's).
+  SKYLVelaAnalyticsDigester(const SessionEnvironment& environment,
+                            std::shared_ptr<BeaconTransport> transport)
+      : SKYLVelaAnalyticsDigester(std::move(transport), environment.notificationCenter) {}
 
   // What a beacon is, for the delivery ledger: its ad and type.
-  struct Context {
-    std::string adId;
-    std::string type;
-  };
+  using Context = BeaconContext;
 
   void digestEvent(const std::optional<URL>& url) { digestEvent(url, Context{}); }
-  void digestEvent(const std::optional<URL>& url, const Context& context);
+  void digestEvent(const std::optional<URL>& url, const Context& context) override;
 
   // Counts each beacon handed over and its outcome; none by default.
   void setDeliveryLedger(std::shared_ptr<BeaconDeliveryLedger> ledger);

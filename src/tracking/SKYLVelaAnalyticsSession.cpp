@@ -7,7 +7,9 @@ SKYLVelaAnalyticsSession::SKYLVelaAnalyticsSession(
     std::shared_ptr<SKYLVelaAnalyticsDigester> analyticsDigester)
     : tracker_(progessTracker),
       digester_(std::move(analyticsDigester)),
-      contentAnalaytics_(tracker_.timeline(), digester_) {
+      contentAnalaytics_(tracker_.timeline(), digester_) {}
+
+void SKYLVelaAnalyticsSession::observeTracker() {
   kvoManager_.startObserving<SKYLVelaProgressTracker::Event>(
       tracker_.event(), [this](const auto& event) { processEvent(event); }, false);
   kvoManager_.startObserving<MediaTime>(

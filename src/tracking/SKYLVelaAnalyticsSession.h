@@ -10,8 +10,10 @@
 namespace skylark {
 
 // Turns a tracker's events and content times into beacons: one ad session
-// from "EnterAd" to "ExitAd", one content session throughout. Observes the
-// tracker (which must outlive it) and runs inside its assignments.
+// from "EnterAd" to "ExitAd", one content session throughout. Its owner
+// passes each event and content time on (processEvent, processContentTime)
+// in the order it chooses among its listeners; observeTracker() makes it
+// listen to the tracker (which must outlive it) by itself instead.
 class SKYLVelaAnalyticsSession {
  public:
   SKYLVelaAnalyticsSession(SKYLVelaProgressTracker& progessTracker,
@@ -19,6 +21,7 @@ class SKYLVelaAnalyticsSession {
   SKYLVelaAnalyticsSession(const SKYLVelaAnalyticsSession&) = delete;
   SKYLVelaAnalyticsSession& operator=(const SKYLVelaAnalyticsSession&) = delete;
 
+  void observeTracker();
   void processEvent(const SKYLVelaProgressTracker::Event& event);
   void processContentTime(const MediaTime& contentTime);
 

@@ -54,6 +54,7 @@ void SKYLVelaTimelineLoader::loadNow(const Completion& completion) {
     return;
   }
   auto document = SKYLVelaDocument::initWithURL(*videoSource_->url());
+  if (urlSession_) document->setSharedURLSession(urlSession_);
   document->setSessionCommonProperties(sessionCommonProperties_);
   document->retrieveOnQueue(Dispatch::global(), httpHeaders_,
                             [self = shared_from_this(), completion](auto doc, const auto& error) {

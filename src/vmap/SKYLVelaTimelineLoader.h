@@ -26,6 +26,8 @@ class SKYLVelaTimelineLoader : public std::enable_shared_from_this<SKYLVelaTimel
       std::shared_ptr<const SKYLSource> videoSource);
 
   void setHttpHeaders(HTTPHeaderFields headers) { httpHeaders_ = std::move(headers); }
+  // The session the document is downloaded through; the shared one by default.
+  void setURLSession(std::shared_ptr<URLSession> session) { urlSession_ = std::move(session); }
   void setSessionCommonProperties(std::any properties) {
     sessionCommonProperties_ = std::move(properties);
   }
@@ -45,6 +47,7 @@ class SKYLVelaTimelineLoader : public std::enable_shared_from_this<SKYLVelaTimel
 
   std::shared_ptr<const SKYLSource> videoSource_;
   HTTPHeaderFields httpHeaders_;
+  std::shared_ptr<URLSession> urlSession_;
   std::any sessionCommonProperties_;
   std::shared_ptr<SKYLVelaTimeline> resultTimeline_;
   std::optional<SKYLError> error_;

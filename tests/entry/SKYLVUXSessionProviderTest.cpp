@@ -157,15 +157,16 @@ TEST(SKYLVUXSessionProviderTest, SourceSelection) {
 }
 
 TEST(SKYLVUXSessionProviderTest, ResolvedSessionsLiveThirtySeconds) {
-  auto provider = SKYLVUXSessionProvider::initWithOptions(nullptr, nullptr);
-  auto now = SKYLVUXSessionProvider::Clock::now();
-  provider->setClockForTesting([&] { return now; });
+  auto clock = std::make_shared<ManualSessionClock>(SystemTime{});
+  auto options = std::make_shared<SKYLVUXSessionProviderOptions>();
+  options->setClock(clock);
+  auto provider = SKYLVUXSessionProvider::initWithOptions(options, nullptr);
   const URL source = *URL::parse("https://meridian.skylark-ssai.net/v1/session/x");
   provider->recordLive2ResolvedSessionForSourceURL(
       source, *URL::parse("https://m.example.com/m.m3u8"), *URL::parse("https://m.example.com/t"));
-  now += 30s;
+  clock->advance(30);
   ASSERT_TRUE(provider->live2ResolvedSessionForSourceURL(source));
-  now += 1ms;
+  clock->advance(0.001);
   EXPECT_FALSE(provider->live2ResolvedSessionForSourceURL(source));
   EXPECT_FALSE(provider->live2ResolvedSessionForSourceURL(source));  // dropped
 }
@@ -204,13 +205,16 @@ TEST(SKYLVUXSessionProviderTest, BatchesDeliverOnceAllLoadedAndRefuseOverlaps) {
 
   // A batch holding an upstream error session is never delivered.
   auto stuck = SKYLVUXSessionProvider::initWithOptions(nullptr, upstream);
+  const auto loading = makeSession(good);
   upstream->sessions = {
-      makeSession(good),
-      SKYLErrorSession::initWithPlaybackSession(
-          makeSession(good), SKYLPlaybackSessionLifecycleEvent::eventWithType("x"))};
+      loading, SKYLErrorSession::initWithPlaybackSession(
+                   makeSession(good), SKYLPlaybackSessionLifecycleEvent::eventWithType("x"))};
   auto waiting = std::make_shared<Listener>();
   (void)stuck->playbackSessionsForVideos({nullptr, nullptr}, waiting);
-  Dispatch::main().runUntil([] { return false; }, 200ms);
+  // Its one wrapped session loads (its stream goes to the player), and still nothing comes.
+  ASSERT_TRUE(
+      Dispatch::main().runUntil([&] { return loading->player()->currentItem() != nullptr; }, 5s));
+  Dispatch::main().runUntilIdle();
   EXPECT_TRUE(waiting->deliveries.empty());
   SKYLPlayerSDKManager::sharedManager().setPlayerFactory(nullptr);
 }

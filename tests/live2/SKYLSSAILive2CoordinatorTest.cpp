@@ -5,7 +5,10 @@
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+
 #include <httplib.h>
+#include "environment/SessionEnvironment.h"
+#include "tracking/SKYLVelaAnalyticsDigester.h"
 
 #include "host/SKYLHostLog.h"
 #include "live2/SKYLSSAILive2SessionClient.h"
@@ -82,8 +85,14 @@ std::shared_ptr<SKYLSSAILive2Coordinator> coordinatorWith(
   auto response = SKYLSSAILive2TrackingResponse::decode(trackingAnswer(beaconBase));
   EXPECT_TRUE(response.ok());
   dependencies.timeline->merge(response.value());
-  return SKYLSSAILive2Coordinator::create(*URL::parse("https://live.example.com/v1/session"),
-                                          std::move(dependencies), std::move(transport));
+  // As a session would: beacons go through its digester and the
+  // environment's live transport (the given one, with retries on top).
+  const auto environment = SessionEnvironment::make(
+      {std::make_shared<ManualSessionClock>(SystemTime{}), nullptr, std::move(transport)});
+  return SKYLSSAILive2Coordinator::create(
+      *URL::parse("https://live.example.com/v1/session"), environment,
+      std::make_shared<SKYLVelaAnalyticsDigester>(*environment, environment->liveBeaconTransport),
+      std::move(dependencies));
 }
 
 // Beacons are recorded as they are handed over (synchronously, on the
@@ -215,8 +224,7 @@ TEST_F(SKYLSSAILive2CoordinatorTest, AfterStopExplicitCallsAndUpdatesStillSend) 
 // coordinator that sent them.
 TEST(SKYLSSAILive2CoordinatorBeaconsTest, BeaconsHandedToTheNetworkOutliveTheCoordinator) {
   const auto sink = beaconSink();
-  auto coordinator =
-      coordinatorWith(SKYLSSAILive2Coordinator::liveBeaconTransport(), sink->url(""));
+  auto coordinator = coordinatorWith(nullptr, sink->url(""));
   coordinator->fireAdPaused("x");
   coordinator->fireAdResumed("x");
   coordinator->stop();
@@ -230,30 +238,39 @@ TEST(SKYLSSAILive2CoordinatorBeaconsTest, BeaconsHandedToTheNetworkOutliveTheCoo
 TEST(SKYLSSAILive2CoordinatorStartTest, TheCompletionRunsOnceOnTheMainQueue) {
   MockLiveService service;
   service.scriptTracking({{500, "", 0}});  // every poll fails after the session opened
-  SKYLSSAILive2SessionController::Dependencies dependencies;
-  dependencies.pollInterval = 0.02;
+  const auto clock = std::make_shared<ManualSessionClock>(SystemTime{});
+  const auto environment = SessionEnvironment::make({clock, nullptr, nullptr});
+  const auto digester =
+      std::make_shared<SKYLVelaAnalyticsDigester>(*environment, environment->liveBeaconTransport);
   auto coordinator =
-      SKYLSSAILive2Coordinator::create(*URL::parse(service.sessionURL()), std::move(dependencies),
-                                       SKYLSSAILive2Coordinator::liveBeaconTransport());
+      SKYLSSAILive2Coordinator::create(*URL::parse(service.sessionURL()), environment, digester);
   std::vector<std::string> calls;
   coordinator->start({}, [&](Result<URL> manifest) {
     EXPECT_TRUE(Dispatch::main().isCurrent());
     calls.push_back(manifest.ok() ? "manifest" : "error " + manifest.error().description());
   });
-  ASSERT_TRUE(service.waitForPolls(3, 5s));
-  Dispatch::main().runUntil([] { return false; }, 100ms);
+  ASSERT_TRUE(Dispatch::main().runUntil([&] { return !calls.empty(); }, 5s));
+  // Three failing polls later, the completion has still been called once.
+  const auto deadline = std::chrono::steady_clock::now() + 10s;
+  while (service.pollTargets().size() < 3 && std::chrono::steady_clock::now() < deadline) {
+    clock->advance(5);  // a tick while a poll is in flight is skipped
+    std::this_thread::yield();
+  }
+  ASSERT_GE(service.pollTargets().size(), 3u);
+  Dispatch::main().runUntilIdle();
   coordinator->stop();
   EXPECT_EQ(calls, std::vector<std::string>{"manifest"});
 
   // A session that cannot open reports why, once.
   MockLiveService refusing;
   refusing.setSessionAnswer({503, "busy", 0});
-  auto failing = SKYLSSAILive2Coordinator::create(*URL::parse(refusing.sessionURL()));
+  auto failing =
+      SKYLSSAILive2Coordinator::create(*URL::parse(refusing.sessionURL()), environment, digester);
   calls.clear();
   failing->start(
       {}, [&](Result<URL> manifest) { calls.push_back(manifest.ok() ? "manifest" : "error"); });
-  Dispatch::main().runUntil([&] { return !calls.empty(); }, 5s);
-  Dispatch::main().runUntil([] { return false; }, 50ms);
+  ASSERT_TRUE(Dispatch::main().runUntil([&] { return !calls.empty(); }, 5s));
+  Dispatch::main().runUntilIdle();
   EXPECT_EQ(calls, std::vector<std::string>{"error"});
 }
 

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "environment/SessionEnvironment.h"
+
 #include "live2/SKYLSSAILive2Detector.h"
 #include "live2/SKYLSSAILive2SessionClient.h"
 #include "live2/SKYLSSAILive2SessionController.h"
@@ -126,8 +128,6 @@ class RecordingDelegate : public SKYLSSAILive2ControllerDelegate {
   void live2ControllerDidResolveManifest(const URL& manifest) override {
     record("resolved " + manifest.absoluteString().substr(manifest.absoluteString().rfind('/')));
   }
-  void live2ControllerDidUpdateTimeline() override { record("updated"); }
-  void live2ControllerDidReceiveOverlayConfiguration() override { record("overlay"); }
   void live2ControllerDidFail(const SKYLError& error) override {
     record("failed " + std::to_string(error.code) + " " + error.localizedDescription);
   }
@@ -166,12 +166,34 @@ class RecordingDelegate : public SKYLSSAILive2ControllerDelegate {
 const std::string kAvail =
     R"({"nextToken": "tok 1", "avails": [{"availId": "a1", "durationInSeconds": 30, "ads": [{"adId": "x", "durationInSeconds": 30}]}]})";
 
-std::shared_ptr<SKYLSSAILive2SessionController> controllerFor(const MockLiveService& service,
-                                                              double pollInterval = 0.02) {
+// The controller's poll runs on a manual clock: a poll starts when the
+// test moves the clock on by the interval.
+constexpr double kPollInterval = 0.02;
+
+std::shared_ptr<SKYLSSAILive2SessionController> controllerFor(
+    const MockLiveService& service, const std::shared_ptr<ManualSessionClock>& clock) {
   SKYLSSAILive2SessionController::Dependencies dependencies;
-  dependencies.pollInterval = pollInterval;
-  return SKYLSSAILive2SessionController::create(*URL::parse(service.sessionURL()),
-                                                std::move(dependencies));
+  dependencies.pollInterval = kPollInterval;
+  return SKYLSSAILive2SessionController::create(
+      *URL::parse(service.sessionURL()), *SessionEnvironment::make({clock, nullptr, nullptr}),
+      std::move(dependencies));
+}
+
+// Moves the poll's clock on, interval by interval, until the condition
+// holds (a tick while a poll is in flight is skipped, as on a real timer);
+// false after 10 s of waiting.
+bool pollUntil(ManualSessionClock& clock, const std::function<bool()>& condition) {
+  const auto deadline = std::chrono::steady_clock::now() + 10s;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    clock.advance(kPollInterval);
+    std::this_thread::yield();
+  }
+  return true;
+}
+
+std::shared_ptr<ManualSessionClock> manualClock() {
+  return std::make_shared<ManualSessionClock>(SystemTime{});
 }
 
 TEST(SKYLSSAILive2SessionControllerTest, PollsWithTheTokenAndResetsItAfterFiveFailures) {
@@ -181,10 +203,11 @@ TEST(SKYLSSAILive2SessionControllerTest, PollsWithTheTokenAndResetsItAfterFiveFa
   script.push_back({200, kAvail, 0});
   service.scriptTracking(script);
   auto delegate = std::make_shared<RecordingDelegate>();
-  auto controller = controllerFor(service);
+  const auto clock = manualClock();
+  auto controller = controllerFor(service, clock);
   controller->setDelegate(delegate);
   controller->start({});
-  ASSERT_TRUE(service.waitForPolls(8, 10s));
+  ASSERT_TRUE(pollUntil(*clock, [&] { return service.pollTargets().size() >= 8; }));
   controller->stop();
 
   const auto polls = service.pollTargets();
@@ -196,8 +219,7 @@ TEST(SKYLSSAILive2SessionControllerTest, PollsWithTheTokenAndResetsItAfterFiveFa
       [&] { return delegate->count("failed 5 Tracking fetch failed with HTTP 500") == 5; }, 5s));
   const auto calls = delegate->calls();
   EXPECT_EQ(calls[0], "resolved /m.m3u8");
-  EXPECT_EQ(delegate->count("overlay"), 1u);
-  EXPECT_EQ(delegate->count("updated"), 1u);  // the repeated answer changed nothing
+  EXPECT_EQ(calls.size(), 6u);  // resolved, then the five failures: answers merge silently
   EXPECT_EQ(controller->timeline()->entries().size(), 1u);
 }
 
@@ -205,10 +227,11 @@ TEST(SKYLSSAILive2SessionControllerTest, ABrokenAnswerFailsOnePollAndPollingGoes
   MockLiveService service;
   service.scriptTracking({{200, "not json", 0}, {200, "", 0}, {200, kAvail, 0}});
   auto delegate = std::make_shared<RecordingDelegate>();
-  auto controller = controllerFor(service);
+  const auto clock = manualClock();
+  auto controller = controllerFor(service, clock);
   controller->setDelegate(delegate);
   controller->start({});
-  ASSERT_TRUE(delegate->waitFor([&] { return delegate->count("updated") == 1; }, 5s));
+  ASSERT_TRUE(pollUntil(*clock, [&] { return controller->timeline()->entries().size() == 1; }));
   controller->stop();
   EXPECT_EQ(delegate->count("failed 3 Failed to parse tracking response"), 1u);
   EXPECT_EQ(delegate->count("failed 5 Tracking API returned an empty response"), 1u);
@@ -218,11 +241,13 @@ TEST(SKYLSSAILive2SessionControllerTest, StopDuringThePostDropsTheAnswer) {
   MockLiveService service;
   service.setSessionAnswer({200, MockLiveService::relativeSessionBody(), 300});
   auto delegate = std::make_shared<RecordingDelegate>();
-  auto controller = controllerFor(service);
+  const auto clock = manualClock();
+  auto controller = controllerFor(service, clock);
   controller->setDelegate(delegate);
   controller->start({});
   controller->stop();
-  std::this_thread::sleep_for(600ms);  // past the answer: nothing may follow it
+  ASSERT_TRUE(service.waitForSessionAnswers(5s));  // past the answer: nothing may follow it
+  clock->advance(1);
   EXPECT_TRUE(delegate->calls().empty());
   EXPECT_TRUE(service.pollTargets().empty());
   EXPECT_FALSE(controller->manifestURL());
@@ -232,28 +257,29 @@ TEST(SKYLSSAILive2SessionControllerTest, StopDuringAFailingPostReportsNothing) {
   MockLiveService service;
   service.setSessionAnswer({503, "busy", 300});
   auto delegate = std::make_shared<RecordingDelegate>();
-  auto controller = controllerFor(service);
+  auto controller = controllerFor(service, manualClock());
   controller->setDelegate(delegate);
   controller->start({});
   controller->stop();
-  std::this_thread::sleep_for(600ms);  // past the answer
+  ASSERT_TRUE(service.waitForSessionAnswers(5s));  // past the answer
   EXPECT_TRUE(delegate->calls().empty());
 }
 
-TEST(SKYLSSAILive2SessionControllerTest, AnEmptyTimelineNeverAnnouncesTheOverlay) {
+TEST(SKYLSSAILive2SessionControllerTest, AResumedSessionPollsWithoutAPost) {
   MockLiveService service;
   service.scriptTracking({{200, R"({"avails": []})", 0}});
   auto delegate = std::make_shared<RecordingDelegate>();
-  auto controller = controllerFor(service);
+  const auto clock = manualClock();
+  auto controller = controllerFor(service, clock);
   controller->setDelegate(delegate);
   controller->resume({*URL::parse(service.sessionURL() + "/m"),
                       *URL::parse(service.sessionURL().substr(0, service.sessionURL().find("/v1")) +
                                   "/live/tracking")});
-  ASSERT_TRUE(service.waitForPolls(3, 5s));
+  ASSERT_TRUE(pollUntil(*clock, [&] { return service.pollTargets().size() >= 3; }));
   controller->stop();
-  EXPECT_TRUE(service.sessionBodies().empty());  // resumed: no POST
-  EXPECT_EQ(delegate->count("overlay"), 0u);
-  EXPECT_EQ(delegate->count("updated"), 0u);
+  EXPECT_TRUE(service.sessionBodies().empty());
+  EXPECT_EQ(delegate->calls(), std::vector<std::string>{"resolved /m"});
+  EXPECT_TRUE(controller->timeline()->entries().empty());
 }
 
 TEST(SKYLSSAILive2TrackingClientTest, ASecondFetchWhileOneIsOutstandingIsSkipped) {
@@ -283,7 +309,8 @@ TEST(SKYLSSAILive2SessionControllerTest, PollingReadingAndStoppingFromManyThread
   service.scriptTracking(
       {{200, kAvail, 0}, {200, R"({"avails": [{"availId": "a2", "durationInSeconds": 10}]})", 0}});
   auto delegate = std::make_shared<RecordingDelegate>();
-  auto controller = controllerFor(service, 0.005);
+  const auto clock = manualClock();
+  auto controller = controllerFor(service, clock);
   controller->setDelegate(delegate);
   controller->start({});
   std::atomic<bool> done{false};
@@ -294,14 +321,15 @@ TEST(SKYLSSAILive2SessionControllerTest, PollingReadingAndStoppingFromManyThread
       (void)controller->manifestURL();
     }
   });
-  ASSERT_TRUE(service.waitForPolls(5, 10s));
+  ASSERT_TRUE(pollUntil(*clock, [&] { return service.pollTargets().size() >= 5; }));
   std::thread stopper([&] { controller->stop(); });
   stopper.join();
   done = true;
   reader.join();
+  // Stopped: however far the clock moves, no poll starts (one in flight may still land).
   const size_t polls = service.pollTargets().size();
-  std::this_thread::sleep_for(100ms);
-  EXPECT_LE(service.pollTargets().size(), polls + 1);  // at most the poll already in flight
+  for (int i = 0; i < 100; ++i) clock->advance(kPollInterval);
+  EXPECT_LE(service.pollTargets().size(), polls + 1);
 }
 
 }  // namespace

@@ -1,8 +1,7 @@
-#include <thread>
-
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include "environment/SessionEnvironment.h"
 #include "host/SKYLBasicPlaybackSession.h"
 #include "host/SKYLHostConstants.h"
 #include "host/reference/SimulatedPlayer.h"
@@ -14,7 +13,9 @@
 #include "session/SKYLVUXSession.h"
 #include "support/LogCapture.h"
 #include "support/MockLiveService.h"
+#include "support/RecordingTransport.h"
 #include "support/SessionHarness.h"
+#include "tracking/SKYLVelaAnalyticsDigester.h"
 
 namespace skylark {
 namespace {
@@ -26,11 +27,18 @@ const std::string kToken = "eyJhbGciOiJub25lIn0.eyJzdWIiOiJ0ZXN0In0.c2ln";
 // The stream's program date at time zero.
 const SystemTime kBase = *SKYLSSAILive2ParseProgramDateTime("2024-05-01T10:00:00Z");
 
+// An ad whose tracking events name beacons https://b.example.com/ID/TYPE.
 std::string adJSON(const std::string& id, int startSecond, int duration) {
+  std::string events;
+  for (const char* type : {"impression", "start", "complete", "pause", "resume"}) {
+    events +=
+        fmt::format(R"({}{{"eventType": "{}", "beaconUrls": ["https://b.example.com/{}/{}"]}})",
+                    events.empty() ? "" : ",", type, id, type);
+  }
   return fmt::format(
       R"({{"adId": "{}", "adTitle": "Ad {}", "startTimeInSeconds": {}, "durationInSeconds": {},
-          "adProgramDateTime": "2024-05-01T10:00:{:02}Z", "trackingEvents": []}})",
-      id, id, startSecond, duration, startSecond);
+          "adProgramDateTime": "2024-05-01T10:00:{:02}Z", "trackingEvents": [{}]}})",
+      id, id, startSecond, duration, startSecond, events);
 }
 
 std::string availJSON(const std::vector<std::string>& ads) {
@@ -41,25 +49,20 @@ std::string availJSON(const std::vector<std::string>& ads) {
 }
 
 // A newer-live source on the mock service, played on a simulated player
-// whose stream starts at kBase.
+// whose stream starts at kBase. The session's clock is a manual one: the
+// tracking poll runs when the test moves it on, never on its own.
 class LiveSessionTest : public ::testing::Test {
  protected:
-  std::shared_ptr<SKYLVUXSession> makeSession(double pollInterval = 0.05) {
+  std::shared_ptr<SKYLVUXSession> makeSession() {
     player_ = SimulatedPlayer::create([](const URL&) {
       return std::optional(SimulatedMedia{MediaTime::make(3600, 1), kBase, {}});
     });
     auto source =
         SKYLSource::initWithURL(URL::parse(service_.sessionURL()), std::string(kSKYLDeliveryHLS),
                                 {{std::string(kSKYLSourceParameterKeyLivePlaybackToken), kToken}});
-    auto basic =
+    basic_ =
         SKYLBasicPlaybackSession::create(SKYLVideo::initWithSources({source}), source, player_);
-    auto session = SKYLVUXSession::initWithUpstreamSession(basic, {});
-    session->setLive2CoordinatorFactory([pollInterval](const URL& url) {
-      SKYLSSAILive2SessionController::Dependencies dependencies;
-      dependencies.pollInterval = pollInterval;
-      return SKYLSSAILive2Coordinator::create(url, std::move(dependencies),
-                                              SKYLSSAILive2Coordinator::liveBeaconTransport());
-    });
+    auto session = SKYLVUXSession::initWithUpstreamSession(basic_, {}, environment_);
     session->lifecycleState().addObserver(
         [this](const SKYLLifecycleEventPtr& event) {
           if (!event) return;
@@ -92,6 +95,13 @@ class LiveSessionTest : public ::testing::Test {
         5s);
   }
 
+  // Until the session's live timeline presents `ads` ads: the poll's answer
+  // travels over loopback and is merged on the poll's own queue.
+  bool presents(const std::shared_ptr<SKYLVUXSession>& session, int64_t ads) {
+    return Dispatch::main().runUntil(
+        [&] { return session->live2Coordinator()->presentableAdCount("a1") >= ads; }, 5s);
+  }
+
   void playUntil(double seconds) {
     player_->play();
     while (player_->currentTime().seconds() < seconds - 1e-9) {
@@ -100,8 +110,19 @@ class LiveSessionTest : public ::testing::Test {
     }
   }
 
+  std::vector<std::string> beacons() {
+    Dispatch::main().runUntilIdle();
+    return transport_->urls;
+  }
+
   test::MockLiveService service_;
+  std::shared_ptr<ManualSessionClock> clock_ = std::make_shared<ManualSessionClock>(kBase);
+  std::shared_ptr<test::RecordingTransport> transport_ =
+      std::make_shared<test::RecordingTransport>();
+  std::shared_ptr<const SessionEnvironment> environment_ =
+      SessionEnvironment::make({clock_, nullptr, transport_});
   std::shared_ptr<SimulatedPlayer> player_;
+  std::shared_ptr<SKYLBasicPlaybackSession> basic_;
   Events events_;
   double maxProgress_ = 0;
 };
@@ -113,14 +134,16 @@ TEST_F(LiveSessionTest, AvailsBecomeAdEventsAndSequencesAreAnnouncedAgainAsAdsAp
   session->load();
   ASSERT_TRUE(loaded(session));
   EXPECT_FALSE(session->live2ContentOnly());
-  ASSERT_TRUE(service_.waitForPolls(2, 5s));
-  Dispatch::main().runUntil([] { return false; }, 50ms);
+  ASSERT_TRUE(presents(session, 1));
+  clock_->advance(5);  // the next poll
+  ASSERT_TRUE(presents(session, 2));
   playUntil(5);
   EXPECT_EQ(events_, Events{});
   // Now both ads are known: entering the avail announces the two.
   playUntil(12);
   EXPECT_EQ(events_, (Events{"AdSequenceEnter 2", "AdEnter x"}));
   EXPECT_FALSE(session->canSeek());
+  EXPECT_EQ(session->currentTime(), 0);  // no content clock on this path
   playUntil(31);
   EXPECT_EQ(events_, (Events{"AdSequenceEnter 2", "AdEnter x", "AdExit x", "AdEnter y", "AdExit y",
                              "AdSequenceExit 2"}));
@@ -129,28 +152,84 @@ TEST_F(LiveSessionTest, AvailsBecomeAdEventsAndSequencesAreAnnouncedAgainAsAdsAp
   EXPECT_TRUE(session->canSeek());
   EXPECT_EQ(service_.sessionBodies().size(), 1u);
   session->load();  // loaded already: nothing more
-  Dispatch::main().runUntil([] { return false; }, 50ms);
+  Dispatch::main().runUntilIdle();
   EXPECT_EQ(service_.sessionBodies().size(), 1u);
 }
 
 TEST_F(LiveSessionTest, ASecondAdBecomingPresentableReannouncesTheSequence) {
-  service_.scriptTracking({{200, availJSON({adJSON("x", 10, 10)}), 0}});
-  auto session = makeSession(60);
+  service_.scriptTracking({{200, availJSON({adJSON("x", 10, 10)}), 0},
+                           {200, availJSON({adJSON("x", 10, 10), adJSON("y", 20, 10)}), 0}});
+  auto session = makeSession();
   session->load();
   ASSERT_TRUE(loaded(session));
-  ASSERT_TRUE(service_.waitForPolls(1, 5s));
-  Dispatch::main().runUntil([] { return false; }, 50ms);
+  ASSERT_TRUE(presents(session, 1));
   playUntil(12);
   EXPECT_EQ(events_, (Events{"AdSequenceEnter 1", "AdEnter x"}));
-  // The next answer (merged as a poll would) adds y.
-  const auto response =
-      SKYLSSAILive2TrackingResponse::decode(availJSON({adJSON("x", 10, 10), adJSON("y", 20, 10)}));
-  ASSERT_TRUE(response.ok());
-  std::const_pointer_cast<SKYLSSAILive2Timeline>(
-      session->live2Coordinator()->timelineHandle().timeline)
-      ->merge(response.value());
+  clock_->advance(5);  // the next poll adds y
+  ASSERT_TRUE(presents(session, 2));
   playUntil(13);
   EXPECT_EQ(events_, (Events{"AdSequenceEnter 1", "AdEnter x", "AdSequenceEnter 2"}));
+  playUntil(31);
+  EXPECT_EQ(events_, (Events{"AdSequenceEnter 1", "AdEnter x", "AdSequenceEnter 2", "AdExit x",
+                             "AdEnter y", "AdExit y", "AdSequenceExit 2"}));
+}
+
+// Live beacons take the VOD beacons' path: the session's transport (the
+// application's), the digest notification and the delivery ledger.
+TEST_F(LiveSessionTest, LiveBeaconsGoThroughTheSessionsTransportDigestAndLedger) {
+  service_.scriptTracking({{200, availJSON({adJSON("x", 10, 10)}), 0}});
+  std::vector<std::string> digested;
+  const auto token = environment_->notificationCenter.addObserver(
+      std::string(kSKYLSSAIAnalayticsDigestNotification), [&](const Notification& n) {
+        if (const auto* url = std::any_cast<URL>(&n.object))
+          digested.push_back(url->absoluteString());
+      });
+  auto session = makeSession();
+  session->load();
+  ASSERT_TRUE(loaded(session));
+  ASSERT_TRUE(presents(session, 1));
+  playUntil(21);
+  environment_->notificationCenter.removeObserver(token);
+  const std::vector<std::string> expected = {"https://b.example.com/x/impression",
+                                             "https://b.example.com/x/start",
+                                             "https://b.example.com/x/complete"};
+  EXPECT_EQ(beacons(), expected);
+  EXPECT_EQ(digested, expected);
+  const auto counts = session->deliveryLedger()->counts();
+  for (const char* type : {"impression", "start", "complete"}) {
+    const auto found = counts.find({"x", type});
+    ASSERT_NE(found, counts.end()) << type;
+    EXPECT_EQ(found->second.handed, 1) << type;
+    EXPECT_EQ(found->second.answered2xx, 1) << type;
+  }
+}
+
+// A pause inside a live ad is the ad's pause: the application hears
+// AdPause and AdResume, and the service gets the ad's pause and resume
+// beacons for each, every time.
+TEST_F(LiveSessionTest, PausingInALiveAdPausesTheAdAndFiresItsBeaconsEachTime) {
+  service_.scriptTracking({{200, availJSON({adJSON("x", 10, 10)}), 0}});
+  auto session = makeSession();
+  session->load();
+  ASSERT_TRUE(loaded(session));
+  ASSERT_TRUE(presents(session, 1));
+  playUntil(5);
+  basic_->avPlayerPause();  // in content: a plain pause, no beacon
+  basic_->avPlayerPlay();
+  playUntil(12);
+  events_.clear();
+  transport_->urls.clear();
+  for (int i = 0; i < 2; ++i) {
+    basic_->avPlayerPause();
+    basic_->avPlayerPlay();
+  }
+  EXPECT_EQ(events_, (Events{"AdPause x", "AdResume x", "AdPause x", "AdResume x"}));
+  EXPECT_EQ(beacons(), (std::vector<std::string>{
+                           "https://b.example.com/x/pause", "https://b.example.com/x/resume",
+                           "https://b.example.com/x/pause", "https://b.example.com/x/resume"}));
+  const auto counts = session->deliveryLedger()->counts();
+  EXPECT_EQ(counts.at({"x", "pause"}).handed, 2);
+  EXPECT_EQ(counts.at({"x", "resume"}).handed, 2);
 }
 
 TEST_F(LiveSessionTest, AResolvedSessionIsResumedWithoutANewPost) {
@@ -199,7 +278,6 @@ TEST_F(LiveSessionTest, OnlyTheNewestStartCounts) {
   EXPECT_EQ(session->live2Coordinator(), first);
   session->loadLive2Session(source("?second"));
   ASSERT_TRUE(loaded(session));
-  Dispatch::main().runUntil([] { return false; }, 400ms);  // the first answer has come and gone
   EXPECT_NE(session->live2Coordinator(), first);
   // The first POST was cancelled when its session was torn down (the mock
   // may or may not have recorded it first).
@@ -246,13 +324,17 @@ TEST(LiveMetadataTest, TimedMetadataInstallsBreaksWhilePlaying) {
   ASSERT_TRUE(Dispatch::main().runUntil(
       [&] { return player->itemStatus.get() == PlayerItem::Status::readyToPlay; }, 5s));
   player->play();
-  for (int i = 0; i < 480; ++i) {
-    player->advance(0.25);
-    Dispatch::main().runUntilIdle();
-    if (i % 40 == 0) std::this_thread::sleep_for(2ms);  // let parsing race the playhead
-  }
-  Dispatch::main().runUntil([] { return false; }, 100ms);
-  EXPECT_GE(session->timeline()->adSequences()->size(), 1u);
+  auto playTo = [&](double seconds) {
+    while (player->currentTime().seconds() < seconds) {
+      player->advance(0.25);
+      Dispatch::main().runUntilIdle();  // parsing on the global queue races the playhead
+    }
+  };
+  playTo(11);
+  // The first break, delivered at 10 s, is installed while the playhead is in it.
+  ASSERT_TRUE(Dispatch::main().runUntil(
+      [&] { return session->timeline()->adSequences()->size() >= 1; }, 5s));
+  playTo(120);
   EXPECT_FALSE(entered.empty());
 }
 

@@ -162,26 +162,25 @@ TEST(SKYLVUXSessionTest, LedgerParametersFollowThePod) {
 TEST(SKYLVUXSessionTest, TheViewableImpressionComesAtExactlyTwoSecondsOnce) {
   SessionHarness app(preAndMidRoll());
   ASSERT_TRUE(app.start());
-  std::function<void()> tick;
-  app.session->setAdTimerFactory([&](std::function<void()> t) {
-    tick = std::move(t);
-    return std::make_shared<int>(0);
-  });
   auto view = std::make_shared<SKYLView>(1280, 720);
   app.controller->sessionCommonProperties()->tvPlayerView = view;
   SKYLAdLedgerManager::shared().setVisiblePercentage(view.get(), 0.5);
-  app.playUntil(1);
-  ASSERT_TRUE(tick);
   auto viewable = [] {
     const auto calls = SKYLAdLedgerManager::shared().calls();
     return std::count_if(calls.begin(), calls.end(), [](const auto& c) { return c.code == 6; });
   };
-  tick();
+  // The ad timer ticks on the session's clock, once a second from the ad's start.
+  double adStart = -1;
+  for (double t = 0; t <= 1 && adStart < 0; t += 0.25) {
+    app.playUntil(t);
+    if (app.currentAd) adStart = app.streamTime();
+  }
+  ASSERT_GE(adStart, 0);
+  app.playUntil(adStart + 1.9);
   EXPECT_EQ(viewable(), 0);
-  tick();
+  app.playUntil(adStart + 2);
   EXPECT_EQ(viewable(), 1);
-  tick();
-  tick();
+  app.playUntil(adStart + 4.5);
   EXPECT_EQ(viewable(), 1);
   EXPECT_EQ(app.session->adViewableSeconds(), 2);
 }

@@ -22,6 +22,11 @@ MockLiveService::MockLiveService() {
       std::this_thread::sleep_for(std::chrono::milliseconds(answer.delayMs));
       response.status = answer.status;
       response.set_content(answer.body, "application/json");
+      {
+        std::lock_guard lock(mutex_);
+        ++sessionAnswers_;
+      }
+      polled_.notify_all();
     });
     s.Get("/live/tracking", [this](const httplib::Request& request, httplib::Response& response) {
       Answer answer;
@@ -58,6 +63,11 @@ std::vector<std::string> MockLiveService::sessionBodies() const {
 std::vector<std::string> MockLiveService::pollTargets() const {
   std::lock_guard lock(mutex_);
   return pollTargets_;
+}
+
+bool MockLiveService::waitForSessionAnswers(std::chrono::milliseconds timeout) const {
+  std::unique_lock lock(mutex_);
+  return polled_.wait_for(lock, timeout, [&] { return sessionAnswers_ == sessionBodies_.size(); });
 }
 
 bool MockLiveService::waitForPolls(size_t count, std::chrono::milliseconds timeout) const {

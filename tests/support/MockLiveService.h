@@ -31,6 +31,9 @@ class MockLiveService {
   std::vector<std::string> sessionBodies() const;
   std::vector<std::string> pollTargets() const;
   bool waitForPolls(size_t count, std::chrono::milliseconds timeout) const;
+  // Until every session POST received so far has been answered (a delayed
+  // answer included).
+  bool waitForSessionAnswers(std::chrono::milliseconds timeout) const;
 
   // A session answer with relative manifest and tracking URLs.
   static std::string relativeSessionBody();
@@ -42,6 +45,7 @@ class MockLiveService {
   std::vector<Answer> tracking_{{200, "{}", 0}};
   size_t nextTracking_ = 0;
   std::vector<std::string> sessionBodies_;
+  size_t sessionAnswers_ = 0;
   std::vector<std::string> pollTargets_;
   std::unique_ptr<LoopbackServer> server_;  // last: its threads stop first
 };

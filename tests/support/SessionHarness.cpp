@@ -24,6 +24,7 @@ SessionHarness::SessionHarness(const std::string& vmap, SKYLVUXSessionProviderOp
     return player;
   });
   if (!options.beaconTransport()) options.setBeaconTransport(transport);
+  if (!options.clock()) options.setClock(clock);
   auto provider = createSSAISessionProviderWithUpstreamSessionProvider(manager, nullptr, &options);
   controller = manager.createPlaybackControllerWithSessionProvider(provider);
   controller->setLifecycleHandler([this](const auto& s, const SKYLLifecycleEventPtr& event) {
@@ -62,7 +63,10 @@ void SessionHarness::playUntil(double seconds, double step) {
     const double now = streamTime();
     if (now >= seconds - 1e-9 || player->playedToEnd.get()) break;
     const bool moving = player->rate() != 0;
-    player->advance(std::min(step, (seconds - now) / std::max(1.0f, player->rate())));
+    const double played = std::min(step, (seconds - now) / std::max(1.0f, player->rate()));
+    // Time moves for the player and the session's timers together.
+    clock->advance(played);
+    player->advance(played);
     settle();
     if (!moving && player->rate() == 0 && streamTime() == now) break;  // paused: nothing will move
   }

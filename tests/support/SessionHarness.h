@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "entry/SKYLSSAIAdditions.h"
+#include "environment/SessionClock.h"
 #include "host/SKYLAdLedgerManager.h"
 #include "host/reference/SimulatedPlayer.h"
 #include "session/SKYLVUXSession.h"
@@ -36,6 +37,10 @@ class SessionHarness {
 
   // Records the beacons unless the options name a transport of their own.
   std::shared_ptr<RecordingTransport> transport = std::make_shared<RecordingTransport>();
+  // The sessions' clock (unless the options name one): it moves with the
+  // simulated player.
+  std::shared_ptr<ManualSessionClock> clock =
+      std::make_shared<ManualSessionClock>(SystemTime{std::chrono::hours(24 * 365 * 50)});
   std::shared_ptr<SimulatedPlayer> player;
   std::shared_ptr<SKYLPlaybackController> controller;
   std::shared_ptr<SKYLVUXSession> session;

@@ -51,6 +51,7 @@ class AnalyticsTest : public ::testing::Test {
     analytics_ = std::make_unique<SKYLVelaAnalyticsSession>(
         *tracker_, std::make_shared<SKYLVelaAnalyticsDigester>(
                        std::make_shared<URLSessionBeaconTransport>(), center_));
+    analytics_->observeTracker();
     (void)center_.addObserver(
         std::string(kSKYLSSAIAnalayticsDigestNotification), [this](const Notification& n) {
           const auto url = std::any_cast<URL>(n.object).absoluteString();

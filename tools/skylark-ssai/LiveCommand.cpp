@@ -18,6 +18,8 @@
 #include "live2/SKYLSSAILive2Timeline.h"
 #include "platform/DispatchQueue.h"
 #include "platform/ThreadAnnotations.h"
+#include "session/Live2AdState.h"
+#include "tracking/SKYLVelaAnalyticsDigester.h"
 
 namespace skylark::tool {
 namespace {
@@ -44,23 +46,11 @@ class Printer {
   bool json_;
 };
 
-// Reports each beacon, then hands it on (or not, without --fire).
-class ReportingTransport final : public BeaconTransport {
+// Hands nothing to the network: beacons are only reported.
+class ReportOnlyTransport final : public BeaconTransport {
  public:
-  ReportingTransport(std::shared_ptr<Printer> printer, std::shared_ptr<BeaconTransport> inner)
-      : printer_(std::move(printer)), inner_(std::move(inner)) {}
   using BeaconTransport::send;
-  void send(const URL& url, Delivered delivered) override {
-    printer_->print({{"t", isoTime(SystemTime(std::chrono::duration_cast<std::chrono::milliseconds>(
-                               Clock::now().time_since_epoch())))},
-                     {"beacon", url.absoluteString()}},
-                    "beacon " + url.absoluteString() + (inner_ ? "" : " (not sent)"));
-    if (inner_) inner_->send(url, std::move(delivered));
-  }
-
- private:
-  std::shared_ptr<Printer> printer_;
-  std::shared_ptr<BeaconTransport> inner_;
+  void send(const URL&, Delivered) override {}
 };
 
 }  // namespace
@@ -79,9 +69,25 @@ int runLive(const LiveOptions& options, const std::atomic<bool>& interrupted, st
                                                     : "not recognised as a Meridian Live source; "
                                                       "opening a session anyway");
 
-  auto inner = options.fire ? SKYLSSAILive2Coordinator::liveBeaconTransport() : nullptr;
-  auto coordinator = SKYLSSAILive2Coordinator::create(
-      *source, {}, std::make_shared<ReportingTransport>(printer, inner));
+  // The pieces a playback session of this stream would have: its
+  // environment, its digester (beacons announced, counted, sent through the
+  // environment's live transport) and its live ad state.
+  const auto environment = SessionEnvironment::make(
+      {nullptr, nullptr, options.fire ? nullptr : std::make_shared<ReportOnlyTransport>()});
+  const auto ledger = std::make_shared<BeaconDeliveryLedger>();
+  const auto digester =
+      std::make_shared<SKYLVelaAnalyticsDigester>(*environment, environment->liveBeaconTransport);
+  digester->setDeliveryLedger(ledger);
+  const auto beacons = environment->notificationCenter.addObserver(
+      std::string(kSKYLSSAIAnalayticsDigestNotification),
+      [printer, fire = options.fire, environment](const Notification& n) {
+        const auto* url = std::any_cast<URL>(&n.object);
+        if (!url) return;
+        printer->print(
+            {{"t", isoTime(environment->clock->now())}, {"beacon", url->absoluteString()}},
+            "beacon " + url->absoluteString() + (fire ? "" : " (not sent)"));
+      });
+  auto coordinator = SKYLSSAILive2Coordinator::create(*source, environment, digester);
 
   // The completion comes once, on the main queue, which this command runs.
   std::optional<bool> opened;
@@ -100,70 +106,61 @@ int runLive(const LiveOptions& options, const std::atomic<bool>& interrupted, st
                             std::chrono::seconds(15));
   if (!opened.value_or(false)) {
     coordinator->stop();  // cancels a session request still in flight
+    environment->notificationCenter.removeObserver(beacons);
     if (!opened && !interrupted) err << "error: the session did not open within 15 s\n";
     return 1;
   }
 
   const auto delay = std::chrono::milliseconds(static_cast<int64_t>(options.playheadDelay * 1000));
-  const auto end =
-      Clock::now() + std::chrono::milliseconds(static_cast<int64_t>(options.duration * 1000));
+  SystemTime playhead{};
+  // The session's own ad state machine, its events printed.
+  Live2AdState adState(coordinator, [&](const SKYLVelaProgressTracker::Event& event) {
+    const auto& properties = event->properties();
+    if (!properties || !properties->ad) return;
+    const auto& ad = *properties->ad;
+    if (event->type() == SKYLVelaProgressTrackerEvent::ExitAd) {
+      printer->print({{"t", isoTime(playhead)}, {"event", "ExitAd"}, {"adId", ad.adId()}},
+                     isoTime(playhead) + "  exit ad " + ad.adId());
+      return;
+    }
+    if (event->type() != SKYLVelaProgressTrackerEvent::EnterAd) return;
+    const auto countdown = coordinator->countdown(playhead);
+    Json fields{
+        {"t", isoTime(playhead)}, {"event", "EnterAd"}, {"adId", ad.adId()}, {"title", ad.title()}};
+    std::string text = isoTime(playhead) + "  enter ad " + ad.adId() + " \"" + ad.title() + "\"";
+    if (countdown) {
+      fields["adIndex"] = countdown->adIndex;
+      fields["adCount"] = countdown->adCount;
+      fields["remainingInAd"] = countdown->remainingInCurrentAd;
+      fields["remainingInBreak"] = countdown->remainingInBreak;
+      text += fmt::format(" ({} of {}, {:.1f} s left, {:.1f} s in the break)", countdown->adIndex,
+                          countdown->adCount, countdown->remainingInCurrentAd,
+                          countdown->remainingInBreak);
+    }
+    printer->print(fields, text);
+  });
+
+  const auto end = environment->clock->now() +
+                   std::chrono::milliseconds(static_cast<int64_t>(options.duration * 1000));
   std::set<std::string> knownAvails;
-  std::optional<std::string> playing;
-  while (!interrupted && Clock::now() < end) {
-    const SystemTime playhead =
-        std::chrono::time_point_cast<std::chrono::milliseconds>(Clock::now() - delay);
-    const auto timeline = coordinator->timelineHandle().timeline;
-    for (const auto& id : timeline->availOrder()) {
-      if (!knownAvails.insert(id).second) continue;
-      const auto span = timeline->availSpan(id);
-      const auto count = coordinator->presentableAdCount(id);
-      printer->print(
-          {{"avail", id},
-           {"start", span ? span->start : 0.0},
-           {"duration", span ? span->end - span->start : 0.0},
-           {"ads", count}},
-          fmt::format("avail {} at {:.3f} s for {:.3f} s, {} ads", id, span ? span->start : 0.0,
-                      span ? span->end - span->start : 0.0, count));
+  while (!interrupted && environment->clock->now() < end) {
+    playhead = environment->clock->now() - delay;
+    const auto snapshot = coordinator->timelineHandle().timeline->snapshot();
+    for (const auto& avail : snapshot->avails) {
+      if (!knownAvails.insert(avail->id).second) continue;
+      const auto count = coordinator->presentableAdCount(avail->id);
+      printer->print({{"avail", avail->id},
+                      {"start", avail->start},
+                      {"duration", avail->duration},
+                      {"ads", count}},
+                     fmt::format("avail {} at {:.3f} s for {:.3f} s, {} ads", avail->id,
+                                 avail->start, avail->duration, count));
     }
-    const auto info = coordinator->presentableAdInfo(playhead);
-    const std::optional<std::string> now = info ? std::optional(info->adId) : std::nullopt;
-    if (now != playing) {
-      if (playing) {
-        printer->print({{"t", isoTime(playhead)}, {"event", "ExitAd"}, {"adId", *playing}},
-                       isoTime(playhead) + "  exit ad " + *playing);
-      }
-      if (info) {
-        const auto countdown = coordinator->countdown(playhead);
-        Json fields{{"t", isoTime(playhead)},
-                    {"event", "EnterAd"},
-                    {"adId", info->adId},
-                    {"title", info->title}};
-        std::string text =
-            isoTime(playhead) + "  enter ad " + info->adId + " \"" + info->title + "\"";
-        if (countdown) {
-          fields["adIndex"] = countdown->adIndex;
-          fields["adCount"] = countdown->adCount;
-          fields["remainingInAd"] = countdown->remainingInCurrentAd;
-          fields["remainingInBreak"] = countdown->remainingInBreak;
-          text += fmt::format(" ({} of {}, {:.1f} s left, {:.1f} s in the break)",
-                              countdown->adIndex, countdown->adCount,
-                              countdown->remainingInCurrentAd, countdown->remainingInBreak);
-        }
-        printer->print(fields, text);
-      }
-      playing = now;
-    }
-    // A poll may have merged since the lines above were printed: print what
-    // it brought first, so an ad's lines always precede its beacons.
-    const auto order = timeline->availOrder();
-    const bool newAvail = std::any_of(order.begin(), order.end(),
-                                      [&](const auto& id) { return !knownAvails.count(id); });
-    const auto info2 = coordinator->presentableAdInfo(playhead);
-    if (newAvail || (info2 ? std::optional(info2->adId) : std::nullopt) != playing) continue;
-    coordinator->update(playhead);
+    adState.live2UpdateAdState(playhead);
     Dispatch::main().runUntil([&] { return interrupted.load(); }, std::chrono::milliseconds(500));
   }
   coordinator->stop();
+  environment->notificationCenter.removeObserver(beacons);
   return 0;
 }
 

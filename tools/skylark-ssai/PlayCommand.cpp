@@ -24,6 +24,7 @@
 #ifdef SKYLARK_HAVE_GST
 #include "host/gst/GstPlayer.h"
 #endif
+#include "environment/SessionClock.h"
 #include "platform/DispatchQueue.h"
 #include "session/SKYLVUXSession.h"
 #include "timeline/SKYLSSAIConstants.h"
@@ -70,6 +71,15 @@ class Playback {
       providerOptions.setHttpHeaders(requestHeaders(options_.headers));
     }
     if (!options_.fire) providerOptions.setBeaconTransport(std::make_shared<ReportOnlyTransport>());
+    // The session's timers run on the simulated player's virtual clock;
+    // a newer live stream's service answers in real time, so it keeps the
+    // wall clock.
+    if (simulated() && !options_.token) {
+      virtualClock_ = std::make_shared<ManualSessionClock>(
+          std::chrono::time_point_cast<std::chrono::milliseconds>(
+              std::chrono::system_clock::now()));
+      providerOptions.setClock(virtualClock_);
+    }
     providerOptions.setLive2AdsParams(options_.adsParams);
     auto provider =
         createSSAISessionProviderWithUpstreamSessionProvider(manager, nullptr, &providerOptions);
@@ -251,7 +261,6 @@ class Playback {
                  const SKYLLifecycleEventPtr& event) {
     if (auto ssai = std::dynamic_pointer_cast<SKYLVUXSession>(session); ssai && ssai != session_) {
       session_ = ssai;
-      if (simulated()) installVirtualAdTimers();
       observeSession();
       attachCompanionSlots();
     }
@@ -424,6 +433,8 @@ class Playback {
       seconds = std::min(seconds, (*options_.until - now) / player_->rate());
     }
     const auto sequencesBefore = liveAdSequences();
+    // The session's timers and the player move together.
+    if (virtualClock_) virtualClock_->advance(seconds);
     simulated_->advance(seconds);
     Dispatch::main().runUntilIdle();
     if (crossedMetadata(now, streamTime())) {
@@ -433,7 +444,6 @@ class Playback {
       Dispatch::main().runUntil([&] { return liveAdSequences() != sequencesBefore; },
                                 std::chrono::seconds(2));
     }
-    tickAdTimers(seconds);
     trace_.samples.push_back({steps_++, streamTime()});
     // An older live stream carries its ad data itself and plays on the
     // virtual clock like a VOD; the newer live service answers in real time.
@@ -451,30 +461,6 @@ class Playback {
     return std::any_of(options_.metadata.begin(), options_.metadata.end(), [&](const auto& item) {
       return item.first >= from - 1e-9 && item.first < to - 1e-9;
     });
-  }
-
-  // The session's one-second ad timers, on the virtual clock.
-  void installVirtualAdTimers() {
-    session_->setAdTimerFactory([this](std::function<void()> tick) {
-      auto handle = std::make_shared<AdTimer>(AdTimer{std::move(tick), 0});
-      adTimers_.push_back(handle);
-      return std::shared_ptr<void>(handle);
-    });
-  }
-
-  void tickAdTimers(double seconds) {
-    const auto timers = adTimers_;
-    for (const auto& weak : timers) {
-      const auto timer = weak.lock();
-      if (!timer) continue;
-      timer->elapsed += seconds;
-      while (timer->elapsed >= 1.0 - 1e-9 && !weak.expired()) {
-        timer->elapsed -= 1.0;
-        timer->tick();
-        Dispatch::main().runUntilIdle();
-      }
-    }
-    std::erase_if(adTimers_, [](const auto& timer) { return timer.expired(); });
   }
 
   // A skip button shows once the ad's skip time has passed: a press asked
@@ -529,13 +515,8 @@ class Playback {
   SKYLKVOManager sessionObservations_;
   NotificationCenter::Token beaconObserver_ = 0;
   NotificationCenter::Token rateObserver_ = 0;
-  // Ad timers on the virtual clock: each ticks once per second of it
-  // after it was made, until the session releases it.
-  struct AdTimer {
-    std::function<void()> tick;
-    double elapsed;
-  };
-  std::vector<std::weak_ptr<AdTimer>> adTimers_;
+  // The sessions' clock when the simulated player sets the pace.
+  std::shared_ptr<ManualSessionClock> virtualClock_;
   std::vector<bool> seeksDone_, skipsDone_, pausesDone_, ratesDone_;
   std::optional<double> resumeAfter_;
   bool started_ = false;

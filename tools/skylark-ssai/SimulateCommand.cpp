@@ -74,6 +74,7 @@ class Simulation {
                               });
     analytics_ = std::make_unique<SKYLVelaAnalyticsSession>(
         tracker_, std::make_shared<SKYLVelaAnalyticsDigester>(transport_, center_));
+    analytics_->observeTracker();
   }
 
   void run() {

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "host/SKYLPlaybackSession.h"
+#include "host/SKYLSessionCommonProperties.h"
+#include "platform/MediaTime.h"
+#include "timeline/SKYLVelaTimeline.h"
+#include "tracking/SKYLVelaProgressTracker.h"
+
+namespace skylark {
+
+// Content-time seeks on an ad timeline, and whether the viewer may seek at
+// all. A forward seek over unwatched breaks first plays the last of them
+// from its start (the snapback), then goes on to the target: its
+// completion is called twice, on reaching the break and at the target. A
+// seek is refused (its completion called false at once, and kept nowhere)
+// during a break, from a forced break's start until the seek after it has
+// landed, and for an invalid or negative time. Main queue.
+class SnapbackSeeker {
+ public:
+  using Completion = std::function<void(bool finished)>;
+
+  // Seeks `playback`'s player, which must outlive the seeker.
+  explicit SnapbackSeeker(SKYLPlaybackSession& playback) : playback_(playback) {}
+
+  void attach(std::shared_ptr<SKYLVelaTimeline> timeline, SKYLVelaProgressTracker* tracker,
+              bool liveSSAI) {
+    timeline_ = std::move(timeline);
+    tracker_ = tracker;
+    liveSSAI_ = liveSSAI;
+  }
+  void setCommonProperties(std::weak_ptr<SKYLSessionCommonProperties> properties) {
+    commonProperties_ = std::move(properties);
+  }
+
+  bool canSeek() const { return canSeek_; }
+  // `time` is content time.
+  void seekToTime(const MediaTime& time, Completion completion);
+
+  // What the ad events tell: a break began, a break ended (going on to the
+  // target when it was the forced one), or the playhead left a break
+  // backwards (the viewer is in content again).
+  void breakEntered() { canSeek_ = false; }
+  void breakExited(const std::shared_ptr<SKYLVelaAdSequence>& sequence);
+  void leftBreakBackwards() {
+    if (!adSequenceToProcess_) canSeek_ = true;
+  }
+
+  // Seeks the player without tolerance; false at once without one.
+  void seekPlayer(const MediaTime& to, std::function<void(bool)> completion);
+
+ private:
+  using Weak = std::weak_ptr<bool>;
+  void adSequenceDidComplete();
+  void finishForcedSeek(bool finished);
+  // Runs `then` with the seeker if it still exists.
+  template <typename Then>
+  std::function<void(bool)> guarded(Then then) {
+    return [alive = Weak(alive_), this, then](bool finished) {
+      if (!alive.expired()) then(finished);
+    };
+  }
+
+  SKYLPlaybackSession& playback_;
+  std::shared_ptr<SKYLVelaTimeline> timeline_;
+  SKYLVelaProgressTracker* tracker_ = nullptr;
+  bool liveSSAI_ = false;
+  std::weak_ptr<SKYLSessionCommonProperties> commonProperties_;
+
+  bool canSeek_ = true;
+  MediaTime absoluteFromTime_ = MediaTime::invalid();
+  MediaTime absoluteToTime_ = MediaTime::invalid();
+  std::shared_ptr<SKYLVelaAdSequence> adSequenceToProcess_;
+  Completion seekToCompletionHandler_;
+  const std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};
+
+}  // namespace skylark
