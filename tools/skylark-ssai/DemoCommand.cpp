@@ -87,8 +87,11 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
   if (runPlay(vod, progress, err) != 0) return 1;
 
   if (!quick && !interrupted) {
-    progress << "\nLive: " << kLiveSeconds << " s of a Meridian Live stream, the playhead "
-             << kPlayheadDelay << " s behind the clock\n";
+    progress << "\nLive: " << kLiveSeconds << " s of a Meridian Live stream, "
+             << (gst ? "its manifest a window sliding with the clock, the playhead where "
+                       "GStreamer joins it"
+                     : fmt::format("the playhead {} s behind the clock", kPlayheadDelay))
+             << "\n";
     service.setBeaconObserver([&progress](const std::string& path) {
       if (path.rfind("/b/live", 0) == 0)
         progress << "  ad service received " << path << "\n" << std::flush;
