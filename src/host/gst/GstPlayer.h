@@ -29,7 +29,10 @@ struct GstPlayerOptions {
 // are refined when the key frame falls outside them. A reverse rate the
 // stream refuses is logged and playback goes on forward. The start date
 // comes from the playlist's first EXT-X-PROGRAM-DATE-TIME, when it has one;
-// a playlist without an end tag is live, its duration indefinite.
+// a playlist without an end tag is live, its duration indefinite, and its
+// stream time starts at the first segment of the window the demuxer read
+// first. The player reads the window itself as the item loads: should it
+// slide between that read and the demuxer's, the date is a segment off.
 //
 // The ID3 timed metadata of an HLS transport stream reaches the item's
 // outputs, on their queues, as the playhead crosses it going forward: each
