@@ -64,7 +64,7 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
            "it)\n";
     return 1;
   }
-  const bool quick = options.quick || gst;
+  const bool quick = options.quick;
   int monitorFailed = 0;
   const auto monitor = startMonitor(options.monitor, err, &monitorFailed);
   if (monitorFailed) return monitorFailed;
@@ -91,8 +91,11 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
   if (runPlay(vod, progress, err) != 0) return 1;
 
   if (!quick && !interrupted) {
-    progress << "\nLive: " << kLiveSeconds << " s of a Meridian Live stream, the playhead "
-             << kPlayheadDelay << " s behind the clock\n";
+    progress << "\nLive: " << kLiveSeconds << " s of a Meridian Live stream, "
+             << (gst ? "its manifest a window sliding with the clock, the playhead where "
+                       "GStreamer joins it"
+                     : fmt::format("the playhead {} s behind the clock", kPlayheadDelay))
+             << "\n";
     service.setBeaconObserver([&progress](const std::string& path) {
       if (path.rfind("/b/live", 0) == 0)
         progress << "  ad service received " << path << "\n" << std::flush;
@@ -105,6 +108,9 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
     live.until = kLiveSeconds;
     live.playheadDelay = kPlayheadDelay;
     live.monitor = monitor.get();
+    // A live stream comes as fast as the clock makes it, not faster.
+    live.player = options.player;
+    live.window = options.window;
     if (runPlay(live, progress, err) != 0) return 1;
   }
   service.waitUntilQuiet(std::chrono::milliseconds(1500), std::chrono::seconds(10));

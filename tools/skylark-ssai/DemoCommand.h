@@ -33,8 +33,8 @@ struct DemoOptions {
 // both mid-rolls, the post-roll; then about 20 s of a live stream), and
 // reports, for each ad, each expected beacon and how often the service
 // received it. Exit code 0 only when every expected beacon arrived exactly
-// once and nothing unexpected did. On the GStreamer player the real VOD
-// stream plays (the live part needs a live stream and is left out).
+// once and nothing unexpected did. On the GStreamer player the real
+// streams play: the VOD, and the live service's stream as a sliding window.
 int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, std::ostream& out,
             std::ostream& err);
 

@@ -1,13 +1,17 @@
 #include "DemoService.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
+#include <fstream>
+#include <sstream>
 
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <httplib.h>
 
 #include "GenerateCommand.h"
+#include "LiveOrigin.h"
 
 namespace skylark::tool {
 namespace {
@@ -125,7 +129,10 @@ DemoService::DemoService(double playheadDelaySeconds, const std::string& streamD
     : server_(std::make_unique<httplib::Server>()), playheadDelay_(playheadDelaySeconds) {
   // One request per connection, so stopping never waits out a keep-alive.
   server_->set_keep_alive_max_count(1);
-  if (!streamDirectory.empty()) server_->set_mount_point("/vod", streamDirectory);
+  if (!streamDirectory.empty()) {
+    server_->set_mount_point("/vod", streamDirectory);
+    serveLiveStream(streamDirectory);
+  }
   server_->Get("/vod/vmap.xml", [this](const httplib::Request&, httplib::Response& response) {
     response.set_content(vodDocument(base()), "application/xml");
   });
@@ -171,6 +178,22 @@ DemoService::DemoService(double playheadDelaySeconds, const std::string& streamD
   while (!server_->is_running() && std::chrono::steady_clock::now() < deadline) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
+}
+
+void DemoService::serveLiveStream(const std::string& streamDirectory) {
+  std::ifstream file(streamDirectory + "/live.m3u8", std::ios::binary);
+  std::stringstream playlist;
+  playlist << file.rdbuf();
+  auto segments = readPlaylistSegments(playlist.str());
+  if (segments.empty()) return;
+  // The live session's manifest: the stream looped, its edge a minute in
+  // when the service starts, dated with the clock.
+  constexpr double kEdge = 60;
+  const auto zero =
+      std::chrono::system_clock::now() - std::chrono::milliseconds(std::llround(kEdge * 1000));
+  LiveOrigin::serveWindow(*server_, "/live/master.m3u8",
+                          LiveWindow{std::move(segments), zero, 6, "/vod/"},
+                          std::chrono::steady_clock::now(), kEdge);
 }
 
 DemoService::~DemoService() {

@@ -28,8 +28,9 @@ class DemoService {
   // The live service dates its ad this far behind the wall clock, so a
   // playhead that delay behind the clock meets it within seconds.
   // With a stream directory (scripts/make-test-stream DIR --layout demo),
-  // the VOD stream itself is served too, at /vod/vod.m3u8, so a real player
-  // can play it.
+  // the VOD stream itself is served too, at /vod/vod.m3u8, and the live
+  // session's manifest, /live/master.m3u8, is that stream looped as a live
+  // window sliding with the clock, so a real player can play both.
   explicit DemoService(double playheadDelaySeconds = 10, const std::string& streamDirectory = "");
   ~DemoService();
   DemoService(const DemoService&) = delete;
@@ -50,6 +51,7 @@ class DemoService {
 
  private:
   std::string trackingAnswer();
+  void serveLiveStream(const std::string& streamDirectory);
 
   std::unique_ptr<httplib::Server> server_;
   std::thread thread_;

@@ -1,5 +1,6 @@
 #include "PlayCommand.h"
 
+#include <algorithm>
 #include <any>
 #include <chrono>
 #include <cmath>
@@ -233,6 +234,11 @@ class Playback {
     const auto& timeline = *session->timeline();
     if (!timeline.velaURL() || *timeline.velaURL() != url) return std::nullopt;
     return SimulatedMedia{timeline.payloadLength(), std::nullopt, {}};
+  }
+
+  bool isLive2() const {
+    const auto session = ssaiSession();
+    return session && (session->live2Coordinator() || session->live2ContentOnly());
   }
 
   bool isLive() const {
@@ -490,14 +496,35 @@ class Playback {
     } else if (options_.until && player_->rate() < 0 && now > *options_.until) {
       seconds = std::min(seconds, (now - *options_.until) / -player_->rate());
     }
+    const auto sequencesBefore = liveAdSequences();
     // The session's timers and the player move together.
     if (virtualClock_) virtualClock_->advance(seconds);
     simulated_->advance(seconds);
     Dispatch::main().runUntilIdle();
+    if (crossedMetadata(now, streamTime())) {
+      // The session parses the ad data off the main queue: the clock waits
+      // for the timeline to change, so a run's events do not depend on how
+      // fast the machine parses.
+      Dispatch::main().runUntil([&] { return liveAdSequences() != sequencesBefore; },
+                                std::chrono::seconds(2));
+    }
     trace_.samples.push_back({steps_++, streamTime()});
-    if (options_.realtime || isLive()) {
+    // An older live stream carries its ad data itself and plays on the
+    // virtual clock like a VOD; the newer live service answers in real time.
+    if (options_.realtime || isLive2()) {
       std::this_thread::sleep_for(std::chrono::duration<double>(options_.step));
     }
+  }
+
+  std::shared_ptr<const SKYLVelaTimeline::Sequences> liveAdSequences() const {
+    return session_ && session_->timeline() ? session_->timeline()->adSequences() : nullptr;
+  }
+
+  // Whether moving forward from `from` to `to` crossed a --metadata-at time.
+  bool crossedMetadata(double from, double to) const {
+    return std::any_of(options_.metadata.begin(), options_.metadata.end(), [&](const auto& item) {
+      return item.first >= from - 1e-9 && item.first < to - 1e-9;
+    });
   }
 
   // A skip button shows once the ad's skip time has passed: a press asked

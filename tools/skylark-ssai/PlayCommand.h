@@ -67,7 +67,8 @@ struct PlayOptions {
 // simulated player on a virtual clock or GStreamer on the wall clock. Prints every lifecycle event
 // the application receives, the content duration, every beacon and ledger call, seek completions
 // and rates (or, in the tracker-events view, the ad events of the session's progress tracker).
-// A live source plays for --until seconds (60 by default) paced to the wall clock.
+// A live source plays for --until seconds (60 by default): an older live SSAI stream on the
+// virtual clock, a stream of the newer live service paced to the wall clock.
 // Returns the exit code.
 int runPlay(const PlayOptions& options, std::ostream& out, std::ostream& err);
 

@@ -24,6 +24,7 @@
 #include "InspectCommand.h"
 #include "LiveCommand.h"
 #include "PlayCommand.h"
+#include "ServeLiveCommand.h"
 #include "SimulateCommand.h"
 
 namespace {
@@ -32,9 +33,10 @@ using skylark::tool::Command;
 using skylark::tool::CommandRegistration;
 
 constexpr CommandRegistration kCommands[] = {
-    skylark::tool::addInspectCommand,  skylark::tool::addSimulateCommand,
-    skylark::tool::addGenerateCommand, skylark::tool::addLiveCommand,
-    skylark::tool::addPlayCommand,     skylark::tool::addDemoCommand,
+    skylark::tool::addInspectCommand,   skylark::tool::addSimulateCommand,
+    skylark::tool::addGenerateCommand,  skylark::tool::addLiveCommand,
+    skylark::tool::addPlayCommand,      skylark::tool::addDemoCommand,
+    skylark::tool::addServeLiveCommand,
 };
 
 }  // namespace

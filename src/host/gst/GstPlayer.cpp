@@ -8,6 +8,7 @@
 
 #include "host/SKYLHostLog.h"
 #include "host/gst/PlaylistStartDate.h"
+#include "host/gst/TimedMetadataTap.h"
 #include "platform/DispatchQueue.h"
 
 namespace skylark {
@@ -64,13 +65,15 @@ GstElement* makeElement(const char* factory, std::string* why) {
 
 }  // namespace
 
-// The playbin and its bus, torn down with the player.
+// The playbin, its bus and its timed-metadata tap, torn down with the player.
 struct GstPlayer::Pipeline {
   GstElement* playbin = nullptr;
   GstBus* bus = nullptr;
+  std::unique_ptr<TimedMetadataTap> metadata;
 
   ~Pipeline() {
     if (playbin) gst_element_set_state(playbin, GST_STATE_NULL);
+    metadata.reset();
     if (bus) gst_object_unref(bus);
     if (playbin) gst_object_unref(playbin);
   }
@@ -116,6 +119,7 @@ std::shared_ptr<GstPlayer> GstPlayer::create(GstPlayerOptions options, std::stri
   g_object_set(audioSink, "sync", sync, nullptr);
   g_object_set(pipeline->playbin, "video-sink", videoSink, "audio-sink", audioSink, nullptr);
   pipeline->bus = gst_element_get_bus(pipeline->playbin);
+  pipeline->metadata = std::make_unique<TimedMetadataTap>(pipeline->playbin);
   return std::shared_ptr<GstPlayer>(new GstPlayer(options, std::move(pipeline)));
 }
 
@@ -137,8 +141,10 @@ void GstPlayer::replaceCurrentItem(std::shared_ptr<PlayerItem> item) {
   pipeline_->setState(GST_STATE_NULL);
   item_ = std::move(item);
   time_ = MediaTime::zero();  // announced once playback or a seek moves it
-  prerolled_ = dateResolved_ = ended_ = false;
+  prerolled_ = dateResolved_ = ended_ = live_ = false;
   startDate_.reset();
+  (void)pipeline_->metadata->take();  // the old item's
+  metadata_.clear();
   playingRate_ = 1;
   itemStatus.set(PlayerItem::Status::unknown);
   if (!item_) return;
@@ -156,10 +162,11 @@ void GstPlayer::replaceCurrentItem(std::shared_ptr<PlayerItem> item) {
 
 void GstPlayer::loadStartDate(const URL& url) {
   std::weak_ptr<GstPlayer> weak = shared_from_this();
-  fetchPlaylistStartDate(url, [weak, generation = itemGeneration_](std::optional<SystemTime> date) {
+  fetchPlaylistDating(url, [weak, generation = itemGeneration_](PlaylistDating dating) {
     const auto self = weak.lock();
     if (!self || self->itemGeneration_ != generation) return;
-    self->startDate_ = date;
+    self->startDate_ = dating.startDate;
+    self->live_ = dating.live;
     self->dateResolved_ = true;
     self->becomeReadyIfLoaded();
   });
@@ -168,6 +175,9 @@ void GstPlayer::loadStartDate(const URL& url) {
 void GstPlayer::tick() {
   handleMessages();
   if (prerolled_) becomeReadyIfLoaded();  // the duration may come late
+  // Read before the position: a frame is demuxed before the video beside it
+  // is shown, so one the playhead has reached is already here.
+  metadata_.add(pipeline_->metadata->take());
   publishPosition();
 }
 
@@ -207,9 +217,9 @@ void GstPlayer::handleMessages() {
 void GstPlayer::becomeReadyIfLoaded() {
   if (!item_ || !prerolled_ || !dateResolved_ || item_->status() != PlayerItem::Status::unknown)
     return;
-  const auto duration = pipeline_->query(true);
-  if (!duration) return;  // tried again on the next tick
-  item_->setReady(fromNanoseconds(*duration), startDate_);
+  const auto duration = live_ ? std::optional<gint64>() : pipeline_->query(true);
+  if (!live_ && !duration) return;  // tried again on the next tick
+  item_->setReady(live_ ? MediaTime::indefinite() : fromNanoseconds(*duration), startDate_);
   itemStatus.set(item_->status());
   if (seek_ && !seek_->issued)
     startSeek(seek_->to, seek_->before == MediaTime::zero() && seek_->after == MediaTime::zero());
@@ -242,7 +252,12 @@ void GstPlayer::reachedEnd() {
   const MediaTime reverseEnd = item_->reversePlaybackEndTime().isNumeric()
                                    ? item_->reversePlaybackEndTime()
                                    : MediaTime::zero();
-  time_ = forward ? item_->duration() : reverseEnd;
+  const MediaTime end = forward && item_->duration().isNumeric() ? item_->duration() : time_;
+  if (forward) {
+    metadata_.add(pipeline_->metadata->take());
+    deliverMetadata(time_, end, true);
+  }
+  time_ = forward ? end : reverseEnd;
   time.set(time_);
   if (rate_ != 0) {
     rate_ = 0;
@@ -375,8 +390,20 @@ void GstPlayer::publishPosition() {
   if (!position) return;
   const MediaTime now = fromNanoseconds(*position);
   if (now == time_) return;
+  if (now > time_ && playingRate_ > 0) deliverMetadata(time_, now, false);
   time_ = now;
   time.set(now);
+}
+
+void GstPlayer::deliverMetadata(const MediaTime& from, const MediaTime& to, bool includeTo) {
+  const auto crossed = metadata_.crossed(from, to, includeTo);
+  if (crossed.empty()) return;
+  for (const auto& output : item_->outputs()) {
+    if (!output.queue) continue;
+    output.queue->async([delegate = output.delegate, crossed] {
+      if (const auto live = delegate.lock()) live->outputDidOutputTimedMetadata(crossed);
+    });
+  }
 }
 
 std::optional<SystemTime> GstPlayer::currentDate() const {

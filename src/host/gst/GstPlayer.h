@@ -6,6 +6,7 @@
 #include <string>
 
 #include "host/Player.h"
+#include "host/gst/TimedMetadataCrossings.h"
 #include "platform/Visibility.h"
 
 namespace SKYLARK_API skylark {
@@ -28,7 +29,15 @@ struct GstPlayerOptions {
 // tolerances are accurate; with tolerances they land on a key frame, and
 // are refined when the key frame falls outside them. A reverse rate the
 // stream refuses is logged and playback goes on forward. The start date
-// comes from the playlist's first EXT-X-PROGRAM-DATE-TIME, when it has one.
+// comes from the playlist's first EXT-X-PROGRAM-DATE-TIME, when it has one;
+// a playlist without an end tag is live, its duration indefinite, and its
+// stream time starts at the first segment of the window the demuxer read
+// first. The player reads the window itself as the item loads: should it
+// slide between that read and the demuxer's, the date is a segment off.
+//
+// The ID3 timed metadata of an HLS transport stream reaches the item's
+// outputs, on their queues, as the playhead crosses it going forward: each
+// user-text frame once, with its stream time (TimedMetadataTap).
 class GstPlayer final : public Player, public std::enable_shared_from_this<GstPlayer> {
  public:
   // Whether create() can succeed with these options; when not, why.
@@ -66,6 +75,7 @@ class GstPlayer final : public Player, public std::enable_shared_from_this<GstPl
   void applyRate();
   void publishPosition();
   void loadStartDate(const URL& url);
+  void deliverMetadata(const MediaTime& from, const MediaTime& to, bool includeTo);
 
   GstPlayerOptions options_;
   std::unique_ptr<Pipeline> pipeline_;
@@ -80,7 +90,9 @@ class GstPlayer final : public Player, public std::enable_shared_from_this<GstPl
   bool prerolled_ = false;
   bool dateResolved_ = false;
   bool ended_ = false;
+  bool live_ = false;
   std::optional<SystemTime> startDate_;
+  TimedMetadataCrossings metadata_;
 
   // The seek the application asked for; one at a time.
   struct PendingSeek {

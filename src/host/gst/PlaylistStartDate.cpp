@@ -108,14 +108,16 @@ PlaylistDating readPlaylistDating(std::string_view playlist) {
   double before = 0;  // seconds of the segments before the first date
   double pending = 0;
   bool variantNext = false;
+  bool segments = false, ended = false;
   std::istringstream lines{std::string(playlist)};
   for (std::string raw; std::getline(lines, raw);) {
     const std::string_view line = trimmed(raw);
     if (startsWith(line, "#EXT-X-PROGRAM-DATE-TIME:")) {
-      if (const auto date = parseProgramDate(line.substr(25))) {
+      if (const auto date = parseProgramDate(line.substr(25)); date && !dating.startDate) {
         dating.startDate = *date - std::chrono::milliseconds(std::llround(before * 1000));
-        return dating;
       }
+    } else if (startsWith(line, "#EXT-X-ENDLIST") || startsWith(line, "#EXT-X-PLAYLIST-TYPE:VOD")) {
+      ended = true;
     } else if (startsWith(line, "#EXTINF:")) {
       pending = std::atof(std::string(line.substr(8)).c_str());
       if (!std::isfinite(pending) || pending < 0) pending = 0;
@@ -123,26 +125,28 @@ PlaylistDating readPlaylistDating(std::string_view playlist) {
       variantNext = true;
     } else if (!line.empty() && line[0] != '#') {
       if (variantNext && !dating.firstVariant) dating.firstVariant = std::string(line);
+      segments = segments || !variantNext;
       variantNext = false;
       before += pending;
       pending = 0;
     }
   }
+  dating.live = segments && !ended && !dating.firstVariant;
   return dating;
 }
 
-void fetchPlaylistStartDate(const URL& url, std::function<void(std::optional<SystemTime>)> done) {
-  auto finish = [done](std::optional<SystemTime> date) {
-    Dispatch::main().async([done, date] { done(date); });
+void fetchPlaylistDating(const URL& url, std::function<void(PlaylistDating)> done) {
+  auto finish = [done](PlaylistDating dating) {
+    Dispatch::main().async([done, dating = std::move(dating)] { done(dating); });
   };
   readPlaylist(url, [url, finish](std::optional<std::string> text) {
-    if (!text) return finish(std::nullopt);
+    if (!text) return finish({});
     const auto dating = readPlaylistDating(*text);
-    if (dating.startDate || !dating.firstVariant) return finish(dating.startDate);
+    if (!dating.firstVariant) return finish(dating);
     const auto variant = URL::resolve(*dating.firstVariant, url);
-    if (!variant) return finish(std::nullopt);
+    if (!variant) return finish({});
     readPlaylist(*variant, [finish](std::optional<std::string> variantText) {
-      finish(variantText ? readPlaylistDating(*variantText).startDate : std::nullopt);
+      finish(variantText ? readPlaylistDating(*variantText) : PlaylistDating{});
     });
   });
 }

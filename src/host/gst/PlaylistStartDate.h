@@ -13,10 +13,12 @@ namespace skylark {
 // What an HLS playlist says of dates: for a media playlist, the date of its
 // first segment's start (its first EXT-X-PROGRAM-DATE-TIME less the
 // durations of the segments before it); for a multivariant playlist, the
-// address of its first variant, where the dates are.
+// address of its first variant, where the dates are. A media playlist
+// without an end tag is live.
 struct PlaylistDating {
   std::optional<SystemTime> startDate;
   std::optional<std::string> firstVariant;
+  bool live = false;
 };
 PlaylistDating readPlaylistDating(std::string_view playlist);
 
@@ -25,8 +27,8 @@ PlaylistDating readPlaylistDating(std::string_view playlist);
 std::optional<SystemTime> parseProgramDate(std::string_view text);
 
 // Reads the playlist at url (http, https or file), following one
-// multivariant level, and calls done on the main queue with the start
-// date, or nothing when there is none or it cannot be read.
-void fetchPlaylistStartDate(const URL& url, std::function<void(std::optional<SystemTime>)> done);
+// multivariant level, and calls done on the main queue with what it says
+// of dates (nothing of them when it cannot be read).
+void fetchPlaylistDating(const URL& url, std::function<void(PlaylistDating)> done);
 
 }  // namespace skylark
