@@ -122,13 +122,18 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
     }
   }
 
+  // Only the first of a burst wakes the thread (a system call each): the
+  // rest join the lists before it takes them, or it takes them with the
+  // first.
   void enqueue(std::shared_ptr<TaskState> task, bool cancel) {
+    bool wake = false;
     {
       MutexLock lock(mutex);
       if (stopping) return;
+      wake = toStart.empty() && toCancel.empty();
       (cancel ? toCancel : toStart).push_back(std::move(task));
     }
-    curl_multi_wakeup(multi);
+    if (wake) curl_multi_wakeup(multi);
   }
 
   void loop() {
@@ -324,8 +329,22 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
       task->exceeded = true;
       return 0;  // ends the transfer with CURLE_WRITE_ERROR
     }
+    if (task->body.empty()) reserveAnnouncedLength(*task);
     task->body.append(data, bytes);
     return bytes;
+  }
+
+  // Room for the whole body at once, when the response says how long it
+  // is: a document of megabytes is then copied once, not at every doubling
+  // of its buffer, and its buffer is no larger than itself.
+  static void reserveAnnouncedLength(TaskState& task) {
+    curl_off_t length = -1;
+    if (curl_easy_getinfo(task.easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length) != CURLE_OK) {
+      return;
+    }
+    if (length > 0 && static_cast<size_t>(length) <= task.limit) {
+      task.body.reserve(static_cast<size_t>(length));
+    }
   }
 
   static size_t onHeader(char* data, size_t size, size_t count, void* user) {

@@ -72,6 +72,41 @@ TEST(URLSessionTest, AnyHTTPStatusIsAResponseAndRedirectsAreFollowed) {
   EXPECT_EQ(tenHops->response.url.absoluteString(), server.url("/redirects/0"));
 }
 
+TEST(URLSessionTest, BodiesArriveWholeInABufferNoLargerThanThemWhenTheirLengthIsAnnounced) {
+  // Without a length (chunked), the body arrives in pieces of any size.
+  LoopbackServer server([](httplib::Server& s) {
+    s.Get(R"(/chunked/(\d+))", [](const httplib::Request& request, httplib::Response& response) {
+      const size_t size = std::stoul(request.matches[1]);
+      response.set_chunked_content_provider(
+          "application/octet-stream", [size](size_t offset, httplib::DataSink& sink) {
+            const size_t piece = std::min<size_t>(size - offset, 7000);
+            if (piece > 0) sink.write(std::string(piece, 'x').data(), piece);
+            if (offset + piece == size) sink.done();
+            return true;
+          });
+    });
+  });
+  struct Case {
+    std::string path;
+    size_t size;
+    bool announced;
+  };
+  const Case cases[] = {
+      {"/bytes/100", 100, true},          {"/bytes/16385", 16385, true},
+      {"/bytes/3000001", 3000001, true},  {"/redirect?to=/bytes/70000", 70000, true},
+      {"/chunked/100000", 100000, false},
+  };
+  auto session = URLSession::create();
+  for (const auto& c : cases) {
+    const auto result = fetch(*session, request(server.url(c.path)));
+    ASSERT_TRUE(result.ok()) << c.path << ": " << result.error().description();
+    EXPECT_EQ(result->data, std::string(c.size, 'x')) << c.path;
+    if (c.announced) {
+      EXPECT_EQ(result->data.capacity(), c.size) << c.path;
+    }
+  }
+}
+
 TEST(URLSessionTest, TransportErrors) {
   LoopbackServer server;
   int closedPort = 0;

@@ -160,6 +160,36 @@ std::shared_ptr<SKYLVelaTimelineLoader> load(std::shared_ptr<SKYLSource> source)
   return loader;
 }
 
+TEST(SKYLVelaTimelineLoaderTest, ASessionKeepsItsDocumentsBytesOnce) {
+  // Bytes the application gives: the timeline keeps the source's own, and
+  // sources made from the same shared bytes share them.
+  const auto bytes = std::make_shared<const std::string>(kVMAP);
+  const auto first = load(SKYLSource::initWithVMAPXMLData(bytes, {}));
+  const auto second = load(SKYLSource::initWithVMAPXMLData(bytes, {}));
+  ASSERT_TRUE(first->resultTimeline());
+  ASSERT_TRUE(second->resultTimeline());
+  EXPECT_EQ(first->resultTimeline()->vmapResponseData(), bytes);
+  EXPECT_EQ(second->resultTimeline()->vmapResponseData(), bytes);
+
+  // Bytes downloaded: the timeline keeps the download's buffer, as large as
+  // the document and no larger; with nobody observing, no copy is announced.
+  LoopbackServer server([](httplib::Server& s) {
+    s.Get("/vmap.xml", [](const httplib::Request&, httplib::Response& response) {
+      response.set_content(kVMAP, "application/xml");
+    });
+  });
+  const auto downloaded =
+      load(SKYLSource::initWithURL(URL::parse(server.url("/vmap.xml")), "Vela", {}));
+  ASSERT_TRUE(downloaded->resultTimeline());
+  const auto& kept = downloaded->resultTimeline()->vmapResponseData();
+  ASSERT_TRUE(kept);
+  EXPECT_EQ(*kept, kVMAP);
+  EXPECT_EQ(kept->capacity(), kVMAP.size());
+  // Once the announcement has found no observer and the download's
+  // callback has returned, the timeline's is the only reference.
+  EXPECT_TRUE(Dispatch::main().runUntil([&] { return kept.use_count() == 1; }, 5s));
+}
+
 TEST(SKYLVelaTimelineLoaderTest, LoadsFromEachKindOfSource) {
   LoopbackServer server([](httplib::Server& s) {
     s.Get("/vmap.xml", [](const httplib::Request&, httplib::Response& response) {
