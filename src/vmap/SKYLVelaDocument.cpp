@@ -165,11 +165,17 @@ void SKYLVelaDocument::retrieve(DispatchQueue& queue, const HTTPHeaderFields& he
           queue.async([self, completion, error] { completion(self, error); });
           return;
         }
-        const auto body = std::make_shared<const std::string>(std::move(result->data));
-        SKYLHostLog(6, "VMAP response: %@", *body);
-        announceResponse(self->sessionCommonProperties_, body);
-        const auto error = self->parse(body);
-        queue.async([self, completion, error] { completion(self, error); });
+        // The URL session's one thread carries every transfer of the
+        // process (beacons of other sessions among them): the document is
+        // read on the retrieval queue, and the thread goes back to the
+        // network at once.
+        auto body = std::make_shared<const std::string>(std::move(result->data));
+        self->retrievalQueue_->async([self, &queue, completion, body = std::move(body)] {
+          SKYLHostLog(6, "VMAP response: %@", *body);
+          announceResponse(self->sessionCommonProperties_, body);
+          const auto error = self->parse(body);
+          queue.async([self, completion, error] { completion(self, error); });
+        });
       });
   task->resume();
 }

@@ -1,11 +1,15 @@
 #include "vmap/SKYLVelaDocument.h"
 
 #include <future>
+#include <mutex>
+#include <thread>
 
 #include <gtest/gtest.h>
 #include <httplib.h>
 
+#include "host/SKYLHostLog.h"
 #include "host/SKYLHostNotifications.h"
+#include "platform/Log.h"
 #include "support/LoopbackServer.h"
 #include "support/TimelineFixtures.h"
 #include "support/VMAPFixtures.h"
@@ -75,6 +79,44 @@ TEST(SKYLVelaDocumentTest, RetrievesWithHeadersAndAnnouncesTheRawResponse) {
   EXPECT_EQ(announced, std::vector<std::string>{kVMAP});
   EXPECT_EQ(objects, std::vector<std::string>{"session-1"});
   NotificationCenter::defaultCenter().removeObserver(token);
+}
+
+TEST(SKYLVelaDocumentTest, TheResponseIsReadOffTheURLSessionsThread) {
+  // The URL session's one thread carries every transfer of the process: a
+  // document of megabytes read there would hold up every beacon meanwhile.
+  LoopbackServer server([](httplib::Server& s) {
+    s.Get("/vmap.xml", [](const httplib::Request&, httplib::Response& response) {
+      response.set_content(kVMAP, "application/xml");
+    });
+  });
+  const auto session = URLSession::create();
+  std::promise<std::thread::id> networkThread;
+  session
+      ->dataTask(URLRequest(*URL::parse(server.url("/status/204"))),
+                 [&](auto) { networkThread.set_value(std::this_thread::get_id()); })
+      ->resume();
+  auto networkThreadId = networkThread.get_future();
+  ASSERT_EQ(networkThreadId.wait_for(5s), std::future_status::ready);
+
+  // The response's verbose log line is written where it is read.
+  std::mutex mutex;
+  std::vector<std::thread::id> readOn;
+  setLogSink([&](const LogRecord& record) {
+    if (record.message.rfind("VMAP response: ", 0) != 0) return;
+    std::lock_guard lock(mutex);
+    readOn.push_back(std::this_thread::get_id());
+  });
+  const int level = SKYLHostLogLevel();
+  SKYLHostLogSetLevel(6);
+  auto document = documentFor(server.url("/vmap.xml"));
+  document->setSharedURLSession(session);
+  const auto outcome = retrieve(document);
+  SKYLHostLogSetLevel(level);
+  setLogSink(nullptr);
+  EXPECT_FALSE(outcome.error);
+  std::lock_guard lock(mutex);
+  ASSERT_EQ(readOn.size(), 1u);
+  EXPECT_NE(readOn.front(), networkThreadId.get());
 }
 
 TEST(SKYLVelaDocumentTest, TransportFailuresAreConnectionErrors) {
