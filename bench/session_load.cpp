@@ -83,62 +83,81 @@ double median(std::vector<double> values) {
 
 // When each beacon was fired (the start of the tick that fired it) and
 // when it reached the sink, by URL. The same URL fired more than once is
-// paired in order: its first send with its first arrival, and so on.
+// paired in order: its first send with its first arrival, and so on. The
+// records are made in room set aside (and touched) before the run, so
+// that they count in none of its memory figures.
 class WireTimes {
  public:
+  explicit WireTimes(size_t capacity) : sent_(capacity), arrived_(capacity) {}
+
   // Main queue.
   void tickStarted() { tickStarted_ = Clock::now(); }
   void sent(const URL& url) {
-    std::lock_guard lock(sentMutex_);
-    sent_[url.absoluteString()].push_back(tickStarted_);
+    record(sent_, sentCount_, url.absoluteString(), tickStarted_);
+    std::lock_guard lock(mutex_);
     ++inFlight_;
   }
   // Any thread: a beacon answered or failed.
   void delivered() {
-    std::lock_guard lock(sentMutex_);
+    std::lock_guard lock(mutex_);
     if (--inFlight_ == 0) drained_.notify_all();
   }
   // Main queue: waits until no beacon is in flight or the deadline passes.
   void waitForDrain(Clock::time_point deadline) {
-    std::unique_lock lock(sentMutex_);
+    std::unique_lock lock(mutex_);
     drained_.wait_until(lock, deadline, [&] { return inFlight_ == 0; });
   }
   // Any thread.
-  void arrived(std::string url) {
-    const auto now = Clock::now();
-    std::lock_guard lock(arrivedMutex_);
-    arrived_.emplace_back(std::move(url), now);
-  }
+  void arrived(std::string_view url) { record(arrived_, arrivedCount_, url, Clock::now()); }
 
   // Milliseconds from tick to wire, one per beacon that arrived, sorted.
   std::vector<double> latenciesMs() {
-    std::lock_guard sentLock(sentMutex_);
-    std::lock_guard arrivedLock(arrivedMutex_);
-    std::unordered_map<std::string, size_t> paired;
-    std::sort(arrived_.begin(), arrived_.end(),
-              [](const auto& a, const auto& b) { return a.second < b.second; });
+    const auto sent = inOrder(sent_, sentCount_);
+    const auto arrived = inOrder(arrived_, arrivedCount_);
+    std::unordered_map<size_t, std::vector<Clock::time_point>> sentByURL;
+    for (const auto& event : sent) sentByURL[event.url].push_back(event.at);
+    std::unordered_map<size_t, size_t> paired;
     std::vector<double> latencies;
-    latencies.reserve(arrived_.size());
-    for (const auto& [url, at] : arrived_) {
-      const auto found = sent_.find(url);
-      if (found == sent_.end()) continue;
-      size_t& next = paired[url];
+    latencies.reserve(arrived.size());
+    for (const auto& event : arrived) {
+      const auto found = sentByURL.find(event.url);
+      if (found == sentByURL.end()) continue;
+      size_t& next = paired[event.url];
       if (next == found->second.size()) continue;
       latencies.push_back(
-          std::chrono::duration<double, std::milli>(at - found->second[next++]).count());
+          std::chrono::duration<double, std::milli>(event.at - found->second[next++]).count());
     }
     std::sort(latencies.begin(), latencies.end());
     return latencies;
   }
 
  private:
+  struct Event {
+    size_t url = 0;  // the URL's hash
+    Clock::time_point at;
+  };
+  static void record(std::vector<Event>& events, std::atomic<size_t>& count, std::string_view url,
+                     Clock::time_point at) {
+    const size_t index = count++;
+    if (index < events.size()) events[index] = {std::hash<std::string_view>{}(url), at};
+  }
+  static std::vector<Event> inOrder(const std::vector<Event>& events,
+                                    const std::atomic<size_t>& count) {
+    std::vector<Event> recorded(events.begin(),
+                                events.begin() + std::min(count.load(), events.size()));
+    std::stable_sort(recorded.begin(), recorded.end(),
+                     [](const Event& a, const Event& b) { return a.at < b.at; });
+    return recorded;
+  }
+
   Clock::time_point tickStarted_ = Clock::now();
-  std::mutex sentMutex_;
+  std::vector<Event> sent_;
+  std::atomic<size_t> sentCount_{0};
+  std::vector<Event> arrived_;
+  std::atomic<size_t> arrivedCount_{0};
+  std::mutex mutex_;
   std::condition_variable drained_;
   long inFlight_ = 0;
-  std::unordered_map<std::string, std::vector<Clock::time_point>> sent_;
-  std::mutex arrivedMutex_;
-  std::vector<std::pair<std::string, Clock::time_point>> arrived_;
 };
 
 // The sessions' transport, noting when each beacon was fired.
@@ -168,7 +187,8 @@ double percentile(const std::vector<double>& sorted, double q) {
 }
 
 struct Sink {
-  explicit Sink(bool faulty) {
+  // Room for this many beacons' times.
+  Sink(bool faulty, size_t beacons) : wire(beacons) {
     // A beacon server answers at once: without TCP_NODELAY an answer could
     // wait for the client's delayed ACK, and the next request on its
     // connection with it.
@@ -207,6 +227,9 @@ struct Sink {
   std::atomic<long> received{0}, ok{0}, unavailable{0}, broken{0};
   WireTimes wire;
 };
+
+// Beacons per session in the document below, with room to spare.
+constexpr size_t kBeaconsPerSession = 64;
 
 // A 120 s VOD: a two-ad pre-roll pod and mid-rolls at content 30 and 60 s,
 // every ad with its impression, quartiles and break beacons at the sink.
@@ -276,7 +299,7 @@ class CountingTransport final : public BeaconTransport {
 };
 
 Figures run(int n, bool faulty, bool offline) {
-  Sink sink(faulty);
+  Sink sink(faulty, offline ? 0 : kBeaconsPerSession * static_cast<size_t>(n));
   const std::string vmap = document(sink);
   auto& manager = SKYLPlayerSDKManager::sharedManager();
   std::vector<std::shared_ptr<SimulatedPlayer>> players;
