@@ -59,6 +59,49 @@ TEST(URLSessionTest, SendsMethodBodyAndAddedHeaders) {
   EXPECT_EQ(recorded.header("Content-Type"), "application/json");
 }
 
+TEST(URLSessionTest, ATransferCarriesNothingOfTheOneBeforeIt) {
+  // One transfer at a time: each reuses the handle of the one before.
+  LoopbackServer server([](httplib::Server& s) {
+    const auto echo = [](const httplib::Request& r, httplib::Response& response) {
+      response.set_content(r.method + ":" + r.body, "text/plain");
+    };
+    s.Post("/echo", echo);
+    s.Get("/echo", echo);
+    s.Put("/echo", echo);
+  });
+  URLSession::Configuration configuration;
+  configuration.maximumConcurrentTransfers = 1;
+  auto session = URLSession::create(configuration);
+  URLRequest post = request(server.url("/echo"));
+  post.httpMethod = "POST";
+  post.httpBody = "body";
+  post.addValue("one", "X-Only-Once");
+  URLRequest put = post;
+  put.httpMethod = "PUT";
+  struct Case {
+    URLRequest request;
+    std::string answer;
+  };
+  const Case cases[] = {
+      {post, "POST:body"},
+      {request(server.url("/echo")), "GET:"},
+      {put, "PUT:body"},
+      {request(server.url("/echo")), "GET:"},
+      {request(server.url("/redirect?to=/echo")), "GET:"},
+  };
+  for (const auto& c : cases) {
+    const auto result = fetch(*session, c.request);
+    ASSERT_TRUE(result.ok()) << c.answer << ": " << result.error().description();
+    EXPECT_EQ(result->data, c.answer);
+  }
+  ASSERT_TRUE(server.waitForRequests(6, 5s));
+  const auto recorded = server.requests();
+  for (size_t i = 0; i < recorded.size(); ++i) {
+    const bool sentIt = i == 0 || i == 2;
+    EXPECT_EQ(recorded[i].header("X-Only-Once"), sentIt ? "one" : "") << recorded[i].method;
+  }
+}
+
 TEST(URLSessionTest, AnyHTTPStatusIsAResponseAndRedirectsAreFollowed) {
   LoopbackServer server;
   auto session = URLSession::create();
