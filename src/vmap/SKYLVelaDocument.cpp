@@ -167,14 +167,14 @@ void SKYLVelaDocument::retrieve(DispatchQueue& queue, const HTTPHeaderFields& he
         }
         // The URL session's one thread carries every transfer of the
         // process (beacons of other sessions among them): the document is
-        // read on the retrieval queue, and the thread goes back to the
-        // network at once.
+        // read on the caller's queue, just before its completion there, and
+        // the thread goes back to the network at once.
         auto body = std::make_shared<const std::string>(std::move(result->data));
-        self->retrievalQueue_->async([self, &queue, completion, body = std::move(body)] {
+        queue.async([self, completion, body = std::move(body)] {
           SKYLHostLog(6, "VMAP response: %@", *body);
           announceResponse(self->sessionCommonProperties_, body);
           const auto error = self->parse(body);
-          queue.async([self, completion, error] { completion(self, error); });
+          completion(self, error);
         });
       });
   task->resume();

@@ -24,11 +24,11 @@ namespace skylark {
 //        \--processVMAPXMLData--> Retrieved | Failed
 //   any state but NotStarted --retrieve again--> Failed (error 4012)
 //
-// Retrieval and the reading of the response run on the document's serial
-// retrieval queue (the URL session's thread only hands the bytes over);
-// completions go to the caller's queue (the repeated retrieval's error
-// excepted: it comes on the retrieval queue). The response notification is
-// posted on the main queue. Safe from any thread.
+// Retrieval runs on the document's serial retrieval queue; the URL
+// session's thread only hands the response over. The response is read,
+// and the completion called, on the caller's queue (the repeated
+// retrieval's error excepted: it comes on the retrieval queue). The
+// response notification is posted on the main queue. Safe from any thread.
 class SKYLVelaDocument : public std::enable_shared_from_this<SKYLVelaDocument> {
  public:
   enum class State { NotStarted = 0, Retrieving = 1, Retrieved = 2, Failed = 3 };
