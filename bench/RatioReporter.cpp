@@ -12,6 +12,8 @@ void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
       nanosecondsByName_[run.run_name.str()] = run.GetAdjustedRealTime();
     } else if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
       mediansByName_[run.run_name.str()] = run.GetAdjustedRealTime();
+    } else if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "min") {
+      minimaByName_[run.run_name.str()] = run.GetAdjustedRealTime();
     }
   }
   ConsoleReporter::ReportRuns(runs);
@@ -22,13 +24,17 @@ void RatioReporter::Finalize() {
   std::printf("\n");
   const bool medians = !mediansByName_.empty();
   const auto& figures = medians ? mediansByName_ : nanosecondsByName_;
-  for (const auto& [figure, baseline] : pairs_) {
-    const auto f = figures.find(figure);
-    const auto b = figures.find(baseline);
-    if (f == figures.end() || b == figures.end() || b->second <= 0) continue;
-    std::printf("ratio %s / %s = %.2f%s\n", figure.c_str(), baseline.c_str(), f->second / b->second,
-                medians ? " (medians)" : "");
-  }
+  const auto print = [&](const std::map<std::string, double>& values, const char* kind) {
+    for (const auto& [figure, baseline] : pairs_) {
+      const auto f = values.find(figure);
+      const auto b = values.find(baseline);
+      if (f == values.end() || b == values.end() || b->second <= 0) continue;
+      std::printf("ratio %s / %s = %.2f%s\n", figure.c_str(), baseline.c_str(),
+                  f->second / b->second, kind);
+    }
+  };
+  print(figures, medians ? " (medians)" : "");
+  print(minimaByName_, " (minima)");
   std::fflush(stdout);
 }
 

@@ -11,7 +11,10 @@ namespace skylark::bench {
 
 // The console table, then one line per (figure, baseline) pair:
 // "ratio FIGURE / BASELINE = R". Both are measured in the same run, so the
-// ratio holds on any machine where the absolute times do not.
+// ratio holds on any machine where the absolute times do not. A benchmark
+// that also computes a "min" statistic over its repetitions gets the ratio
+// of the minima too: on a machine shared with other work, the fastest
+// repetition of each is the one least slowed by it.
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
   explicit RatioReporter(std::vector<std::pair<std::string, std::string>> pairs)
@@ -24,6 +27,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
   std::vector<std::pair<std::string, std::string>> pairs_;
   std::map<std::string, double> nanosecondsByName_;
   std::map<std::string, double> mediansByName_;
+  std::map<std::string, double> minimaByName_;
 };
 
 // Runs every registered benchmark through a RatioReporter.

@@ -3,10 +3,12 @@
 // every session crosses each break boundary on the same tick; every beacon
 // goes over the process's one URL session to a loopback sink that counts
 // what it receives. Prints, for N = 10, 100, 1000: beacons fired and
-// received, the drain time of the last burst, memory per session (peak,
-// and what is still held after the burst), CPU per session,
-// the main queue's longest tick, the process's threads, and the ratios of
-// N = 1000 to N = 10 per session.
+// received, the drain time of the last burst, memory per session (peak;
+// what the sessions hold once loaded and played; what playback and the
+// last burst still hold), CPU per session, the main queue's longest tick,
+// the process's threads, the time from the tick that fired each beacon to
+// its arrival at the sink (median, 99th percentile and longest), and the
+// ratios of N = 1000 to N = 10 per session.
 //
 //   session_load            a healthy sink
 //   session_load --faulty   503 to one request in ten, a broken connection in fifty
@@ -24,15 +26,20 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cmath>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fstream>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include <httplib.h>
@@ -74,22 +81,134 @@ double median(std::vector<double> values) {
   return values[values.size() / 2];
 }
 
-struct Sink {
-  explicit Sink(bool faulty) {
-    server.Get(R"(/b/.*)", [this, faulty](const httplib::Request&, httplib::Response& response) {
-      const int n = ++received;
-      if (faulty && n % 50 == 25) {
-        ++broken;
-        response.set_content_provider(10, "text/plain",
-                                      [](size_t, size_t, httplib::DataSink&) { return false; });
-      } else if (faulty && n % 10 == 0) {
-        ++unavailable;
-        response.status = 503;
-      } else {
-        ++ok;
-        response.status = 204;
-      }
+// When each beacon was fired (the start of the tick that fired it) and
+// when it reached the sink, by URL. The same URL fired more than once is
+// paired in order: its first send with its first arrival, and so on. The
+// records are made in room set aside (and touched) before the run, so
+// that they count in none of its memory figures.
+class WireTimes {
+ public:
+  explicit WireTimes(size_t capacity) : sent_(capacity), arrived_(capacity) {}
+
+  // Main queue.
+  void tickStarted() { tickStarted_ = Clock::now(); }
+  void sent(const URL& url) {
+    record(sent_, sentCount_, url.absoluteString(), tickStarted_);
+    std::lock_guard lock(mutex_);
+    ++inFlight_;
+  }
+  // Any thread: a beacon answered or failed.
+  void delivered() {
+    std::lock_guard lock(mutex_);
+    if (--inFlight_ == 0) drained_.notify_all();
+  }
+  // Main queue: waits until no beacon is in flight or the deadline passes.
+  void waitForDrain(Clock::time_point deadline) {
+    std::unique_lock lock(mutex_);
+    drained_.wait_until(lock, deadline, [&] { return inFlight_ == 0; });
+  }
+  // Any thread.
+  void arrived(std::string_view url) { record(arrived_, arrivedCount_, url, Clock::now()); }
+
+  // Milliseconds from tick to wire, one per beacon that arrived, sorted.
+  std::vector<double> latenciesMs() {
+    const auto sent = inOrder(sent_, sentCount_);
+    const auto arrived = inOrder(arrived_, arrivedCount_);
+    std::unordered_map<size_t, std::vector<Clock::time_point>> sentByURL;
+    for (const auto& event : sent) sentByURL[event.url].push_back(event.at);
+    std::unordered_map<size_t, size_t> paired;
+    std::vector<double> latencies;
+    latencies.reserve(arrived.size());
+    for (const auto& event : arrived) {
+      const auto found = sentByURL.find(event.url);
+      if (found == sentByURL.end()) continue;
+      size_t& next = paired[event.url];
+      if (next == found->second.size()) continue;
+      latencies.push_back(
+          std::chrono::duration<double, std::milli>(event.at - found->second[next++]).count());
+    }
+    std::sort(latencies.begin(), latencies.end());
+    return latencies;
+  }
+
+ private:
+  struct Event {
+    size_t url = 0;  // the URL's hash
+    Clock::time_point at;
+  };
+  static void record(std::vector<Event>& events, std::atomic<size_t>& count, std::string_view url,
+                     Clock::time_point at) {
+    const size_t index = count++;
+    if (index < events.size()) events[index] = {std::hash<std::string_view>{}(url), at};
+  }
+  static std::vector<Event> inOrder(const std::vector<Event>& events,
+                                    const std::atomic<size_t>& count) {
+    std::vector<Event> recorded(events.begin(),
+                                events.begin() + std::min(count.load(), events.size()));
+    std::stable_sort(recorded.begin(), recorded.end(),
+                     [](const Event& a, const Event& b) { return a.at < b.at; });
+    return recorded;
+  }
+
+  Clock::time_point tickStarted_ = Clock::now();
+  std::vector<Event> sent_;
+  std::atomic<size_t> sentCount_{0};
+  std::vector<Event> arrived_;
+  std::atomic<size_t> arrivedCount_{0};
+  std::mutex mutex_;
+  std::condition_variable drained_;
+  long inFlight_ = 0;
+};
+
+// The sessions' transport, noting when each beacon was fired.
+class WireTimingTransport final : public BeaconTransport {
+ public:
+  WireTimingTransport(std::shared_ptr<BeaconTransport> inner, WireTimes& times)
+      : inner_(std::move(inner)), times_(times) {}
+  using BeaconTransport::send;
+  void send(const URL& url, Delivered delivered) override {
+    times_.sent(url);
+    inner_->send(url, [this, delivered = std::move(delivered)](const BeaconDelivery& outcome) {
+      if (delivered) delivered(outcome);
+      times_.delivered();
     });
+  }
+
+ private:
+  const std::shared_ptr<BeaconTransport> inner_;
+  WireTimes& times_;
+};
+
+// The value at fraction q of sorted values (q = 1: the largest).
+double percentile(const std::vector<double>& sorted, double q) {
+  if (sorted.empty()) return 0;
+  const auto rank = static_cast<size_t>(std::ceil(q * static_cast<double>(sorted.size())));
+  return sorted[std::clamp<size_t>(rank, 1, sorted.size()) - 1];
+}
+
+struct Sink {
+  // Room for this many beacons' times.
+  Sink(bool faulty, size_t beacons) : wire(beacons) {
+    // A beacon server answers at once: without TCP_NODELAY an answer could
+    // wait for the client's delayed ACK, and the next request on its
+    // connection with it.
+    server.set_tcp_nodelay(true);
+    server.Get(R"(/b/.*)",
+               [this, faulty](const httplib::Request& request, httplib::Response& response) {
+                 wire.arrived(url(request.target));
+                 const int n = ++received;
+                 if (faulty && n % 50 == 25) {
+                   ++broken;
+                   response.set_content_provider(
+                       10, "text/plain", [](size_t, size_t, httplib::DataSink&) { return false; });
+                 } else if (faulty && n % 10 == 0) {
+                   ++unavailable;
+                   response.status = 503;
+                 } else {
+                   ++ok;
+                   response.status = 204;
+                 }
+               });
     port = server.bind_to_any_port("127.0.0.1");
     thread = std::thread([this] { server.listen_after_bind(); });
     while (!server.is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -106,7 +225,11 @@ struct Sink {
   std::thread thread;
   int port = 0;
   std::atomic<long> received{0}, ok{0}, unavailable{0}, broken{0};
+  WireTimes wire;
 };
+
+// Beacons per session in the document below, with room to spare.
+constexpr size_t kBeaconsPerSession = 64;
 
 // A 120 s VOD: a two-ad pre-roll pod and mid-rolls at content 30 and 60 s,
 // every ad with its impression, quartiles and break beacons at the sink.
@@ -146,6 +269,13 @@ struct Figures {
   long fired = 0, received = 0, answered2xx = 0, answeredOther = 0, failed = 0;
   long sinkOk = 0, sinkUnavailable = 0, sinkBroken = 0;
   double drainSeconds = 0, kbPerSession = 0, cpuMsPerSessionSecond = 0, longestTickMs = 0;
+  // Resident memory once the sessions have loaded, played and drained,
+  // less before the first video was made, per session: what a session
+  // keeps for as long as it lives (its document, timeline, tracker...).
+  double kbHeldPerSession = 0;
+  // Tick to wire, in milliseconds: from the start of the tick that fired a
+  // beacon to its arrival at the sink.
+  double wireP50Ms = 0, wireP99Ms = 0, wireMaxMs = 0;
   // The same CPU figure for the median second of play: the mean moves with
   // whatever else the machine runs meanwhile, the median much less.
   double medianCpuMsPerSessionSecond = 0;
@@ -169,7 +299,7 @@ class CountingTransport final : public BeaconTransport {
 };
 
 Figures run(int n, bool faulty, bool offline) {
-  Sink sink(faulty);
+  Sink sink(faulty, offline ? 0 : kBeaconsPerSession * static_cast<size_t>(n));
   const std::string vmap = document(sink);
   auto& manager = SKYLPlayerSDKManager::sharedManager();
   std::vector<std::shared_ptr<SimulatedPlayer>> players;
@@ -188,7 +318,8 @@ Figures run(int n, bool faulty, bool offline) {
     if (offline) {
       options.setBeaconTransport(counting);
     } else {
-      options.setBeaconTransport(std::make_shared<URLSessionBeaconTransport>());
+      options.setBeaconTransport(std::make_shared<WireTimingTransport>(
+          std::make_shared<URLSessionBeaconTransport>(), sink.wire));
     }
     auto provider =
         createSSAISessionProviderWithUpstreamSessionProvider(manager, nullptr, &options);
@@ -200,13 +331,18 @@ Figures run(int n, bool faulty, bool offline) {
     (void)provider->playbackSessionsForVideos(videos, listener);
     Dispatch::main().runUntil([&] { return static_cast<int>(listener->sessions.size()) == n; },
                               std::chrono::seconds(60));
+    sink.wire.tickStarted();
     for (const auto& session : listener->sessions) {
       session->begin();
       session->avPlayerPlay();
     }
     Dispatch::main().runUntilIdle();
 
-    // Lock step: every session moves 0.25 s per tick.
+    // Lock step: every session moves 0.25 s per tick. Over HTTP the next
+    // tick comes when the last one's beacons are all answered, or 0.25 s
+    // after it began, whichever is sooner: as in real time, where a burst
+    // drains while the playhead moves on, but without waiting out seconds
+    // in which nothing is on the wire (that would change nothing).
     const long beforeBurstKB = statusKB("VmRSS:");
     const double cpuBefore = cpuSeconds();
     double secondStarted = cpuBefore;
@@ -214,12 +350,14 @@ Figures run(int n, bool faulty, bool offline) {
     double played = 0;
     for (int tickCount = 1; played < 121; ++tickCount) {
       const auto tick = Clock::now();
+      sink.wire.tickStarted();
       for (const auto& player : players) player->advance(0.25);
       Dispatch::main().runUntilIdle();
       played += 0.25;
       figures.longestTickMs =
           std::max(figures.longestTickMs,
                    std::chrono::duration<double, std::milli>(Clock::now() - tick).count());
+      if (!offline) sink.wire.waitForDrain(tick + std::chrono::milliseconds(250));
       if (tickCount % 4 == 0) {
         const double now = cpuSeconds();
         perSecond.push_back((now - secondStarted) * 1000 / n);
@@ -245,7 +383,9 @@ Figures run(int n, bool faulty, bool offline) {
     }
     figures.drainSeconds = std::chrono::duration<double>(Clock::now() - drainStart).count();
     malloc_trim(0);
-    figures.kbLeftPerSession = static_cast<double>(statusKB("VmRSS:") - beforeBurstKB) / n;
+    const long heldKB = statusKB("VmRSS:");
+    figures.kbLeftPerSession = static_cast<double>(heldKB - beforeBurstKB) / n;
+    figures.kbHeldPerSession = static_cast<double>(heldKB - baselineKB) / n;
     for (const auto& session : listener->sessions) {
       const auto total = static_cast<SKYLVUXSession&>(*session).deliveryLedger()->total();
       figures.fired += total.handed;
@@ -258,6 +398,12 @@ Figures run(int n, bool faulty, bool offline) {
   figures.sinkOk = offline ? figures.answered2xx : sink.ok.load();
   figures.sinkUnavailable = sink.unavailable;
   figures.sinkBroken = sink.broken;
+  if (!offline) {
+    const auto latencies = sink.wire.latenciesMs();
+    figures.wireP50Ms = percentile(latencies, 0.5);
+    figures.wireP99Ms = percentile(latencies, 0.99);
+    figures.wireMaxMs = percentile(latencies, 1.0);
+  }
   manager.setPlayerFactory(nullptr);
   return figures;
 }
@@ -317,12 +463,13 @@ int main(int argc, char** argv) {
   }
   SKYLVelaLogConfigure(0);
   std::map<int, std::vector<Figures>> results;
-  std::printf("%s\n%6s %8s %8s %8s %8s %8s %9s %12s %10s %14s %10s %10s %8s\n",
+  std::printf("%s\n%6s %8s %8s %8s %8s %8s %9s %12s %8s %8s %14s %10s %10s %8s %22s\n",
               offline  ? "offline (no HTTP)"
               : faulty ? "faulty sink"
                        : "healthy sink",
               "N", "fired", "received", "2xx", "other", "failed", "drain s", "KB/session",
-              "KB left", "CPU ms/sess·s", "median", "tick ms", "threads");
+              "KB held", "KB left", "CPU ms/sess·s", "median", "tick ms", "threads",
+              "wire ms p50/p99/max");
   bool ok = true;
   // With --repeat the counts take turns, so that a busy spell of the
   // machine's neighbours falls on every N alike; the ratios are of medians.
@@ -335,10 +482,15 @@ int main(int argc, char** argv) {
       }
       const Figures& f = *figures;
       results[n].push_back(f);
-      std::printf("%6d %8ld %8ld %8ld %8ld %8ld %9.3f %12.1f %10.1f %14.4f %10.4f %10.2f %8ld\n", n,
-                  f.fired, f.received, f.answered2xx, f.answeredOther, f.failed, f.drainSeconds,
-                  f.kbPerSession, f.kbLeftPerSession, f.cpuMsPerSessionSecond,
+      std::printf("%6d %8ld %8ld %8ld %8ld %8ld %9.3f %12.1f %8.1f %8.1f %14.4f %10.4f %10.2f %8ld",
+                  n, f.fired, f.received, f.answered2xx, f.answeredOther, f.failed, f.drainSeconds,
+                  f.kbPerSession, f.kbHeldPerSession, f.kbLeftPerSession, f.cpuMsPerSessionSecond,
                   f.medianCpuMsPerSessionSecond, f.longestTickMs, f.threads);
+      if (offline) {
+        std::printf(" %22s\n", "-");
+      } else {
+        std::printf(" %8.2f/%6.2f/%6.1f\n", f.wireP50Ms, f.wireP99Ms, f.wireMaxMs);
+      }
       ok = ok && f.fired == f.received && f.answered2xx == f.sinkOk &&
            f.answeredOther == f.sinkUnavailable && f.failed == f.sinkBroken;
     }
@@ -352,9 +504,11 @@ int main(int argc, char** argv) {
       };
       return medianOf(1000) / medianOf(10);
     };
-    std::printf("\nper session, N=1000 / N=10%s: CPU %.2f (median second %.2f), memory %.2f\n",
-                repeats > 1 ? " (medians of the runs)" : "", ratio(&Figures::cpuMsPerSessionSecond),
-                ratio(&Figures::medianCpuMsPerSessionSecond), ratio(&Figures::kbPerSession));
+    std::printf(
+        "\nper session, N=1000 / N=10%s: CPU %.2f (median second %.2f), memory %.2f (held %.2f)\n",
+        repeats > 1 ? " (medians of the runs)" : "", ratio(&Figures::cpuMsPerSessionSecond),
+        ratio(&Figures::medianCpuMsPerSessionSecond), ratio(&Figures::kbPerSession),
+        ratio(&Figures::kbHeldPerSession));
   }
   std::printf("fired = received and the ledgers equal the sink's log: %s\n", ok ? "yes" : "NO");
   return ok ? 0 : 1;

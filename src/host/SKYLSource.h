@@ -27,14 +27,22 @@ class SKYLSource {
                                                  std::optional<std::string> deliveryMethod,
                                                  Properties properties);
   // A source without URL or delivery method carrying the VMAP document.
+  // The bytes are kept once: the session's document and timeline share
+  // them, and so do sources made from the same shared bytes.
   static std::shared_ptr<SKYLSource> initWithVMAPXMLData(std::string vmapXMLData,
                                                          Properties properties);
+  static std::shared_ptr<SKYLSource> initWithVMAPXMLData(
+      std::shared_ptr<const std::string> vmapXMLData, Properties properties);
 
   const std::optional<URL>& url() const { return url_; }
   const std::optional<std::string>& deliveryMethod() const { return deliveryMethod_; }
   const Properties& properties() const { return properties_; }
-  const std::optional<std::string>& vmapXMLData() const { return vmapXMLData_; }
-  void setVmapXMLData(std::optional<std::string> data) { vmapXMLData_ = std::move(data); }
+  // Null when the source carries no document.
+  const std::shared_ptr<const std::string>& vmapXMLData() const { return vmapXMLData_; }
+  void setVmapXMLData(std::optional<std::string> data) {
+    vmapXMLData_ = data ? std::make_shared<const std::string>(std::move(*data)) : nullptr;
+  }
+  void setVmapXMLData(std::shared_ptr<const std::string> data) { vmapXMLData_ = std::move(data); }
   bool isLiveSSAISource() const { return liveSSAISource_; }
   void setLiveSSAISource(bool live) { liveSSAISource_ = live; }
 
@@ -48,7 +56,7 @@ class SKYLSource {
   std::optional<URL> url_;
   std::optional<std::string> deliveryMethod_;
   Properties properties_;
-  std::optional<std::string> vmapXMLData_;
+  std::shared_ptr<const std::string> vmapXMLData_;
   bool liveSSAISource_ = false;
 };
 

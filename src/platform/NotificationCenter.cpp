@@ -50,6 +50,11 @@ const NotificationCenter::Entries& NotificationCenter::observersOf(const std::st
   return found == named_.end() ? none : found->second;
 }
 
+bool NotificationCenter::hasObservers(const std::string& name) const {
+  MutexLock lock(mutex_);
+  return !everyName_.empty() || !observersOf(name, nullptr).empty();
+}
+
 void NotificationCenter::post(const Notification& notification) {
   Entries snapshot;
   {

@@ -43,6 +43,10 @@ class NotificationCenter {
   [[nodiscard]] Token addObserver(std::string name, const void* sender, Observer observer);
   void removeObserver(Token token);
   void post(const Notification& notification);
+  // Whether a post of that name from no particular sender would reach an
+  // observer now: a poster whose notification is costly to make (a copy
+  // of a document) makes it only for someone.
+  bool hasObservers(const std::string& name) const;
 
  private:
   struct Entry {

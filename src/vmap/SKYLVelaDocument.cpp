@@ -1,7 +1,7 @@
 #include "vmap/SKYLVelaDocument.h"
 
 #include "host/SKYLHostLog.h"
-#include "host/SKYLHostNotifications.h"
+#include "platform/NotificationCenter.h"
 #include "platform/StringFormat.h"
 #include "timeline/SKYLVelaErrors.h"
 #include "vmap/SKYLVelaVMAPParser.h"
@@ -16,9 +16,28 @@ SKYLError velaError(int64_t code, std::string description) {
   return SKYLError(std::string(SKYLVelaErrorDomain), code, std::move(description));
 }
 
+// Posts the raw response on the main queue. The notification carries a
+// copy of the bytes, made there and only when an observer will read it:
+// the download's own buffer goes on to the timeline.
+void announceResponse(std::any sessionCommonProperties, std::shared_ptr<const std::string> body) {
+  Dispatch::main().async([properties = std::move(sessionCommonProperties),
+                          body = std::move(body)]() mutable {
+    auto& center = NotificationCenter::defaultCenter();
+    const std::string name(kSKYLSSAIVMAPResponseReceivedNotification);
+    if (!center.hasObservers(name)) return;
+    Notification notification;
+    notification.name = name;
+    notification.object = std::move(properties);
+    notification.userInfo[std::string(kSKYLSSAIVMAPResponseReceivedNotificationDataUserInfoKey)] =
+        *body;
+    center.post(notification);
+  });
+}
+
 }  // namespace
 
-SKYLVelaDocument::SKYLVelaDocument(std::optional<URL> velaURL, std::optional<std::string> data)
+SKYLVelaDocument::SKYLVelaDocument(std::optional<URL> velaURL,
+                                   std::shared_ptr<const std::string> data)
     : velaURL_(std::move(velaURL)), vmapXMLData_(std::move(data)) {}
 
 std::shared_ptr<SKYLVelaDocument> SKYLVelaDocument::initWithURL(URL velaURL) {
@@ -30,6 +49,12 @@ std::shared_ptr<SKYLVelaDocument> SKYLVelaDocument::initWithURL(URL velaURL) {
 }
 
 std::shared_ptr<SKYLVelaDocument> SKYLVelaDocument::initWithVMAPXMLData(std::string vmapXMLData) {
+  return initWithVMAPXMLData(std::make_shared<const std::string>(std::move(vmapXMLData)));
+}
+
+std::shared_ptr<SKYLVelaDocument> SKYLVelaDocument::initWithVMAPXMLData(
+    std::shared_ptr<const std::string> vmapXMLData) {
+  if (!vmapXMLData) vmapXMLData = std::make_shared<const std::string>();
   return std::shared_ptr<SKYLVelaDocument>(new SKYLVelaDocument({}, std::move(vmapXMLData)));
 }
 
@@ -53,9 +78,9 @@ void SKYLVelaDocument::setSharedURLSession(std::shared_ptr<URLSession> session) 
   session_ = session ? std::move(session) : defaultSession();
 }
 
-std::optional<SKYLError> SKYLVelaDocument::parse(std::string_view data) {
+std::optional<SKYLError> SKYLVelaDocument::parse(std::shared_ptr<const std::string> data) {
   SKYLVelaParseContext context;
-  auto parsed = SKYLVelaParseTimelineFromDataWithError(&context, data);
+  auto parsed = SKYLVelaParseTimelineFromDataWithError(&context, std::move(data));
   MutexLock lock(mutex_);
   vmapExtensionsNamespace_ = context.vmapExtensionsNamespace;
   if (parsed.ok()) {
@@ -73,7 +98,7 @@ std::optional<SKYLError> SKYLVelaDocument::parse(std::string_view data) {
 }
 
 void SKYLVelaDocument::processVMAPXMLData(const Completion& completion) {
-  const auto error = parse(vmapXMLData_.value_or(""));
+  const auto error = parse(vmapXMLData_ ? vmapXMLData_ : std::make_shared<const std::string>());
   if (completion) completion(shared_from_this(), error);
 }
 
@@ -126,31 +151,32 @@ void SKYLVelaDocument::retrieve(DispatchQueue& queue, const HTTPHeaderFields& he
   URLRequest request(*velaURL_);
   request.timeoutInterval = timeoutInterval_;
   for (const auto& [name, value] : headers) request.addValue(value, name);
-  auto task = session->dataTask(std::move(request), [self = shared_from_this(), &queue,
-                                                     completion = std::move(completion)](
-                                                        Result<URLSessionResponse> result) {
-    if (!result.ok()) {
-      {
-        MutexLock lock(self->mutex_);
-        self->state_ = State::Failed;
-      }
-      SKYLError error = velaError(SKYLVelaDocumentErrorCodeConnection,
-                                  "The VMAP document could not be downloaded.");
-      error.withUnderlyingError(result.error());
-      queue.async([self, completion, error] { completion(self, error); });
-      return;
-    }
-    const std::string& body = result->data;
-    SKYLHostLog(6, "VMAP response: %@", body);
-    Notification notification;
-    notification.name = kSKYLSSAIVMAPResponseReceivedNotification;
-    notification.object = self->sessionCommonProperties_;
-    notification.userInfo[std::string(kSKYLSSAIVMAPResponseReceivedNotificationDataUserInfoKey)] =
-        body;
-    SKYLHostPostNotificationOnMainQueue(std::move(notification));
-    const auto error = self->parse(body);
-    queue.async([self, completion, error] { completion(self, error); });
-  });
+  auto task = session->dataTask(
+      std::move(request), [self = shared_from_this(), &queue,
+                           completion = std::move(completion)](Result<URLSessionResponse> result) {
+        if (!result.ok()) {
+          {
+            MutexLock lock(self->mutex_);
+            self->state_ = State::Failed;
+          }
+          SKYLError error = velaError(SKYLVelaDocumentErrorCodeConnection,
+                                      "The VMAP document could not be downloaded.");
+          error.withUnderlyingError(result.error());
+          queue.async([self, completion, error] { completion(self, error); });
+          return;
+        }
+        // The URL session's one thread carries every transfer of the
+        // process (beacons of other sessions among them): the document is
+        // read on the caller's queue, just before its completion there, and
+        // the thread goes back to the network at once.
+        auto body = std::make_shared<const std::string>(std::move(result->data));
+        queue.async([self, completion, body = std::move(body)] {
+          SKYLHostLog(6, "VMAP response: %@", *body);
+          announceResponse(self->sessionCommonProperties_, body);
+          const auto error = self->parse(body);
+          completion(self, error);
+        });
+      });
   task->resume();
 }
 

@@ -25,8 +25,9 @@ namespace SKYLARK_API skylark {
 //        \--processVMAPXMLData--> Retrieved | Failed
 //   any state but NotStarted --retrieve again--> Failed (error 4012)
 //
-// Retrieval runs on the document's serial retrieval queue and the URL
-// session's thread; completions go to the caller's queue (the repeated
+// Retrieval runs on the document's serial retrieval queue; the URL
+// session's thread only hands the response over. The response is read,
+// and the completion called, on the caller's queue (the repeated
 // retrieval's error excepted: it comes on the retrieval queue). The
 // response notification is posted on the main queue. Safe from any thread.
 class SKYLVelaDocument : public std::enable_shared_from_this<SKYLVelaDocument> {
@@ -36,8 +37,11 @@ class SKYLVelaDocument : public std::enable_shared_from_this<SKYLVelaDocument> {
       std::function<void(std::shared_ptr<SKYLVelaDocument> document, std::optional<SKYLError>)>;
 
   static std::shared_ptr<SKYLVelaDocument> initWithURL(URL velaURL);
-  // Bytes only: no queue and no session are made.
+  // Bytes only: no queue and no session are made. Shared bytes stay
+  // shared: the timeline keeps them, not a copy.
   static std::shared_ptr<SKYLVelaDocument> initWithVMAPXMLData(std::string vmapXMLData);
+  static std::shared_ptr<SKYLVelaDocument> initWithVMAPXMLData(
+      std::shared_ptr<const std::string> vmapXMLData);
 
   // Downloads with the given headers (added in order; a repeated name is
   // appended to, never replaced), then parses. `queue` must outlive the
@@ -59,14 +63,14 @@ class SKYLVelaDocument : public std::enable_shared_from_this<SKYLVelaDocument> {
   void setSharedURLSession(std::shared_ptr<URLSession> session);
 
  private:
-  SKYLVelaDocument(std::optional<URL> velaURL, std::optional<std::string> data);
+  SKYLVelaDocument(std::optional<URL> velaURL, std::shared_ptr<const std::string> data);
   // Parses, stores the result and moves to Retrieved or Failed; the error
   // of a failure (4011) is returned.
-  std::optional<SKYLError> parse(std::string_view data);
+  std::optional<SKYLError> parse(std::shared_ptr<const std::string> data);
   void retrieve(DispatchQueue& queue, const HTTPHeaderFields& headers, Completion completion);
 
   const std::optional<URL> velaURL_;
-  const std::optional<std::string> vmapXMLData_;
+  const std::shared_ptr<const std::string> vmapXMLData_;
   std::shared_ptr<DispatchQueue> retrievalQueue_;
   std::any sessionCommonProperties_;
   std::chrono::milliseconds timeoutInterval_{60'000};

@@ -30,7 +30,7 @@ void SKYLVelaTimelineLoader::finish(const std::shared_ptr<SKYLVelaDocument>& doc
 
 void SKYLVelaTimelineLoader::loadNow(const Completion& completion) {
   if (videoSource_ && videoSource_->vmapXMLData()) {
-    auto document = SKYLVelaDocument::initWithVMAPXMLData(*videoSource_->vmapXMLData());
+    auto document = SKYLVelaDocument::initWithVMAPXMLData(videoSource_->vmapXMLData());
     document->setSessionCommonProperties(sessionCommonProperties_);
     document->processVMAPXMLData(
         [self = shared_from_this(), completion](auto doc, const auto& error) {

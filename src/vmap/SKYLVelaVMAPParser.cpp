@@ -393,6 +393,13 @@ Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromXMLDocumentWi
 
 Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromDataWithError(
     SKYLVelaParseContext* context, std::string_view data) {
+  return SKYLVelaParseTimelineFromDataWithError(context, std::make_shared<const std::string>(data));
+}
+
+Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromDataWithError(
+    SKYLVelaParseContext* context, std::shared_ptr<const std::string> bytes) {
+  if (!bytes) bytes = std::make_shared<const std::string>();
+  const std::string_view data = *bytes;
   std::string ns;
   if (data.find("xmlns:sk=") != std::string_view::npos) {
     ns = "sk";
@@ -403,13 +410,13 @@ Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromDataWithError
   if (!context) context = &local;
   context->vmapExtensionsNamespace = ns;
 
-  auto document = SKYLVelaXMLDocument::XMLDocumentWithData(data);
+  auto document = SKYLVelaXMLDocument::XMLDocumentWithString(*bytes);
   if (!document.ok() || !document.value()->rootElement()) {
     SKYLError error = deserializationError("The VMAP document could not be read.");
     if (!document.ok()) error.withUnderlyingError(document.error());
     return error;
   }
-  return parseTimeline(context, *document.value(), std::make_shared<const std::string>(data));
+  return parseTimeline(context, *document.value(), std::move(bytes));
 }
 
 }  // namespace skylark

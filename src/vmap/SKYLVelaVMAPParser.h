@@ -27,6 +27,9 @@ struct SKYLVelaParseContext {
 // time and is skipped.
 Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromDataWithError(
     SKYLVelaParseContext* context, std::string_view data);
+// The same, and the timeline keeps the very bytes given (no copy of them).
+Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromDataWithError(
+    SKYLVelaParseContext* context, std::shared_ptr<const std::string> data);
 
 Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromXMLDocumentWithError(
     SKYLVelaParseContext* context, SKYLVelaXMLDocument& document);

@@ -21,7 +21,29 @@ void initializeLibxml() {
   std::call_once(once, [] { xmlInitParser(); });
 }
 
-Result<std::shared_ptr<SKYLVelaXMLDocument>> parse(std::string_view data, bool html) {
+enum class Syntax { xml, html };
+// Whether libxml2 may read the bytes where they lie (they end in a NUL)
+// or must copy them into a buffer of its own first.
+enum class Reading { inPlace, copied };
+
+struct ParserContextFree {
+  void operator()(xmlParserCtxt* context) const { xmlFreeParserCtxt(context); }
+};
+
+xmlDocPtr read(std::string_view data, Syntax syntax, Reading reading) {
+  const auto size = static_cast<int>(data.size());
+  if (syntax == Syntax::html) return htmlReadMemory(data.data(), size, "", nullptr, kParseOptions);
+  if (reading == Reading::copied)
+    return xmlReadMemory(data.data(), size, "", nullptr, kParseOptions);
+  // The tree keeps a reference to the context's dictionary, not to the
+  // context: it goes at once.
+  std::unique_ptr<xmlParserCtxt, ParserContextFree> context(xmlNewParserCtxt());
+  if (!context) return nullptr;
+  return xmlCtxtReadMemory(context.get(), data.data(), size, "", nullptr, kParseOptions);
+}
+
+Result<std::shared_ptr<SKYLVelaXMLDocument>> parse(std::string_view data, Syntax syntax,
+                                                   Reading reading) {
   initializeLibxml();
   if (data.size() > static_cast<size_t>(INT_MAX)) {
     return SKYLError(std::string(kSKYLVelaXMLErrorDomain), XML_ERR_NO_MEMORY)
@@ -32,10 +54,8 @@ Result<std::shared_ptr<SKYLVelaXMLDocument>> parse(std::string_view data, bool h
         .withFailureReason("An element has more than " + std::to_string(kMaxAttributesPerElement) +
                            " attributes");
   }
-  const auto size = static_cast<int>(data.size());
   xmlResetLastError();
-  XMLDocHandle tree(html ? htmlReadMemory(data.data(), size, "", nullptr, kParseOptions)
-                         : xmlReadMemory(data.data(), size, "", nullptr, kParseOptions));
+  XMLDocHandle tree(read(data, syntax, reading));
   if (!tree) {
     if (const xmlError* error = xmlGetLastError()) {
       return SKYLVelaXMLSetErrorFromXMLErrorPtr(error);
@@ -58,12 +78,17 @@ Result<std::shared_ptr<SKYLVelaXMLDocument>> parse(std::string_view data, bool h
 
 Result<std::shared_ptr<SKYLVelaXMLDocument>> SKYLVelaXMLDocument::XMLDocumentWithData(
     std::string_view data) {
-  return parse(data, /*html=*/false);
+  return parse(data, Syntax::xml, Reading::copied);
+}
+
+Result<std::shared_ptr<SKYLVelaXMLDocument>> SKYLVelaXMLDocument::XMLDocumentWithString(
+    const std::string& data) {
+  return parse(data, Syntax::xml, Reading::inPlace);
 }
 
 Result<std::shared_ptr<SKYLVelaXMLDocument>> SKYLVelaXMLDocument::HTMLDocumentWithData(
     std::string_view data) {
-  return parse(data, /*html=*/true);
+  return parse(data, Syntax::html, Reading::copied);
 }
 
 void XMLDocFree::operator()(_xmlDoc* document) const { xmlFreeDoc(document); }

@@ -27,6 +27,11 @@ namespace SKYLARK_API skylark {
 class SKYLVelaXMLDocument : public std::enable_shared_from_this<SKYLVelaXMLDocument> {
  public:
   static Result<std::shared_ptr<SKYLVelaXMLDocument>> XMLDocumentWithData(std::string_view data);
+  // The same tree from a whole string, which libxml2 reads where it lies
+  // instead of copying it first (a string's bytes end in a NUL, as its
+  // in-place reading needs).
+  static Result<std::shared_ptr<SKYLVelaXMLDocument>> XMLDocumentWithString(
+      const std::string& data);
   static Result<std::shared_ptr<SKYLVelaXMLDocument>> HTMLDocumentWithData(std::string_view data);
   // Takes ownership of the tree (null allowed: a document without root).
   static std::shared_ptr<SKYLVelaXMLDocument> initWithDocument(XMLDocHandle document);

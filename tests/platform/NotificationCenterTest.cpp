@@ -31,6 +31,34 @@ TEST(NotificationCenterTest, DeliversByNameInOrderAndRemovalTakesEffectAtOnce) {
   EXPECT_EQ(calls, (std::vector<std::string>{"late", "late"}));
 }
 
+TEST(NotificationCenterTest, HasObserversTellsWhetherAPostFromNoSenderWouldReachAnyone) {
+  int sender = 0;
+  struct Case {
+    const char* what;
+    std::string name;
+    const void* sender;
+    bool observed;
+  };
+  const Case cases[] = {
+      {"that name", "vmap", nullptr, true},
+      {"every name", "", nullptr, true},
+      {"another name", "beacon", nullptr, false},
+      {"that name from one sender only", "vmap", &sender, false},
+  };
+  for (const auto& c : cases) {
+    NotificationCenter center;
+    EXPECT_FALSE(center.hasObservers("vmap")) << "nobody yet";
+    int heard = 0;
+    const auto token = center.addObserver(c.name, c.sender, [&](const Notification&) { ++heard; });
+    EXPECT_EQ(center.hasObservers("vmap"), c.observed) << c.what;
+    // It answers what a post would do.
+    center.post({"vmap", nullptr, {}});
+    EXPECT_EQ(heard, c.observed ? 1 : 0) << c.what;
+    center.removeObserver(token);
+    EXPECT_FALSE(center.hasObservers("vmap")) << c.what << ", once removed";
+  }
+}
+
 TEST(NotificationCenterTest, ObserversOfOneSenderHearOnlyItInRegistrationOrder) {
   NotificationCenter center;
   int a = 0, b = 0;

@@ -59,6 +59,49 @@ TEST(URLSessionTest, SendsMethodBodyAndAddedHeaders) {
   EXPECT_EQ(recorded.header("Content-Type"), "application/json");
 }
 
+TEST(URLSessionTest, ATransferCarriesNothingOfTheOneBeforeIt) {
+  // One transfer at a time: each reuses the handle of the one before.
+  LoopbackServer server([](httplib::Server& s) {
+    const auto echo = [](const httplib::Request& r, httplib::Response& response) {
+      response.set_content(r.method + ":" + r.body, "text/plain");
+    };
+    s.Post("/echo", echo);
+    s.Get("/echo", echo);
+    s.Put("/echo", echo);
+  });
+  URLSession::Configuration configuration;
+  configuration.maximumConcurrentTransfers = 1;
+  auto session = URLSession::create(configuration);
+  URLRequest post = request(server.url("/echo"));
+  post.httpMethod = "POST";
+  post.httpBody = "body";
+  post.addValue("one", "X-Only-Once");
+  URLRequest put = post;
+  put.httpMethod = "PUT";
+  struct Case {
+    URLRequest request;
+    std::string answer;
+  };
+  const Case cases[] = {
+      {post, "POST:body"},
+      {request(server.url("/echo")), "GET:"},
+      {put, "PUT:body"},
+      {request(server.url("/echo")), "GET:"},
+      {request(server.url("/redirect?to=/echo")), "GET:"},
+  };
+  for (const auto& c : cases) {
+    const auto result = fetch(*session, c.request);
+    ASSERT_TRUE(result.ok()) << c.answer << ": " << result.error().description();
+    EXPECT_EQ(result->data, c.answer);
+  }
+  ASSERT_TRUE(server.waitForRequests(6, 5s));
+  const auto recorded = server.requests();
+  for (size_t i = 0; i < recorded.size(); ++i) {
+    const bool sentIt = i == 0 || i == 2;
+    EXPECT_EQ(recorded[i].header("X-Only-Once"), sentIt ? "one" : "") << recorded[i].method;
+  }
+}
+
 TEST(URLSessionTest, AnyHTTPStatusIsAResponseAndRedirectsAreFollowed) {
   LoopbackServer server;
   auto session = URLSession::create();
@@ -70,6 +113,41 @@ TEST(URLSessionTest, AnyHTTPStatusIsAResponseAndRedirectsAreFollowed) {
   ASSERT_TRUE(tenHops.ok()) << tenHops.error().description();
   EXPECT_EQ(tenHops->data, "end");
   EXPECT_EQ(tenHops->response.url.absoluteString(), server.url("/redirects/0"));
+}
+
+TEST(URLSessionTest, BodiesArriveWholeInABufferNoLargerThanThemWhenTheirLengthIsAnnounced) {
+  // Without a length (chunked), the body arrives in pieces of any size.
+  LoopbackServer server([](httplib::Server& s) {
+    s.Get(R"(/chunked/(\d+))", [](const httplib::Request& request, httplib::Response& response) {
+      const size_t size = std::stoul(request.matches[1]);
+      response.set_chunked_content_provider(
+          "application/octet-stream", [size](size_t offset, httplib::DataSink& sink) {
+            const size_t piece = std::min<size_t>(size - offset, 7000);
+            if (piece > 0) sink.write(std::string(piece, 'x').data(), piece);
+            if (offset + piece == size) sink.done();
+            return true;
+          });
+    });
+  });
+  struct Case {
+    std::string path;
+    size_t size;
+    bool announced;
+  };
+  const Case cases[] = {
+      {"/bytes/100", 100, true},          {"/bytes/16385", 16385, true},
+      {"/bytes/3000001", 3000001, true},  {"/redirect?to=/bytes/70000", 70000, true},
+      {"/chunked/100000", 100000, false},
+  };
+  auto session = URLSession::create();
+  for (const auto& c : cases) {
+    const auto result = fetch(*session, request(server.url(c.path)));
+    ASSERT_TRUE(result.ok()) << c.path << ": " << result.error().description();
+    EXPECT_EQ(result->data, std::string(c.size, 'x')) << c.path;
+    if (c.announced) {
+      EXPECT_EQ(result->data.capacity(), c.size) << c.path;
+    }
+  }
 }
 
 TEST(URLSessionTest, TransportErrors) {
@@ -161,6 +239,8 @@ TEST(URLSessionTest, ABurstWaitsItsTurnAndEveryTransferCompletes) {
   EXPECT_EQ(answered.load(), kBurst - 1);
   EXPECT_EQ(cancelled.load(), 1);
   EXPECT_LE(most.load(), 3);
+  // The server records a request after answering it: wait for the last.
+  EXPECT_TRUE(server.waitForRequests(kBurst - 1, 5s));
   EXPECT_EQ(server.requests().size(), static_cast<size_t>(kBurst - 1));
 }
 

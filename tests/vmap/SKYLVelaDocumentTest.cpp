@@ -1,11 +1,15 @@
 #include "vmap/SKYLVelaDocument.h"
 
 #include <future>
+#include <mutex>
+#include <thread>
 
 #include <gtest/gtest.h>
 #include <httplib.h>
 
+#include "host/SKYLHostLog.h"
 #include "host/SKYLHostNotifications.h"
+#include "platform/Log.h"
 #include "support/LoopbackServer.h"
 #include "support/TimelineFixtures.h"
 #include "support/VMAPFixtures.h"
@@ -75,6 +79,44 @@ TEST(SKYLVelaDocumentTest, RetrievesWithHeadersAndAnnouncesTheRawResponse) {
   EXPECT_EQ(announced, std::vector<std::string>{kVMAP});
   EXPECT_EQ(objects, std::vector<std::string>{"session-1"});
   NotificationCenter::defaultCenter().removeObserver(token);
+}
+
+TEST(SKYLVelaDocumentTest, TheResponseIsReadOffTheURLSessionsThread) {
+  // The URL session's one thread carries every transfer of the process: a
+  // document of megabytes read there would hold up every beacon meanwhile.
+  LoopbackServer server([](httplib::Server& s) {
+    s.Get("/vmap.xml", [](const httplib::Request&, httplib::Response& response) {
+      response.set_content(kVMAP, "application/xml");
+    });
+  });
+  const auto session = URLSession::create();
+  std::promise<std::thread::id> networkThread;
+  session
+      ->dataTask(URLRequest(*URL::parse(server.url("/status/204"))),
+                 [&](auto) { networkThread.set_value(std::this_thread::get_id()); })
+      ->resume();
+  auto networkThreadId = networkThread.get_future();
+  ASSERT_EQ(networkThreadId.wait_for(5s), std::future_status::ready);
+
+  // The response's verbose log line is written where it is read.
+  std::mutex mutex;
+  std::vector<std::thread::id> readOn;
+  setLogSink([&](const LogRecord& record) {
+    if (record.message.rfind("VMAP response: ", 0) != 0) return;
+    std::lock_guard lock(mutex);
+    readOn.push_back(std::this_thread::get_id());
+  });
+  const int level = SKYLHostLogLevel();
+  SKYLHostLogSetLevel(6);
+  auto document = documentFor(server.url("/vmap.xml"));
+  document->setSharedURLSession(session);
+  const auto outcome = retrieve(document);
+  SKYLHostLogSetLevel(level);
+  setLogSink(nullptr);
+  EXPECT_FALSE(outcome.error);
+  std::lock_guard lock(mutex);
+  ASSERT_EQ(readOn.size(), 1u);
+  EXPECT_NE(readOn.front(), networkThreadId.get());
 }
 
 TEST(SKYLVelaDocumentTest, TransportFailuresAreConnectionErrors) {
@@ -161,6 +203,36 @@ std::shared_ptr<SKYLVelaTimelineLoader> load(std::shared_ptr<SKYLSource> source)
   loader->load([&done](auto) { done.set_value(); });
   EXPECT_EQ(done.get_future().wait_for(20s), std::future_status::ready);
   return loader;
+}
+
+TEST(SKYLVelaTimelineLoaderTest, ASessionKeepsItsDocumentsBytesOnce) {
+  // Bytes the application gives: the timeline keeps the source's own, and
+  // sources made from the same shared bytes share them.
+  const auto bytes = std::make_shared<const std::string>(kVMAP);
+  const auto first = load(SKYLSource::initWithVMAPXMLData(bytes, {}));
+  const auto second = load(SKYLSource::initWithVMAPXMLData(bytes, {}));
+  ASSERT_TRUE(first->resultTimeline());
+  ASSERT_TRUE(second->resultTimeline());
+  EXPECT_EQ(first->resultTimeline()->vmapResponseData(), bytes);
+  EXPECT_EQ(second->resultTimeline()->vmapResponseData(), bytes);
+
+  // Bytes downloaded: the timeline keeps the download's buffer, as large as
+  // the document and no larger; with nobody observing, no copy is announced.
+  LoopbackServer server([](httplib::Server& s) {
+    s.Get("/vmap.xml", [](const httplib::Request&, httplib::Response& response) {
+      response.set_content(kVMAP, "application/xml");
+    });
+  });
+  const auto downloaded =
+      load(SKYLSource::initWithURL(URL::parse(server.url("/vmap.xml")), "Vela", {}));
+  ASSERT_TRUE(downloaded->resultTimeline());
+  const auto& kept = downloaded->resultTimeline()->vmapResponseData();
+  ASSERT_TRUE(kept);
+  EXPECT_EQ(*kept, kVMAP);
+  EXPECT_EQ(kept->capacity(), kVMAP.size());
+  // Once the announcement has found no observer and the download's
+  // callback has returned, the timeline's is the only reference.
+  EXPECT_TRUE(Dispatch::main().runUntil([&] { return kept.use_count() == 1; }, 5s));
 }
 
 TEST(SKYLVelaTimelineLoaderTest, LoadsFromEachKindOfSource) {

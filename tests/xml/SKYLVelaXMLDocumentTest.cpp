@@ -43,6 +43,30 @@ TEST(SKYLVelaXMLDocumentTest, FailureBuildsTheErrorFromLibxmlAndClearsIt) {
   EXPECT_EQ(xmlGetLastError(), nullptr);
 }
 
+TEST(SKYLVelaXMLDocumentTest, AStringReadInPlaceGivesWhatItsBytesGive) {
+  const std::string inputs[] = {
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?><VMAP><AdBreak id=\"1\"/></VMAP>",
+      "<VAST><Ad id=\"1\"><InLine><AdTitle><![CDATA[t]]></AdTitle>",  // recovered
+      "{ vast: null }",                                               // no root
+      "",                                                             // no tree
+  };
+  for (const auto& input : inputs) {
+    const auto copied = SKYLVelaXMLDocument::XMLDocumentWithData(input);
+    const auto inPlace = SKYLVelaXMLDocument::XMLDocumentWithString(input);
+    ASSERT_EQ(inPlace.ok(), copied.ok()) << input;
+    if (!copied.ok()) {
+      EXPECT_EQ(inPlace.error().code, copied.error().code) << input;
+      continue;
+    }
+    const auto root = copied.value()->rootElement();
+    const auto rootInPlace = inPlace.value()->rootElement();
+    ASSERT_EQ(rootInPlace.has_value(), root.has_value()) << input;
+    if (root) {
+      EXPECT_EQ(rootInPlace->rawXMLString(), root->rawXMLString()) << input;
+    }
+  }
+}
+
 TEST(SKYLVelaXMLErrorTest, ErrorCarriesTheLibxmlCodeAndTrimmedMessage) {
   xmlResetLastError();
   const char broken[] = "<a><b></a>";
