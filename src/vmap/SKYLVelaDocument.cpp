@@ -43,6 +43,11 @@ std::shared_ptr<SKYLVelaTimeline> SKYLVelaDocument::timeline() const {
   return timeline_;
 }
 
+std::optional<long> SKYLVelaDocument::responseStatusCode() const {
+  MutexLock lock(mutex_);
+  return responseStatusCode_;
+}
+
 std::string SKYLVelaDocument::vmapExtensionsNamespace() const {
   MutexLock lock(mutex_);
   return vmapExtensionsNamespace_;
@@ -56,6 +61,18 @@ void SKYLVelaDocument::setSharedURLSession(std::shared_ptr<URLSession> session) 
 std::optional<SKYLError> SKYLVelaDocument::parse(std::string_view data) {
   SKYLVelaParseContext context;
   auto parsed = SKYLVelaParseTimelineFromDataWithError(&context, data);
+  if (parsed.ok() && velaURL_) {
+    // A downloaded document must not make the player read a local file or
+    // speak another protocol: only a local document may name a file: stream.
+    const auto& stream = parsed.value()->velaURL();
+    if (stream && !stream->isHTTPOrHTTPS()) {
+      parsed = velaError(SKYLVelaDocumentErrorCodeDeserialization,
+                         "The VMAP document names a stream that is not http(s).")
+                   .withFailureReason(formatObjC(
+                       "A document downloaded from %@ may only name http(s) streams, not %@.",
+                       {velaURL_, stream}));
+    }
+  }
   MutexLock lock(mutex_);
   vmapExtensionsNamespace_ = context.vmapExtensionsNamespace;
   if (parsed.ok()) {
@@ -141,6 +158,10 @@ void SKYLVelaDocument::retrieve(DispatchQueue& queue, const HTTPHeaderFields& he
       return;
     }
     const std::string& body = result->data;
+    {
+      MutexLock lock(self->mutex_);
+      self->responseStatusCode_ = result->response.statusCode;
+    }
     SKYLHostLog(6, "VMAP response: %@", body);
     Notification notification;
     notification.name = kSKYLSSAIVMAPResponseReceivedNotification;

@@ -11,6 +11,7 @@
 
 #include "CommandLine.h"
 #include "InspectCommand.h"
+#include "LocalSource.h"
 #include "PlayLines.h"
 #include "TimelineJSON.h"
 #include "TimelineSVG.h"
@@ -61,7 +62,7 @@ class Playback {
 
   int run(std::ostream& err) {
     auto source = sourceFor(err);
-    if (!source) return 1;
+    if (!source || !readMetadata(err)) return 1;
     auto& manager = SKYLPlayerSDKManager::sharedManager();
     if (!installPlayerFactory(manager, err)) return 1;
     SKYLVUXSessionProviderOptions providerOptions;
@@ -163,15 +164,25 @@ class Playback {
       source->setLiveSSAISource(options_.live);
       return source;
     }
-    std::ifstream file(options_.source, std::ios::binary);
-    if (!file) {
-      printError(SKYLError("NSCocoaErrorDomain", 260,
-                           "The file " + options_.source + " could not be read."),
-                 err);
+    auto bytes = readLocalSource(options_.source);
+    if (!bytes.ok()) {
+      printError(bytes.error(), err);
       return nullptr;
     }
-    std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    return SKYLSource::initWithVMAPXMLData(std::move(bytes), {});
+    return SKYLSource::initWithVMAPXMLData(std::move(bytes).value(), {});
+  }
+
+  // Each --metadata-at file, read once before playing, with a download's limits.
+  bool readMetadata(std::ostream& err) {
+    for (const auto& [at, path] : options_.metadata) {
+      auto bytes = readLocalSource(path);
+      if (!bytes.ok()) {
+        printError(bytes.error(), err);
+        return false;
+      }
+      metadataBytes_.push_back(std::move(bytes).value());
+    }
+    return true;
   }
 
   void printError(const SKYLError& error, std::ostream& err) {
@@ -195,10 +206,9 @@ class Playback {
               std::chrono::system_clock::now() -
               std::chrono::milliseconds(static_cast<int64_t>(options_.playheadDelay * 1000))),
           {}};
-      for (const auto& [at, path] : options_.metadata) {
-        std::ifstream file(path, std::ios::binary);
-        std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-        live.metadata.push_back({MediaTime::makeWithSeconds(at, 600), std::move(bytes)});
+      for (size_t i = 0; i < options_.metadata.size(); ++i) {
+        live.metadata.push_back(
+            {MediaTime::makeWithSeconds(options_.metadata[i].first, 600), metadataBytes_[i]});
       }
       return live;
     }
@@ -497,6 +507,7 @@ class Playback {
   std::shared_ptr<SKYLAd> currentAd_;
   std::vector<std::shared_ptr<SKYLAd>> pendingSkips_;
   std::shared_ptr<SlotPrinter> slotPrinter_;
+  std::vector<std::string> metadataBytes_;  // of options_.metadata, in order
   PlayTrace trace_;
   int steps_ = 0;
   SKYLKVOManager sessionObservations_;
