@@ -99,11 +99,12 @@ TEST(SKYLSSAICompanionSlotTest, TheLargestFittingCompanionIsShownAndItsViewRepor
              "<Creative><CompanionAds>" + companion("small", 120, 60) + companion("box", 300, 250) +
                  companion("leader", 728, 90) + "</CompanionAds></Creative>");
   test::SessionHarness app(test::vmapDocument(ad, 40, 30));
-  ASSERT_TRUE(app.start());
   auto view = std::make_shared<SKYLView>(400, 300);
   auto slot = SKYLSSAICompanionSlot::initWithView(view, 400, 300);
-  app.session->setAdDisplayContainer(
-      SKYLSSAIAdComponentDisplayContainer::initWithCompanionSlots({slot}));
+  ASSERT_TRUE(app.start([&] {
+    app.session->setAdDisplayContainer(
+        SKYLSSAIAdComponentDisplayContainer::initWithCompanionSlots({slot}));
+  }));
   app.playUntil(3);
   ASSERT_TRUE(slot->currentCompanionAd());
   EXPECT_EQ(*slot->currentCompanionAd()->identifier(), "box");

@@ -62,10 +62,14 @@ TEST(SKYLVUXSessionTest, ContentDurationPositionAndMappingLeaveTheAdsOut) {
 
 TEST(SKYLVUXSessionTest, APreRollEntersPlainlyAndAMidRollInterruptsPlayback) {
   SessionHarness app(preAndMidRoll());
-  ASSERT_TRUE(app.start());
-  app.takeEvents();
+  ASSERT_TRUE(app.start([&] { app.takeEvents(); }));
+  // The player announces 0 once the stream is ready: the pre-roll begins there.
+  const Events started = app.takeEvents();
+  ASSERT_GE(started.size(), 2u);
+  EXPECT_EQ(Events(started.end() - 2, started.end()), (Events{"AdSequenceEnter", "AdEnter pre"}));
+  EXPECT_EQ(app.streamTime(), 0);
   app.playUntil(1);
-  EXPECT_EQ(app.takeEvents(), (Events{"AdSequenceEnter", "AdEnter pre"}));
+  EXPECT_EQ(app.takeEvents(), Events{});
   app.playUntil(151);
   EXPECT_EQ(app.takeEvents(), (Events{"AdExit pre", "AdSequenceExit", "WillPauseForAd", "Pause",
                                       "PauseRequest", "AdSequenceEnter", "AdEnter mid"}));
@@ -161,15 +165,16 @@ TEST(SKYLVUXSessionTest, LedgerParametersFollowThePod) {
 
 TEST(SKYLVUXSessionTest, TheViewableImpressionComesAtExactlyTwoSecondsOnce) {
   SessionHarness app(preAndMidRoll());
-  ASSERT_TRUE(app.start());
   std::function<void()> tick;
-  app.session->setAdTimerFactory([&](std::function<void()> t) {
-    tick = std::move(t);
-    return std::make_shared<int>(0);
-  });
   auto view = std::make_shared<SKYLView>(1280, 720);
-  app.controller->sessionCommonProperties()->tvPlayerView = view;
-  SKYLAdLedgerManager::shared().setVisiblePercentage(view.get(), 0.5);
+  ASSERT_TRUE(app.start([&] {
+    app.session->setAdTimerFactory([&](std::function<void()> t) {
+      tick = std::move(t);
+      return std::make_shared<int>(0);
+    });
+    app.controller->sessionCommonProperties()->tvPlayerView = view;
+    SKYLAdLedgerManager::shared().setVisiblePercentage(view.get(), 0.5);
+  }));
   app.playUntil(1);
   ASSERT_TRUE(tick);
   auto viewable = [] {

@@ -71,7 +71,8 @@ TEST(InspectCommandTest, FailuresPrintTheErrorAndExitWithOne) {
   std::ostringstream out, err;
   EXPECT_EQ(runInspect({"/nonexistent/doc.xml", {}, false, std::nullopt}, out, err), 1);
   EXPECT_EQ(err.str(),
-            "error: NSCocoaErrorDomain 260: The file /nonexistent/doc.xml could not be read.\n");
+            "error: NSCocoaErrorDomain 260: The file /nonexistent/doc.xml could not be read: No "
+            "such file or directory\n");
 
   std::ostringstream jsonOut, jsonErr;
   EXPECT_EQ(runInspect({"file:///etc/hostname", {}, true, std::nullopt}, jsonOut, jsonErr), 1);
@@ -95,8 +96,10 @@ TEST(InspectCommandTest, ErrorsNameTheirCause) {
       {server.url("/redirect?to=file:///etc/passwd"), 1,
        "error: SKYLVelaErrorDomain 4010: The VMAP document could not be downloaded. (HTTP "
        "redirect to file:// refused)\n"},
-      {"/dev/zero", 1, "is larger than 16 MiB, the most an ad document may be."},
-      {server.url("/page"), 0, "warning: not a VMAP document"},
+      {"/dev/zero", 1, "is larger than 16 MiB, the most an ad document may be"},
+      {server.url("/page"), 1,
+       "warning: not a VMAP document (HTTP 200; its root element is not VMAP): the timeline is "
+       "empty\n"},
   };
   for (const auto& c : cases) {
     std::ostringstream out, err;

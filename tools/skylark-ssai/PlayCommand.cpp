@@ -103,6 +103,12 @@ class Playback {
         break;
       }
       step();
+      if (simulated() && stillSteps_ >= 2) {
+        // Nothing left can move the virtual playhead: waiting changes nothing.
+        const std::string why = stillReason();
+        print(Json{{"t", streamTime()}, {"note", why}}, why);
+        break;
+      }
       const double until = options_.until.value_or(live ? kDefaultLiveSeconds : INFINITY);
       if (streamTime() >= until - 1e-9) break;
     }
@@ -246,8 +252,9 @@ class Playback {
     } else {
       out_ << fmt::format("{:>9.3f}  content {:>9.3f}  {}\n", streamTime(), contentTime(), text);
     }
-    // Someone may be watching a real-time run through a pipe.
-    if (options_.realtime || !simulated()) out_ << std::flush;
+    // Each line as it happens: someone may be watching through a pipe, and
+    // a run cut short keeps what it printed.
+    out_ << std::flush;
   }
   Json stamp() const { return Json{{"t", streamTime()}, {"content", contentTime()}}; }
 
@@ -406,6 +413,17 @@ class Playback {
       started_ = true;
       if (options_.rate != 1.0) player_->setRate(static_cast<float>(options_.rate));
     }
+    if (resumeAfter_ && simulated() && player_->rate() == 0) {
+      // A paused player waits in one step, the playhead still: a pause of a
+      // billion seconds costs no more than one of a second.
+      const double wait = *resumeAfter_;
+      resumeAfter_.reset();
+      tickAdTimers(wait);
+      controller_->play();
+      Dispatch::main().runUntilIdle();
+      trace_.samples.push_back({steps_++, streamTime()});
+      return;
+    }
     double seconds = options_.step;
     if (resumeAfter_) {
       *resumeAfter_ -= seconds;
@@ -427,10 +445,13 @@ class Playback {
     if (options_.until && player_->rate() > 0) {
       seconds = std::min(seconds, (*options_.until - now) / player_->rate());
     }
+    const double before = streamTime();
     simulated_->advance(seconds);
     Dispatch::main().runUntilIdle();
     tickAdTimers(seconds);
     trace_.samples.push_back({steps_++, streamTime()});
+    const bool waiting = resumeAfter_ || !started_;
+    stillSteps_ = streamTime() == before && !waiting ? stillSteps_ + 1 : 0;
     if (options_.realtime || isLive()) {
       std::this_thread::sleep_for(std::chrono::duration<double>(options_.step));
     }
@@ -445,12 +466,27 @@ class Playback {
     });
   }
 
+  // What a playhead that no longer moves is told.
+  std::string stillReason() const {
+    const double rate = player_ ? player_->rate() : 0;
+    if (rate == 0) {
+      return fmt::format("the playhead stopped at {:.3f} s and nothing resumes it", streamTime());
+    }
+    return fmt::format(
+        "the playhead cannot move: rate {} x step {} s is below the clock's resolution", rate,
+        options_.step);
+  }
+
   void tickAdTimers(double seconds) {
+    // A step longer than this is a paused player jumping over its wait:
+    // the ticks it would hold beyond these count nothing more (nothing is
+    // audible, the viewable impression needs two).
+    constexpr double kMostTickedSeconds = 60;
     const auto timers = adTimers_;
     for (const auto& weak : timers) {
       const auto timer = weak.lock();
       if (!timer) continue;
-      timer->elapsed += seconds;
+      timer->elapsed += std::min(seconds, kMostTickedSeconds);
       while (timer->elapsed >= 1.0 - 1e-9 && !weak.expired()) {
         timer->elapsed -= 1.0;
         timer->tick();
@@ -524,6 +560,7 @@ class Playback {
   std::optional<double> resumeAfter_;
   bool started_ = false;
   bool failed_ = false;
+  int stillSteps_ = 0;  // steps in a row that left the virtual playhead where it was
 };
 
 }  // namespace
