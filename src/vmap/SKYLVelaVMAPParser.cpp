@@ -104,6 +104,12 @@ double secondsAttribute(const OptionalElement& element, std::string_view name) {
   return NumberParser::decimalStyleEnUS().parse(*value).value_or(0);
 }
 
+// An ad's duration must be finite and its marks whole seconds in 32 bits
+// (68 years): beyond that its quartiles would all read 0 and fire at once.
+bool representableDuration(const MediaTime& duration) {
+  return duration.isNumeric() && duration.seconds() <= INT32_MAX;
+}
+
 std::string mark(double seconds) {
   if (!std::isfinite(seconds)) return "0";
   const double truncated = std::trunc(seconds);
@@ -264,7 +270,7 @@ Result<SKYLVelaAdBuilder> SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError
       durationElement ? std::optional<std::string_view>(durationElement->stringView())
                       : std::nullopt;
   builder.duration = SKYLVelaDurationFromString(durationText);
-  if (!builder.duration.isValid()) {
+  if (!builder.duration.isValid() || !representableDuration(builder.duration)) {
     return deserializationError(
         formatObjC("Linear Duration `%@` could not be parsed.",
                    {durationText ? FormatArg(shown(*durationText)) : FormatArg(nullptr)}));

@@ -264,6 +264,10 @@ TEST(SKYLVelaVMAPParserTest, FailuresAreDeserializationErrors) {
        "AdBreak timeOffset `50%` could not be parsed."},
       {"duration", vmapDocument(adBreak("start", "30")),
        "Linear Duration `30` could not be parsed."},
+      {"317 years", vmapDocument(adBreak("start", "00:00:9999999999.000")),
+       "Linear Duration `00:00:9999999999.000` could not be parsed."},
+      {"forty nines", vmapDocument(adBreak("start", "00:00:" + std::string(40, '9'))),
+       "Linear Duration `00:00:" + std::string(40, '9') + "` could not be parsed."},
       {"not XML", "{ vast: null }", "The VMAP document could not be read."},
       {"empty", "", "The VMAP document could not be read."},
   };
