@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/URLSession.h"
 #include "timeline/SKYLVelaLog.h"
 #include "vmap/SKYLVelaVMAPParser.h"
 
@@ -35,6 +36,17 @@ TEST(GenerateCommandTest, TheDocumentParsesIntoTheBreaksAndAdsAskedFor) {
     // The stream is its content and its ads.
     EXPECT_NEAR(timeline.value()->payloadLength().seconds(),
                 timeline.value()->contentLength().seconds() + adTime.seconds(), 1e-3);
+  }
+}
+
+// The largest documents the options allow stay within what the parser
+// accepts.
+TEST(GenerateCommandTest, TheLargestAllowedDocumentsStayUnder16MiB) {
+  for (const auto& [breaks, ads] :
+       {std::pair{kMostGeneratedAds, 1}, std::pair{kMostGeneratedAds / 100, 100}}) {
+    EXPECT_LE(generateVMAP({breaks, ads, 1, "-"}).size(),
+              URLSession::Configuration().maximumBodyBytes)
+        << breaks << " x " << ads;
   }
 }
 

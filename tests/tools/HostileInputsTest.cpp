@@ -75,6 +75,17 @@ TEST(HostileInputsTest, UnreadableAndEndlessSourcesAreErrorsWithTheirCause) {
   });
 }
 
+// The generator refuses documents larger than the tools accept.
+TEST(HostileInputsTest, TheGeneratorStaysWithinWhatTheParserAccepts) {
+  expectRuns({
+      {"generate --breaks 100000 --ads-per-break 100 -o /dev/null", 2, "--breaks"},
+      {"generate --breaks 2000 -o /dev/null", 2, "--breaks"},
+      {"generate --breaks 1000 --ads-per-break 2 -o /dev/null", 2,
+       "1000 breaks x 2 ads is more than 1300 ads"},
+      {"generate --help", 0, "up to 1300 keeps the document under the 16 MiB"},
+  });
+}
+
 // A playhead that cannot move ends the run with a line that says so; a
 // long pause costs nothing.
 TEST(HostileInputsTest, PlayEndsWhenThePlayheadCannotMove) {

@@ -12,6 +12,11 @@ namespace skylark::tool {
 
 struct Command;
 
+// The most ads a generated document holds (breaks x ads per break): about
+// 12 KB each, so the document stays under the 16 MiB that inspect and play
+// accept.
+inline constexpr int kMostGeneratedAds = 1300;
+
 struct GenerateOptions {
   int breaks = 3;
   int adsPerBreak = 1;
