@@ -1,7 +1,13 @@
 // The tool against inputs meant to break it: each run must end on its own
 // (a hang shows as the kill switch's status 124), with the exit status and
 // the message of the case, never an abort.
+#include <fcntl.h>
 #include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <thread>
 
 #include <cstdio>
 #include <fstream>
@@ -127,6 +133,41 @@ TEST(HostileInputsTest, InvalidUTF8InADocumentKeepsJSONAndSVGWellFormed) {
   EXPECT_NE(bytes.find("pre\xef\xbf\xbd\xef\xbf\xbd-1"), std::string::npos);
   std::remove(path.c_str());
   std::remove(svg.c_str());
+}
+
+// Ctrl-C during the demo's live part ends it at once, with its report.
+TEST(HostileInputsTest, InterruptingTheDemoEndsItAtOnceWithItsReport) {
+  const std::string outPath = ::testing::TempDir() + "skylark-demo-interrupted.out";
+  const pid_t pid = ::fork();
+  ASSERT_GE(pid, 0);
+  if (pid == 0) {
+    const int fd = ::open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    ::dup2(fd, STDOUT_FILENO);
+    ::dup2(fd, STDERR_FILENO);
+    ::execl(SKYLARK_TOOL_PATH, SKYLARK_TOOL_PATH, "demo", static_cast<char*>(nullptr));
+    ::_exit(127);
+  }
+  using Clock = std::chrono::steady_clock;
+  const auto live = Clock::now() + std::chrono::seconds(60);
+  while (test::readFile(outPath).find("\nLive:") == std::string::npos && Clock::now() < live) {
+    std::this_thread::yield();
+  }
+  ::kill(pid, SIGINT);
+  // It took the rest of the live part (8 s and more) before.
+  const auto deadline = Clock::now() + std::chrono::seconds(3);
+  int status = 0;
+  while (::waitpid(pid, &status, WNOHANG) == 0 && Clock::now() < deadline) {
+    std::this_thread::yield();
+  }
+  const bool ended = ::waitpid(pid, &status, WNOHANG) != 0 || WIFEXITED(status);
+  if (!ended) {
+    ::kill(pid, SIGKILL);
+    ::waitpid(pid, &status, 0);
+  }
+  EXPECT_TRUE(ended) << "still running 3 s after Ctrl-C";
+  const std::string out = test::readFile(outPath);
+  EXPECT_NE(out.find("Report: each expected beacon"), std::string::npos) << out;
+  std::remove(outPath.c_str());
 }
 
 }  // namespace

@@ -84,6 +84,7 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
   vod.player = options.player;
   vod.fast = options.fast;
   vod.window = options.window;
+  vod.interrupted = &interrupted;
   if (runPlay(vod, progress, err) != 0) return 1;
 
   if (!quick && !interrupted) {
@@ -100,9 +101,15 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
     live.brief = true;
     live.until = kLiveSeconds;
     live.playheadDelay = kPlayheadDelay;
+    live.interrupted = &interrupted;
     if (runPlay(live, progress, err) != 0) return 1;
   }
-  service.waitUntilQuiet(std::chrono::milliseconds(1500), std::chrono::seconds(10));
+  // Beacons still on their way get a moment; after Ctrl-C only a short one.
+  if (interrupted) {
+    service.waitUntilQuiet(std::chrono::milliseconds(100), std::chrono::milliseconds(300));
+  } else {
+    service.waitUntilQuiet(std::chrono::milliseconds(1500), std::chrono::seconds(10));
+  }
   service.setBeaconObserver(nullptr);
 
   // The report.

@@ -90,7 +90,7 @@ class Playback {
         std::chrono::steady_clock::now() + std::chrono::seconds(simulated() ? 60 : 3600);
     auto lastMove = std::chrono::steady_clock::now();
     double lastTime = -1;
-    while (!controller_->finished() && !failed_) {
+    while (!controller_->finished() && !failed_ && !interrupted()) {
       const bool live = isLive();
       const auto now = std::chrono::steady_clock::now();
       if (!live && now > deadline) break;
@@ -123,6 +123,7 @@ class Playback {
 
  private:
   bool simulated() const { return options_.player == PlayerKind::simulated; }
+  bool interrupted() const { return options_.interrupted && options_.interrupted->load(); }
 
   bool installPlayerFactory(SKYLPlayerSDKManager& manager, std::ostream& err) {
     if (simulated()) {
@@ -296,7 +297,7 @@ class Playback {
     // Answers still on their way get a moment.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
     while (session_->deliveryLedger()->total().pending() > 0 &&
-           std::chrono::steady_clock::now() < deadline) {
+           std::chrono::steady_clock::now() < deadline && !interrupted()) {
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     auto line = deliveryLedgerLine(*session_->deliveryLedger());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <optional>
 #include <ostream>
@@ -48,6 +49,7 @@ struct PlayOptions {
   std::vector<std::pair<int, int>> companions;           // companion slots, WxH
   std::optional<std::string> svg;                        // write the timeline picture here
   bool brief = false;                                    // leave out ad progress and ledger lines
+  const std::atomic<bool>* interrupted = nullptr;        // when set, the run ends at once
 };
 
 // Plays a VMAP document through the whole stack as an application would:
