@@ -74,9 +74,18 @@ std::string trimmedText(const Element& element) {
   return std::string(SKYLTrimmedXMLStringView(element.stringView()));
 }
 
+// A document's URL. Ad servers write spaces, `<>|{}^` and non-ASCII text
+// into beacon URLs; a beacon dropped is a billing event lost, so such
+// characters are percent-encoded (the text is UTF-8 already) rather than
+// refused. What is still no URL is logged.
 std::optional<URL> urlOf(const OptionalElement& element) {
   if (!element) return std::nullopt;
-  return URL::parse(SKYLTrimmedXMLStringView(element->stringView()));
+  const std::string_view text = SKYLTrimmedXMLStringView(element->stringView());
+  if (text.empty()) return std::nullopt;
+  if (auto url = URL::parse(text)) return url;
+  if (auto url = URL::parseEncodingInvalidCharacters(text)) return url;
+  SKYLVelaLog("Could not parse URL `%@` in <%@>.", shown(text), element->tag());
+  return std::nullopt;
 }
 
 std::vector<URL> urlsOf(const Element::Elements& elements) {

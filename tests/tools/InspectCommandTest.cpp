@@ -107,6 +107,18 @@ TEST(InspectCommandTest, ErrorsNameTheirCause) {
     EXPECT_NE(err.str().find(c.stderrHas), std::string::npos) << err.str();
     EXPECT_EQ(out.str().find("(null)"), std::string::npos) << out.str();
   }
+  // A root that is not VMAP still gives ads here: no warning then.
+  std::string otherRoot = test::vmapDocument(test::adBreak("start", "00:00:15"));
+  otherRoot.replace(otherRoot.find("<vmap:VMAP "), 11, "<vmap:Playlist ");
+  otherRoot.replace(otherRoot.find("</vmap:VMAP>"), 12, "</vmap:Playlist>");
+  const std::string path = ::testing::TempDir() + "skylark-other-root.xml";
+  std::ofstream(path, std::ios::binary) << otherRoot;
+  std::ostringstream out, err;
+  EXPECT_EQ(runInspect({path, {}, false, std::nullopt}, out, err), 0);
+  EXPECT_EQ(err.str(), "");
+  EXPECT_NE(out.str().find("Breaks    1"), std::string::npos) << out.str();
+  std::remove(path.c_str());
+
   SKYLError timedOut("SKYLVelaErrorDomain", 4010, "The VMAP document could not be downloaded.");
   timedOut.withUnderlyingError(SKYLError("NSURLErrorDomain", -1001, "timed out after 60 s"));
   EXPECT_EQ(errorText(timedOut),
