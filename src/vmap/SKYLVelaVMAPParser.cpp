@@ -246,7 +246,7 @@ std::shared_ptr<const SKYLViewableImpressionCollection> viewableImpressionOf(
 Result<SKYLVelaAdBuilder> SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError(
     const SKYLVelaXMLElement& adElement,
     const std::optional<SKYLVelaXMLElement>& breakTrackingEvents, const MediaTime& beginTime,
-    const MediaTime& logicalTime) {
+    const MediaTime& logicalTime, bool readSkipOffset) {
   SKYLVelaAdBuilder builder;
   builder.adId = adElement.valueForAttribute("id").value_or("");
   const OptionalElement inLine = adElement.firstChildWithTag("InLine");
@@ -286,7 +286,7 @@ Result<SKYLVelaAdBuilder> SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError
   }
   builder.vastAdCreativeExtensions =
       dictionariesOfChildren(childPath(linearCreative, {"CreativeExtensions"}));
-  if (const auto skip = linear->valueForAttribute("skipoffset")) {
+  if (const auto skip = readSkipOffset ? linear->valueForAttribute("skipoffset") : std::nullopt) {
     builder.skipOffset = SKYLVelaSkipOffsetFromStringWithDuration(*skip, builder.duration);
   }
   builder.beginTime = beginTime;
