@@ -298,6 +298,47 @@ TEST(LiveCommandTest, OpensTheSessionAndFollowsAnAdAtThePlayhead) {
   EXPECT_EQ(seen, expected) << out.str();
 }
 
+// With --fire, retries still due at the end get their chance before the
+// command returns, and what never arrived is printed.
+TEST(LiveCommandTest, FireWaitsForDueRetriesAndPrintsWhatWasDropped) {
+  std::atomic<int> flakyAnswers{0};
+  test::LoopbackServer beacons([&](httplib::Server& s) {
+    s.Get("/flaky", [&](const httplib::Request&, httplib::Response& response) {
+      response.status = flakyAnswers++ == 0 ? 503 : 204;
+    });
+  });
+  test::MockLiveService service;
+  const auto adStart = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now() -
+                                                            std::chrono::seconds(12));
+  char date[32];
+  std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%SZ", std::gmtime(&adStart));
+  service.scriptTracking(
+      {{200,
+        std::string(R"({"avails": [{"availId": "a1", "durationInSeconds": 30,
+            "ads": [{"adId": "x", "adTitle": "Ferries", "durationInSeconds": 30,
+                     "adProgramDateTime": ")") +
+            date + R"(", "trackingEvents": [{"eventType": "impression", "beaconUrls": [")" +
+            beacons.url("/flaky") + R"(", ")" + beacons.url("/status/404") + R"("]}]}]}]})",
+        0}});
+  LiveOptions options;
+  options.sourceURL = service.sessionURL();
+  options.duration = 0.3;  // ends before the retry is due
+  options.json = true;
+  options.fire = true;
+  std::atomic<bool> interrupted{false};
+  std::ostringstream out, err;
+  ASSERT_EQ(runLive(options, interrupted, out, err), 0) << err.str();
+  EXPECT_EQ(flakyAnswers.load(), 2);  // the 503, then its retry a second later
+  std::vector<std::string> dropped;
+  for (const auto& line : jsonLines(out.str())) {
+    if (line.contains("dropped")) {
+      dropped.push_back(line["dropped"].get<std::string>() + " " + line["why"].get<std::string>());
+    }
+  }
+  EXPECT_EQ(dropped, std::vector<std::string>{beacons.url("/status/404") + " HTTP 404"})
+      << out.str();
+}
+
 TEST(LiveCommandTest, ASessionThatCannotOpenSaysWhy) {
   test::MockLiveService service;
   service.setSessionAnswer({503, "busy", 0});
