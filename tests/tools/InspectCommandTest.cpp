@@ -304,7 +304,7 @@ TEST(LiveCommandTest, FireWaitsForDueRetriesAndPrintsWhatWasDropped) {
   std::atomic<int> flakyAnswers{0};
   test::LoopbackServer beacons([&](httplib::Server& s) {
     s.Get("/flaky", [&](const httplib::Request&, httplib::Response& response) {
-      response.status = flakyAnswers++ == 0 ? 503 : 204;
+      response.status = flakyAnswers++ < 2 ? 503 : 204;
     });
   });
   test::MockLiveService service;
@@ -322,13 +322,13 @@ TEST(LiveCommandTest, FireWaitsForDueRetriesAndPrintsWhatWasDropped) {
         0}});
   LiveOptions options;
   options.sourceURL = service.sessionURL();
-  options.duration = 0.3;  // ends before the retry is due
+  options.duration = 1.2;  // ends before the second retry is due (+1 s, then +2 s)
   options.json = true;
   options.fire = true;
   std::atomic<bool> interrupted{false};
   std::ostringstream out, err;
   ASSERT_EQ(runLive(options, interrupted, out, err), 0) << err.str();
-  EXPECT_EQ(flakyAnswers.load(), 2);  // the 503, then its retry a second later
+  EXPECT_EQ(flakyAnswers.load(), 3);  // 503, 503, then the second retry's 204
   std::vector<std::string> dropped;
   for (const auto& line : jsonLines(out.str())) {
     if (line.contains("dropped")) {
