@@ -306,8 +306,9 @@ TEST(SKYLSSAILive2TrackingClientTest, TheSkippedFetchsCompletionRunsOutsideTheLo
   auto skipped = std::make_shared<Skipped>();
   auto done = skipped->fetched.get_future();
   std::thread([client, skipped] {
-    skipped->fetched.set_value(client->fetch(
-        [client, skipped](auto) { skipped->failuresSeen = client->consecutiveFailures(); }));
+    skipped->fetched.set_value(nullptr != client->fetch([client, skipped](auto) {
+      skipped->failuresSeen = client->consecutiveFailures();
+    }));
   }).detach();
   ASSERT_EQ(done.wait_for(5s), std::future_status::ready);
   EXPECT_FALSE(done.get());
