@@ -40,13 +40,18 @@ TEST(GenerateCommandTest, TheDocumentParsesIntoTheBreaksAndAdsAskedFor) {
 }
 
 // The largest documents the options allow stay within what the parser
-// accepts.
-TEST(GenerateCommandTest, TheLargestAllowedDocumentsStayUnder16MiB) {
+// accepts: under 16 MiB, every time offset readable.
+TEST(GenerateCommandTest, TheLargestAllowedDocumentsParse) {
+  SKYLVelaLogConfigure(0);
   for (const auto& [breaks, ads] :
-       {std::pair{kMostGeneratedAds, 1}, std::pair{kMostGeneratedAds / 100, 100}}) {
-    EXPECT_LE(generateVMAP({breaks, ads, 1, "-"}).size(),
-              URLSession::Configuration().maximumBodyBytes)
+       {std::pair{kMostGeneratedBreaks, kMostGeneratedAds / kMostGeneratedBreaks},
+        std::pair{kMostGeneratedAds / 100, 100}}) {
+    const std::string document = generateVMAP({breaks, ads, 1, "-"});
+    EXPECT_LE(document.size(), URLSession::Configuration().maximumBodyBytes)
         << breaks << " x " << ads;
+    const auto timeline = SKYLVelaParseTimelineFromDataWithError(nullptr, document);
+    ASSERT_TRUE(timeline.ok()) << breaks << " x " << ads << ": " << timeline.error().description();
+    EXPECT_EQ(static_cast<int>(timeline.value()->adSequences()->size()), breaks);
   }
 }
 

@@ -88,6 +88,8 @@ TEST(HostileInputsTest, TheGeneratorStaysWithinWhatTheParserAccepts) {
       {"generate --breaks 2000 -o /dev/null", 2, "--breaks"},
       {"generate --breaks 1000 --ads-per-break 2 -o /dev/null", 2,
        "1000 breaks x 2 ads is more than 1300 ads"},
+      {"generate --breaks 1199 -o /dev/null", 0, "1199 breaks x 1 ads"},
+      {"generate --breaks 1200 -o /dev/null", 2, "--breaks"},
       {"generate --help", 0, "up to 1300 keeps the document under the 16 MiB"},
   });
 }

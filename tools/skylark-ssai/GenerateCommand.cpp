@@ -279,10 +279,11 @@ Command addGenerateCommand(CLI::App& app) {
       "Write a realistic VMAP document of a given size (the same bytes for the same options)");
   command
       ->add_option("--breaks", options->breaks,
-                   fmt::format("Ad breaks, five minutes apart (3); breaks x ads-per-break up to "
-                               "{} keeps the document under the 16 MiB inspect and play accept",
-                               kMostGeneratedAds))
-      ->check(CLI::Range(1, kMostGeneratedAds));
+                   fmt::format("Ad breaks, five minutes apart (3), at most {} (offsets under 100 "
+                               "hours); breaks x ads-per-break up to {} keeps the document under "
+                               "the 16 MiB inspect and play accept",
+                               kMostGeneratedBreaks, kMostGeneratedAds))
+      ->check(CLI::Range(1, kMostGeneratedBreaks));
   command->add_option("--ads-per-break", options->adsPerBreak, "Ads in each break (1)")
       ->check(CLI::Range(1, 100));
   command->add_option("--seed", options->seed, "Seed of the document's random parts");

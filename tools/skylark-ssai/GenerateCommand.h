@@ -16,6 +16,9 @@ struct Command;
 // 12 KB each, so the document stays under the 16 MiB that inspect and play
 // accept.
 inline constexpr int kMostGeneratedAds = 1300;
+// The most breaks: five minutes apart, the last offset stays under the 100
+// hours that an HH:MM:SS time offset can say.
+inline constexpr int kMostGeneratedBreaks = 1199;
 
 struct GenerateOptions {
   int breaks = 3;
