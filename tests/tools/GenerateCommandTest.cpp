@@ -39,13 +39,13 @@ TEST(GenerateCommandTest, TheDocumentParsesIntoTheBreaksAndAdsAskedFor) {
   }
 }
 
-// The largest documents the options allow stay within what the parser
-// accepts: under 16 MiB, every time offset readable.
+// The largest documents the help names as within the limit parse: under
+// 16 MiB, every time offset readable.
 TEST(GenerateCommandTest, TheLargestAllowedDocumentsParse) {
   SKYLVelaLogConfigure(0);
   for (const auto& [breaks, ads] :
-       {std::pair{kMostGeneratedBreaks, kMostGeneratedAds / kMostGeneratedBreaks},
-        std::pair{kMostGeneratedAds / 100, 100}}) {
+       {std::pair{kMostGeneratedBreaks, kAdsWithin16MiB / kMostGeneratedBreaks},
+        std::pair{kAdsWithin16MiB / 100, 100}}) {
     const std::string document = generateVMAP({breaks, ads, 1, "-"});
     EXPECT_LE(document.size(), URLSession::Configuration().maximumBodyBytes)
         << breaks << " x " << ads;

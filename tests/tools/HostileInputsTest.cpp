@@ -86,8 +86,9 @@ TEST(HostileInputsTest, TheGeneratorStaysWithinWhatTheParserAccepts) {
   expectRuns({
       {"generate --breaks 100000 --ads-per-break 100 -o /dev/null", 2, "--breaks"},
       {"generate --breaks 2000 -o /dev/null", 2, "--breaks"},
-      {"generate --breaks 1000 --ads-per-break 2 -o /dev/null", 2,
-       "1000 breaks x 2 ads is more than 1300 ads"},
+      {"generate --breaks 1000 --ads-per-break 3 -o /dev/null", 2,
+       "1000 breaks x 3 ads is more than the 2000 ads"},
+      {"generate --size large -o /dev/null", 0, "warning: more than 1300 ads"},
       {"generate --breaks 1199 -o /dev/null", 0, "1199 breaks x 1 ads"},
       {"generate --breaks 1200 -o /dev/null", 2, "--breaks"},
       {"generate --help", 0, "up to 1300 keeps the document under the 16 MiB"},
