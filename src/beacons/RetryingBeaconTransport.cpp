@@ -1,11 +1,41 @@
 #include "beacons/RetryingBeaconTransport.h"
 
 #include <chrono>
+#include <condition_variable>
+#include <map>
+#include <mutex>
 
 #include "host/SKYLHostLog.h"
 #include "platform/DispatchQueue.h"
 
 namespace skylark {
+
+// Each beacon sent is pending from send() to its final outcome; each drop
+// is kept with its reason. Any thread.
+struct RetryingBeaconTransport::Ledger {
+  std::mutex mutex;
+  std::condition_variable settled;
+  uint64_t nextId = 0;
+  std::map<uint64_t, URL> pending;
+  std::vector<Dropped> dropped;
+
+  uint64_t begin(const URL& url) {
+    std::lock_guard lock(mutex);
+    pending.emplace(nextId, url);
+    return nextId++;
+  }
+  void end(uint64_t id) {
+    {
+      std::lock_guard lock(mutex);
+      pending.erase(id);
+    }
+    settled.notify_all();
+  }
+  void drop(const URL& url, std::string why) {
+    std::lock_guard lock(mutex);
+    dropped.push_back({url, std::move(why)});
+  }
+};
 
 std::shared_ptr<RetryingBeaconTransport> RetryingBeaconTransport::create(
     std::shared_ptr<BeaconTransport> inner, Options options) {
@@ -22,7 +52,7 @@ std::shared_ptr<RetryingBeaconTransport> RetryingBeaconTransport::create(
 
 RetryingBeaconTransport::RetryingBeaconTransport(std::shared_ptr<BeaconTransport> inner,
                                                  Options options)
-    : inner_(std::move(inner)), options_(std::move(options)) {}
+    : inner_(std::move(inner)), options_(std::move(options)), ledger_(std::make_shared<Ledger>()) {}
 
 bool RetryingBeaconTransport::retryable(const BeaconDelivery& delivery) {
   switch (delivery.outcome) {
@@ -38,6 +68,7 @@ bool RetryingBeaconTransport::retryable(const BeaconDelivery& delivery) {
 
 void RetryingBeaconTransport::logDropped(const URL& url, const std::string& why) const {
   SKYLHostLog(3, "SkylarkSSAI: " + options_.logLabel + " %@. %@", url, "dropped, " + why);
+  ledger_->drop(url, why);
 }
 
 void RetryingBeaconTransport::send(const URL& url, Delivered delivered) {
@@ -46,7 +77,21 @@ void RetryingBeaconTransport::send(const URL& url, Delivered delivered) {
     if (delivered) delivered({BeaconDelivery::Outcome::transportFailed, 0, "not an http(s) URL"});
     return;
   }
-  attempt(url, 0, std::move(delivered));
+  const uint64_t id = ledger_->begin(url);
+  attempt(url, 0, [ledger = ledger_, id, delivered = std::move(delivered)](const auto& delivery) {
+    if (delivered) delivered(delivery);
+    ledger->end(id);
+  });
+}
+
+std::vector<RetryingBeaconTransport::Dropped> RetryingBeaconTransport::drain(
+    std::chrono::steady_clock::duration timeout) {
+  std::unique_lock lock(ledger_->mutex);
+  ledger_->settled.wait_for(lock, timeout, [this] { return ledger_->pending.empty(); });
+  stopped_ = true;
+  auto dropped = ledger_->dropped;
+  for (const auto& [id, url] : ledger_->pending) dropped.push_back({url, "still retrying at exit"});
+  return dropped;
 }
 
 void RetryingBeaconTransport::attempt(const URL& url, size_t attemptNumber, Delivered delivered) {
@@ -77,20 +122,22 @@ void RetryingBeaconTransport::finished(const URL& url, size_t attemptNumber,
     std::weak_ptr<RetryingBeaconTransport> weak = shared_from_this();
     const std::string label = options_.logLabel;
     options_.schedule(options_.delays[attemptNumber], [weak, url, attemptNumber, delivery,
-                                                       delivered, label] {
+                                                       delivered, label, ledger = ledger_] {
       if (const auto self = weak.lock()) {
         self->attempt(url, attemptNumber + 1, delivered);
         return;
       }
-      SKYLHostLog(3, "SkylarkSSAI: " + label + " %@. %@", url,
-                  "dropped, its session ended before the retry, last failure " + delivery.reason);
+      const std::string why = "its session ended before the retry, last failure " + delivery.reason;
+      SKYLHostLog(3, "SkylarkSSAI: " + label + " %@. %@", url, "dropped, " + why);
+      ledger->drop(url, why);
       if (delivered) delivered(delivery);
     });
     return;
   } else {
-    SKYLHostLog(3, "SkylarkSSAI: " + options_.logLabel + " %@. %@", url,
-                "dropped after " + std::to_string(options_.delays.size()) +
-                    " retries, last failure " + delivery.reason);
+    const std::string why = "after " + std::to_string(options_.delays.size()) +
+                            " retries, last failure " + delivery.reason;
+    SKYLHostLog(3, "SkylarkSSAI: " + options_.logLabel + " %@. %@", url, "dropped " + why);
+    ledger_->drop(url, why);
   }
   if (delivered) delivered(delivery);
 }

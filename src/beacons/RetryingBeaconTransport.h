@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -17,7 +18,8 @@ namespace SKYLARK_API skylark {
 // Every drop is logged (`logLabel` names the beacons: "SkylarkSSAI:
 // <label> <url>. dropped, <why>"). A pending retry holds this transport
 // weakly: once it is gone or stopped, the beacon is dropped with its line.
-// `delivered` hears the final outcome.
+// `delivered` hears the final outcome. drain() waits for the retries still
+// due, for the end of a process.
 class RetryingBeaconTransport final : public BeaconTransport,
                                       public std::enable_shared_from_this<RetryingBeaconTransport> {
  public:
@@ -36,6 +38,17 @@ class RetryingBeaconTransport final : public BeaconTransport,
   void send(const URL& url, Delivered delivered) override;
   void stop() override { stopped_ = true; }
 
+  // A beacon that never arrived, and why.
+  struct Dropped {
+    URL url;
+    std::string why;
+  };
+  // For the end of a process: waits until no beacon is on its way (retries
+  // still due included) or the time-out passes, then stops. Returns every
+  // beacon dropped so far, those still on their way last ("still retrying
+  // at exit").
+  std::vector<Dropped> drain(std::chrono::steady_clock::duration timeout);
+
   static bool retryable(const BeaconDelivery& delivery);
 
  private:
@@ -45,8 +58,13 @@ class RetryingBeaconTransport final : public BeaconTransport,
                 Delivered delivered);
   void logDropped(const URL& url, const std::string& why) const;
 
+  // The beacons on their way and those dropped, shared with callbacks that
+  // may outlive this transport.
+  struct Ledger;
+
   const std::shared_ptr<BeaconTransport> inner_;
   const Options options_;
+  const std::shared_ptr<Ledger> ledger_;
   std::atomic<bool> stopped_{false};
 };
 

@@ -80,6 +80,16 @@ std::optional<int64_t> optionalInteger(const Json& object, const char* key) {
     if (u > static_cast<uint64_t>(INT64_MAX)) throw WrongType{};
     return static_cast<int64_t>(u);
   }
+  if (value->is_number_float()) {
+    // As the platform's decoder reads an integer: 300.0 is 300; a fraction
+    // or a value beyond 64 bits is the wrong type.
+    const double number = value->get<double>();
+    if (!std::isfinite(number) || std::trunc(number) != number || number < -0x1p63 ||
+        number >= 0x1p63) {
+      throw WrongType{};
+    }
+    return static_cast<int64_t>(number);
+  }
   if (!value->is_number_integer()) throw WrongType{};
   return value->get<int64_t>();
 }
@@ -93,9 +103,10 @@ std::optional<bool> optionalBool(const Json& object, const char* key) {
 
 namespace {
 
-// No time or size of the live service comes near a billion (31 years in
-// seconds); larger numbers would overflow date arithmetic downstream.
-constexpr double kLargestNumber = 1e9;
+// Times are seconds, epoch seconds among them (1.7e9 today). Beyond a
+// trillion (31,700 years) their milliseconds, and sums of a few, would no
+// longer fit the 64 bits of date arithmetic downstream.
+constexpr double kLargestNumber = 1e12;
 
 std::optional<double> withinRange(std::optional<double> value) {
   if (!value || !std::isfinite(*value) || std::fabs(*value) > kLargestNumber) return std::nullopt;

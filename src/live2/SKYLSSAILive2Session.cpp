@@ -22,16 +22,21 @@ Result<std::string, SKYLSSAILive2Error> SKYLSSAILive2SessionRequest::encode() co
 
 Result<SKYLSSAILive2SessionInfo, SKYLSSAILive2Error> SKYLSSAILive2SessionInfo::decode(
     std::string_view json) {
-  const SKYLSSAILive2Error failure(SKYLSSAILive2ErrorCode::PARSE_ERROR,
-                                   "Failed to parse session response");
+  // The decoding error itself, which the session client carries as the
+  // underlying error of its "Failed to parse session response".
   const auto document = live2_json::parse(json);
-  if (!document) return failure;
+  if (!document) {
+    return SKYLSSAILive2Error(SKYLSSAILive2ErrorCode::PARSE_ERROR,
+                              "The session response is not JSON");
+  }
   try {
     const Json& o = live2_json::object(*document);
     return SKYLSSAILive2SessionInfo{live2_json::string(o, "manifestUrl"),
                                     live2_json::string(o, "trackingUrl")};
   } catch (const live2_json::WrongType&) {
-    return failure;
+    return SKYLSSAILive2Error(SKYLSSAILive2ErrorCode::PARSE_ERROR,
+                              "The session response is not an object whose manifestUrl and "
+                              "trackingUrl are strings");
   }
 }
 

@@ -97,6 +97,14 @@ void SKYLSSAILive2SessionController::didResolve(const SKYLSSAILive2SessionURLs& 
   dependencies_.scheduler->schedule(dependencies_.pollInterval, [weak] {
     if (const auto self = weak.lock()) self->tick();
   });
+  // A stop() since the check above cancelled nothing yet: the timer just
+  // armed would tick idly for ever.
+  bool stoppedMeanwhile = false;
+  {
+    MutexLock lock(lock_);
+    stoppedMeanwhile = stopped_;
+  }
+  if (stoppedMeanwhile) dependencies_.scheduler->cancel();
 }
 
 void SKYLSSAILive2SessionController::tick() {

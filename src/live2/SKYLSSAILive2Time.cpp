@@ -42,11 +42,12 @@ std::optional<double> SKYLSSAILive2ParseTimeDuration(std::string_view text) {
 }
 
 std::optional<SystemTime> SKYLSSAILive2ParseProgramDateTime(std::string_view text) {
-  // Made once, shared by every thread.
-  static const std::unique_ptr<DateParser> withFraction =
-      DateParser::create("en_US_POSIX", u"yyyy-MM-dd'T'HH:mm:ss.SSSXXXXX");
-  static const std::unique_ptr<DateParser> withoutFraction =
-      DateParser::create("en_US_POSIX", u"yyyy-MM-dd'T'HH:mm:ssXXXXX");
+  // Made once, shared by every thread, never destroyed (a poll may still
+  // run while the process exits).
+  static const auto* withFraction =
+      DateParser::create("en_US_POSIX", u"yyyy-MM-dd'T'HH:mm:ss.SSSXXXXX").release();
+  static const auto* withoutFraction =
+      DateParser::create("en_US_POSIX", u"yyyy-MM-dd'T'HH:mm:ssXXXXX").release();
   if (withFraction) {
     if (auto date = withFraction->parse(text)) return date;
   }

@@ -103,14 +103,19 @@ SKYLSSAILive2TrackingClient::Outcome SKYLSSAILive2TrackingClient::classify(
 
 std::shared_ptr<URLSessionDataTask> SKYLSSAILive2TrackingClient::fetch(Completion completion) {
   URL url = trackingURL_;
+  bool busy = false;
   {
     MutexLock lock(mutex_);
-    if (inFlight_) {
-      completion(SKYLSSAILive2PollSkip{SKYLSSAILive2PollSkip::alreadyInFlight});
-      return nullptr;
+    busy = inFlight_;
+    if (!busy) {
+      inFlight_ = true;
+      url = pollURLLocked();
     }
-    inFlight_ = true;
-    url = pollURLLocked();
+  }
+  if (busy) {
+    // Outside the lock: the completion may well ask this client something.
+    completion(SKYLSSAILive2PollSkip{SKYLSSAILive2PollSkip::alreadyInFlight});
+    return nullptr;
   }
   URLRequest request(url);
   request.timeoutInterval = std::chrono::milliseconds(static_cast<int64_t>(timeout_ * 1000));

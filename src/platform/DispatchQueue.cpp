@@ -163,6 +163,12 @@ std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label) {
   return std::make_shared<SerialQueue>(std::move(label));
 }
 
+void shutdown() {
+  assert(!tCurrentQueue || tCurrentQueue == &main());
+  sharedPool().stop();
+  sharedPool().join();
+}
+
 }  // namespace Dispatch
 
 struct RepeatingTimer::State : std::enable_shared_from_this<State> {

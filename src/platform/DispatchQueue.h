@@ -55,6 +55,12 @@ DispatchQueue& global();
 // any thread before it first runs.
 bool isMainThread();
 std::shared_ptr<DispatchQueue> makeSerialQueue(std::string label);
+// Ends the global queue and the serial queues for good: work not yet
+// started is dropped, work running finishes, and the call returns once no
+// thread of the pool runs anything. Work posted later never runs. For the
+// end of a process, before static objects are destroyed; never from work
+// on those queues.
+void shutdown();
 
 }  // namespace Dispatch
 

@@ -67,36 +67,39 @@ NumberParser::NumberParser(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) 
 NumberParser::~NumberParser() = default;
 
 const NumberParser& NumberParser::decimalEnUS() {
-  static const NumberParser parser = [] {
+  // Never destroyed: a parse on another thread may run while the process exits.
+  static const NumberParser& parser = *new NumberParser([] {
     UErrorCode status = U_ZERO_ERROR;
     auto impl = std::make_unique<Impl>();
     impl->format.reset(unum_open(UNUM_DECIMAL, nullptr, 0, "en_US", nullptr, &status));
     if (U_SUCCESS(status)) unum_setAttribute(impl->format.get(), UNUM_GROUPING_USED, 0);
     impl->plainDecimals = true;
     return NumberParser(std::move(impl));
-  }();
+  }());
   return parser;
 }
 
 const NumberParser& NumberParser::decimalStyleEnUS() {
-  static const NumberParser parser = [] {
+  // Never destroyed: a parse on another thread may run while the process exits.
+  static const NumberParser& parser = *new NumberParser([] {
     UErrorCode status = U_ZERO_ERROR;
     auto impl = std::make_unique<Impl>();
     impl->format.reset(unum_open(UNUM_DECIMAL, nullptr, 0, "en_US", nullptr, &status));
     impl->plainDecimals = true;
     return NumberParser(std::move(impl));
-  }();
+  }());
   return parser;
 }
 
 const NumberParser& NumberParser::percentEnUS() {
-  static const NumberParser parser = [] {
+  // Never destroyed: a parse on another thread may run while the process exits.
+  static const NumberParser& parser = *new NumberParser([] {
     UErrorCode status = U_ZERO_ERROR;
     auto impl = std::make_unique<Impl>();
     impl->format.reset(unum_open(UNUM_PERCENT, nullptr, 0, "en_US", nullptr, &status));
     impl->plainPercents = true;
     return NumberParser(std::move(impl));
-  }();
+  }());
   return parser;
 }
 

@@ -234,7 +234,8 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     const long timeout = static_cast<long>(request.timeoutInterval.count());
     curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, timeout);
-    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, timeout);
+    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS,
+                     std::min(timeout, static_cast<long>(configuration.connectTimeout.count())));
     curl_easy_setopt(easy, CURLOPT_MAXFILESIZE_LARGE,
                      static_cast<curl_off_t>(configuration.maximumBodyBytes));
     curl_easy_setopt(easy, CURLOPT_ERRORBUFFER, task->errorBuffer);
@@ -303,13 +304,23 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
     return url->scheme();
   }
 
-  static SKYLError errorFor(const TaskState& task, CURLcode code) {
+  SKYLError errorFor(const TaskState& task, CURLcode code) const {
     const std::string detail = task.errorBuffer[0] ? task.errorBuffer : curl_easy_strerror(code);
     switch (code) {
-      case CURLE_OPERATION_TIMEDOUT:
+      case CURLE_OPERATION_TIMEDOUT: {
+        // Either the whole request's time-out or the shorter one of opening
+        // the connection (a TLS handshake nobody answers, say).
+        curl_off_t elapsedMicroseconds = 0;
+        curl_easy_getinfo(task.easy, CURLINFO_TOTAL_TIME_T, &elapsedMicroseconds);
+        if (elapsedMicroseconds / 1000 < task.request.timeoutInterval.count()) {
+          return urlError(kURLErrorTimedOut,
+                          fmt::format("timed out after {:g} s opening the connection",
+                                      configuration.connectTimeout.count() / 1000.0));
+        }
         return urlError(
             kURLErrorTimedOut,
             fmt::format("timed out after {:g} s", task.request.timeoutInterval.count() / 1000.0));
+      }
       case CURLE_COULDNT_CONNECT:
         return urlError(kURLErrorCannotConnectToHost, "Could not connect to the server. " + detail);
       case CURLE_COULDNT_RESOLVE_HOST:
@@ -424,9 +435,35 @@ void URLSessionDataTask::cancel() {
   if (auto session = session_.lock()) session->enqueue(state_, /*cancel=*/true);
 }
 
+namespace {
+
+// Never destroyed: work on other threads may still hold it at exit.
+struct SharedSession {
+  Mutex mutex;
+  std::shared_ptr<URLSession> session SKYL_GUARDED_BY(mutex);
+};
+SharedSession& sharedSession() {
+  static auto* shared = new SharedSession;
+  return *shared;
+}
+
+}  // namespace
+
 std::shared_ptr<URLSession> URLSession::shared() {
-  static const std::shared_ptr<URLSession> session = create();
-  return session;
+  auto& shared = sharedSession();
+  MutexLock lock(shared.mutex);
+  if (!shared.session) shared.session = create();
+  return shared.session;
+}
+
+void URLSession::invalidateShared() {
+  std::shared_ptr<URLSession> session;
+  {
+    auto& shared = sharedSession();
+    MutexLock lock(shared.mutex);
+    session = shared.session;
+  }
+  if (session) session->invalidateAndCancel();
 }
 
 }  // namespace skylark

@@ -87,6 +87,10 @@ class URLSession : public std::enable_shared_from_this<URLSession> {
     // libcurl beyond the connections it may open only wait inside it, and
     // lengthen each step of its loop meanwhile.
     size_t maximumConcurrentTransfers = 12;
+    // The longest a connection may take to open, TLS handshake included
+    // (a TLS client at a plain-HTTP port hears nothing back); never more
+    // than the request's own time-out.
+    std::chrono::milliseconds connectTimeout{10'000};
   };
   using Completion = std::function<void(Result<URLSessionResponse>)>;
 
@@ -95,6 +99,9 @@ class URLSession : public std::enable_shared_from_this<URLSession> {
   // The process's one session (one HTTP thread), made on first use and
   // never shut down: beacons and service calls of every session share it.
   static std::shared_ptr<URLSession> shared();
+  // Shuts the shared session down, if it was made, for the end of a process:
+  // a completion running finishes first; later transfers never start.
+  static void invalidateShared();
   ~URLSession();
   URLSession(const URLSession&) = delete;
   URLSession& operator=(const URLSession&) = delete;

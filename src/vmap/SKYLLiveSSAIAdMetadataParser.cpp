@@ -1,5 +1,7 @@
 #include "vmap/SKYLLiveSSAIAdMetadataParser.h"
 
+#include <cmath>
+
 #include <fmt/format.h>
 
 #include "host/SKYLHostLog.h"
@@ -28,9 +30,18 @@ std::optional<std::string> textOf(const OptionalElement& element) {
   return SKYLTrimXMLStringValue(std::string_view(element->stringValue()));
 }
 
+// Beyond a quadrillion (31,700 years in milliseconds) a number would no
+// longer fit the whole milliseconds of a media time, nor their sums: such a
+// number, or one that is not finite, counts as absent.
+constexpr double kLargestNumber = 1e15;
+
 std::optional<double> numberOf(const OptionalElement& element) {
   const auto text = textOf(element);
-  return text ? NumberParser::decimalStyleEnUS().parse(*text) : std::nullopt;
+  const auto number = text ? NumberParser::decimalStyleEnUS().parse(*text) : std::nullopt;
+  if (!number || !std::isfinite(*number) || std::fabs(*number) > kLargestNumber) {
+    return std::nullopt;
+  }
+  return number;
 }
 
 FormatArg numberArg(const std::optional<double>& value) {
@@ -186,7 +197,8 @@ Result<SKYLVelaAdBuilder> SKYLLiveSSAIParseAdBuilderFromAdElementAndBeginTimeWit
     bool clientOnlyTracking) {
   SKYL_ASSIGN_OR_RETURN(SKYLVelaAdBuilder builder,
                         SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError(
-                            adElement, std::nullopt, beginTime, logicalTime));
+                            adElement, std::nullopt, beginTime, logicalTime,
+                            /*readSkipOffset=*/false));
   builder.adId.clear();                       // live ads are known by position, not id
   builder.skipOffset = MediaTime::invalid();  // and are never skippable
   builder.liveSSAI = true;
@@ -207,11 +219,8 @@ SKYLVelaAdBuilder SKYLLiveSSAIParseAdBuilderFromAdSoucePlaceholderElementAndBegi
   builder.beginTime = beginTime;
   builder.logicalOffset = logicalTime;
   const auto placeholder = extensionElement.firstChildWithTag("AdSourcePlaceholder");
-  const auto text =
-      textOf(placeholder ? placeholder->firstChildWithTag("durationMs") : std::nullopt);
-  builder.duration = MediaTime::make(
-      static_cast<int64_t>(text ? NumberParser::decimalStyleEnUS().parse(*text).value_or(0) : 0),
-      1000);
+  builder.duration = milliseconds(
+      numberOf(placeholder ? placeholder->firstChildWithTag("durationMs") : std::nullopt));
   return builder;
 }
 

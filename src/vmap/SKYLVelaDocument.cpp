@@ -68,6 +68,11 @@ std::shared_ptr<SKYLVelaTimeline> SKYLVelaDocument::timeline() const {
   return timeline_;
 }
 
+std::optional<long> SKYLVelaDocument::responseStatusCode() const {
+  MutexLock lock(mutex_);
+  return responseStatusCode_;
+}
+
 std::string SKYLVelaDocument::vmapExtensionsNamespace() const {
   MutexLock lock(mutex_);
   return vmapExtensionsNamespace_;
@@ -81,6 +86,18 @@ void SKYLVelaDocument::setSharedURLSession(std::shared_ptr<URLSession> session) 
 std::optional<SKYLError> SKYLVelaDocument::parse(std::shared_ptr<const std::string> data) {
   SKYLVelaParseContext context;
   auto parsed = SKYLVelaParseTimelineFromDataWithError(&context, std::move(data));
+  if (parsed.ok() && velaURL_) {
+    // A downloaded document must not make the player read a local file or
+    // speak another protocol: only a local document may name a file: stream.
+    const auto& stream = parsed.value()->velaURL();
+    if (stream && !stream->isHTTPOrHTTPS()) {
+      parsed = velaError(SKYLVelaDocumentErrorCodeDeserialization,
+                         "The VMAP document names a stream that is not http(s).")
+                   .withFailureReason(formatObjC(
+                       "A document downloaded from %@ may only name http(s) streams, not %@.",
+                       {velaURL_, stream}));
+    }
+  }
   MutexLock lock(mutex_);
   vmapExtensionsNamespace_ = context.vmapExtensionsNamespace;
   if (parsed.ok()) {
@@ -169,6 +186,10 @@ void SKYLVelaDocument::retrieve(DispatchQueue& queue, const HTTPHeaderFields& he
         // process (beacons of other sessions among them): the document is
         // read on the caller's queue, just before its completion there, and
         // the thread goes back to the network at once.
+        {
+          MutexLock lock(self->mutex_);
+          self->responseStatusCode_ = result->response.statusCode;
+        }
         auto body = std::make_shared<const std::string>(std::move(result->data));
         queue.async([self, completion, body = std::move(body)] {
           SKYLHostLog(6, "VMAP response: %@", *body);

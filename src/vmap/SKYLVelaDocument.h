@@ -55,6 +55,9 @@ class SKYLVelaDocument : public std::enable_shared_from_this<SKYLVelaDocument> {
   std::shared_ptr<SKYLVelaTimeline> timeline() const;
   std::string vmapExtensionsNamespace() const;
   const std::optional<URL>& velaURL() const { return velaURL_; }
+  // The HTTP status of the download, once one answered (not judged: any
+  // answer is parsed).
+  std::optional<long> responseStatusCode() const;
 
   void setSessionCommonProperties(std::any properties) { sessionCommonProperties_ = properties; }
   // How long a download may take (60 s unless set).
@@ -80,6 +83,7 @@ class SKYLVelaDocument : public std::enable_shared_from_this<SKYLVelaDocument> {
   std::shared_ptr<SKYLVelaTimeline> timeline_ SKYL_GUARDED_BY(mutex_);
   std::string vmapExtensionsNamespace_ SKYL_GUARDED_BY(mutex_);
   std::shared_ptr<URLSession> session_ SKYL_GUARDED_BY(mutex_);
+  std::optional<long> responseStatusCode_ SKYL_GUARDED_BY(mutex_);
 };
 
 }  // namespace skylark

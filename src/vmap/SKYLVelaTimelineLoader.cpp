@@ -24,6 +24,7 @@ void SKYLVelaTimelineLoader::finish(const std::shared_ptr<SKYLVelaDocument>& doc
                                     const std::optional<SKYLError>& error,
                                     const Completion& completion) {
   resultTimeline_ = document ? document->timeline() : nullptr;
+  responseStatusCode_ = document ? document->responseStatusCode() : std::nullopt;
   error_ = resultTimeline_ ? std::nullopt : error;
   completion(shared_from_this());
 }

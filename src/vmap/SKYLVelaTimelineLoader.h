@@ -38,6 +38,8 @@ class SKYLVelaTimelineLoader : public std::enable_shared_from_this<SKYLVelaTimel
 
   std::shared_ptr<SKYLVelaTimeline> resultTimeline() const { return resultTimeline_; }
   const std::optional<SKYLError>& error() const { return error_; }
+  // The HTTP status of the downloaded document, when one was downloaded.
+  std::optional<long> responseStatusCode() const { return responseStatusCode_; }
 
  private:
   explicit SKYLVelaTimelineLoader(std::shared_ptr<const SKYLSource> source)
@@ -52,6 +54,7 @@ class SKYLVelaTimelineLoader : public std::enable_shared_from_this<SKYLVelaTimel
   std::any sessionCommonProperties_;
   std::shared_ptr<SKYLVelaTimeline> resultTimeline_;
   std::optional<SKYLError> error_;
+  std::optional<long> responseStatusCode_;
 };
 
 }  // namespace skylark

@@ -74,9 +74,18 @@ std::string trimmedText(const Element& element) {
   return std::string(SKYLTrimmedXMLStringView(element.stringView()));
 }
 
+// A document's URL. Ad servers write spaces, `<>|{}^` and non-ASCII text
+// into beacon URLs; a beacon dropped is a billing event lost, so such
+// characters are percent-encoded (the text is UTF-8 already) rather than
+// refused. What is still no URL is logged.
 std::optional<URL> urlOf(const OptionalElement& element) {
   if (!element) return std::nullopt;
-  return URL::parse(SKYLTrimmedXMLStringView(element->stringView()));
+  const std::string_view text = SKYLTrimmedXMLStringView(element->stringView());
+  if (text.empty()) return std::nullopt;
+  if (auto url = URL::parse(text)) return url;
+  if (auto url = URL::parseEncodingInvalidCharacters(text)) return url;
+  SKYLVelaLog("Could not parse URL `%@` in <%@>.", shown(text), element->tag());
+  return std::nullopt;
 }
 
 std::vector<URL> urlsOf(const Element::Elements& elements) {
@@ -102,6 +111,12 @@ double secondsAttribute(const OptionalElement& element, std::string_view name) {
   const auto value = element->valueForAttribute(name);
   if (!value) return 0;
   return NumberParser::decimalStyleEnUS().parse(*value).value_or(0);
+}
+
+// An ad's duration must be finite and its marks whole seconds in 32 bits
+// (68 years): beyond that its quartiles would all read 0 and fire at once.
+bool representableDuration(const MediaTime& duration) {
+  return duration.isNumeric() && duration.seconds() <= INT32_MAX;
 }
 
 std::string mark(double seconds) {
@@ -231,7 +246,7 @@ std::shared_ptr<const SKYLViewableImpressionCollection> viewableImpressionOf(
 Result<SKYLVelaAdBuilder> SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError(
     const SKYLVelaXMLElement& adElement,
     const std::optional<SKYLVelaXMLElement>& breakTrackingEvents, const MediaTime& beginTime,
-    const MediaTime& logicalTime) {
+    const MediaTime& logicalTime, bool readSkipOffset) {
   SKYLVelaAdBuilder builder;
   builder.adId = adElement.valueForAttribute("id").value_or("");
   const OptionalElement inLine = adElement.firstChildWithTag("InLine");
@@ -264,14 +279,14 @@ Result<SKYLVelaAdBuilder> SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError
       durationElement ? std::optional<std::string_view>(durationElement->stringView())
                       : std::nullopt;
   builder.duration = SKYLVelaDurationFromString(durationText);
-  if (!builder.duration.isValid()) {
+  if (!builder.duration.isValid() || !representableDuration(builder.duration)) {
     return deserializationError(
         formatObjC("Linear Duration `%@` could not be parsed.",
                    {durationText ? FormatArg(shown(*durationText)) : FormatArg(nullptr)}));
   }
   builder.vastAdCreativeExtensions =
       dictionariesOfChildren(childPath(linearCreative, {"CreativeExtensions"}));
-  if (const auto skip = linear->valueForAttribute("skipoffset")) {
+  if (const auto skip = readSkipOffset ? linear->valueForAttribute("skipoffset") : std::nullopt) {
     builder.skipOffset = SKYLVelaSkipOffsetFromStringWithDuration(*skip, builder.duration);
   }
   builder.beginTime = beginTime;

@@ -38,9 +38,11 @@ Result<std::shared_ptr<SKYLVelaTimeline>> SKYLVelaParseTimelineFromXMLDocumentWi
 // begin time and content (logical) time; breakTrackingEvents is the VMAP
 // break's own TrackingEvents element. Fails with 4011 when the linear
 // Duration cannot be read.
+// `readSkipOffset` false leaves the Linear's "skipoffset" unread (older
+// live streams' ads are never skippable; their offsets are not even parsed).
 Result<SKYLVelaAdBuilder> SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError(
     const SKYLVelaXMLElement& adElement,
     const std::optional<SKYLVelaXMLElement>& breakTrackingEvents, const MediaTime& beginTime,
-    const MediaTime& logicalTime);
+    const MediaTime& logicalTime, bool readSkipOffset = true);
 
 }  // namespace skylark

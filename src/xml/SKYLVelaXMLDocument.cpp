@@ -175,8 +175,9 @@ std::optional<SKYLVelaXMLElement> SKYLVelaXMLDocument::firstChildWithCSS(
 }
 
 const DateParser& SKYLVelaXMLDocument::dateFormatter() const {
-  static const std::unique_ptr<DateParser> formatter =
-      DateParser::create("en_US_POSIX", u"yyyy-MM-dd'T'HH:mm:ssZ");
+  // Never destroyed: a parse on another thread may run while the process exits.
+  static const auto* formatter =
+      DateParser::create("en_US_POSIX", u"yyyy-MM-dd'T'HH:mm:ssZ").release();
   return *formatter;
 }
 

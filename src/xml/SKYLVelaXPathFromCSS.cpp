@@ -24,7 +24,8 @@ struct Patterns {
 };
 
 const Patterns& patterns() {
-  static const Patterns compiled = [] {
+  // Never destroyed: a selector on another thread may run while the process exits.
+  static const Patterns& compiled = *new Patterns([] {
     auto compile = [](const char16_t* pattern) {
       UErrorCode status = U_ZERO_ERROR;
       UParseError parseError;
@@ -33,7 +34,7 @@ const Patterns& patterns() {
       return U_SUCCESS(status) ? std::move(p) : nullptr;
     };
     return Patterns{compile(u"\\#([\\w-_]+)"), compile(u"\\.([^\\.]+)"), compile(u"\\[(\\w+)\\]")};
-  }();
+  }());
   return compiled;
 }
 

@@ -111,5 +111,50 @@ TEST_F(RetryingBeaconTransportTest, ARetryPendingWhenStoppedOrDestroyedIsDropped
   EXPECT_EQ(outcomes_.size(), 2u);  // each beacon's final outcome, once
 }
 
+// At exit the retries still due get their chance, up to a bound; what
+// never arrived is told, with why. On the global queue, with short delays.
+TEST(RetryingBeaconTransportDrainTest, WaitsForDueRetriesThenTellsWhatWasDropped) {
+  using namespace std::chrono_literals;
+  struct Case {
+    std::string name;
+    std::vector<BeaconDelivery> answers;
+    std::vector<double> delays;
+    std::vector<std::string> dropped;  // why, in order
+  };
+  const std::vector<Case> cases = {
+      {"delivered on the second retry",
+       {RecordingTransport::http(503), RecordingTransport::http(503),
+        RecordingTransport::http(200)},
+       {0.01, 0.02},
+       {}},
+      {"refused at once", {RecordingTransport::http(404)}, {0.01}, {"HTTP 404"}},
+      {"out of retries",
+       {RecordingTransport::http(503), RecordingTransport::http(503)},
+       {0.01},
+       {"after 1 retries, last failure HTTP 503"}},
+      {"a retry due after the bound",
+       {RecordingTransport::http(503)},
+       {60},
+       {"still retrying at exit"}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    test::LogCapture log;
+    auto inner = std::make_shared<RecordingTransport>();
+    inner->script(c.answers);
+    RetryingBeaconTransport::Options options;
+    options.delays = c.delays;
+    auto transport = RetryingBeaconTransport::create(inner, options);
+    transport->send(kBeacon);
+    const auto dropped = transport->drain(c.delays.back() > 10 ? 50ms : 10s);
+    std::vector<std::string> why;
+    for (const auto& drop : dropped) {
+      EXPECT_EQ(drop.url, kBeacon);
+      why.push_back(drop.why);
+    }
+    EXPECT_EQ(why, c.dropped);
+  }
+}
+
 }  // namespace
 }  // namespace skylark

@@ -100,11 +100,12 @@ TEST(SKYLSSAICompanionSlotTest, TheLargestFittingCompanionIsShownAndItsViewRepor
                  companion("leader", 728, 90) + "</CompanionAds></Creative>");
   test::SessionHarness app(
       test::vmapDocument(ad + test::adBreak("00:00:10", "00:00:05", "plain"), 45, 30));
-  ASSERT_TRUE(app.start());
   auto view = std::make_shared<SKYLView>(400, 300);
   auto slot = SKYLSSAICompanionSlot::initWithView(view, 400, 300);
-  app.session->setAdDisplayContainer(
-      SKYLSSAIAdComponentDisplayContainer::initWithCompanionSlots({slot}));
+  ASSERT_TRUE(app.start([&] {
+    app.session->setAdDisplayContainer(
+        SKYLSSAIAdComponentDisplayContainer::initWithCompanionSlots({slot}));
+  }));
   app.playUntil(3);
   ASSERT_TRUE(slot->currentCompanionAd());
   EXPECT_EQ(*slot->currentCompanionAd()->identifier(), "box");

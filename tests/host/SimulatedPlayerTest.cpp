@@ -59,6 +59,40 @@ TEST(SimulatedPlayerTest, ReversePlaybackStopsAtTheReverseEndTime) {
   EXPECT_EQ(player->rate(), 0);
 }
 
+TEST(SimulatedPlayerTest, AReadyItemAnnouncesTheStartingPositionBeforeAnythingPlays) {
+  auto player = playerFor(100);
+  std::vector<MediaTime> announced;
+  player->time.addObserver([&](const MediaTime& time) { announced.push_back(time); }, false);
+  player->replaceCurrentItem(std::make_shared<PlayerItem>(kVOD));
+  Dispatch::main().runUntilIdle();
+  EXPECT_EQ(player->itemStatus.get(), PlayerItem::Status::readyToPlay);
+  EXPECT_EQ(announced, std::vector<MediaTime>{MediaTime::zero()});
+}
+
+// A reverse rate set where reverse playback cannot go (at or before the
+// reverse end time) stops the player where it stands.
+TEST(SimulatedPlayerTest, AReverseThatCannotMoveStopsWhereItIs) {
+  struct Case {
+    double from;
+    double reverseEnd;  // negative: none set (the start)
+  };
+  for (const auto& c : std::vector<Case>{{5, 30}, {30, 30}, {0, -1}}) {
+    SCOPED_TRACE(::testing::Message() << "from " << c.from << " reverse end " << c.reverseEnd);
+    auto player = playerFor(100);
+    auto item = std::make_shared<PlayerItem>(kVOD);
+    if (c.reverseEnd >= 0)
+      item->setReversePlaybackEndTime(MediaTime::makeWithSeconds(c.reverseEnd, 600));
+    player->replaceCurrentItem(item);
+    player->seek(MediaTime::makeWithSeconds(c.from, 600), MediaTime::zero(), MediaTime::zero(),
+                 nullptr);
+    player->runFor(0);
+    player->setRate(-2);
+    player->runFor(1);
+    EXPECT_EQ(player->currentTime(), MediaTime::makeWithSeconds(c.from, 600));
+    EXPECT_EQ(player->rate(), 0);
+  }
+}
+
 TEST(SimulatedPlayerTest, ATwoHourStreamPlaysToItsEndTenUpdatesASecond) {
   auto player = playerFor(7200);
   player->replaceCurrentItem(std::make_shared<PlayerItem>(kVOD));

@@ -110,6 +110,18 @@ TEST(SKYLSSAILive2SessionClientTest, EveryFailure) {
       EXPECT_EQ(result.error().context.at("statusCode"), "503");
     }
   }
+  // A body that does not decode carries the decoder's own error beneath.
+  {
+    MockLiveService service;
+    service.setSessionAnswer({200, "<html>", 0});
+    const auto result = openSession(service.sessionURL());
+    ASSERT_FALSE(result.ok());
+    ASSERT_TRUE(result.error().underlying);
+    EXPECT_NE(result.error().underlying->localizedDescription, result.error().message);
+    EXPECT_NE(result.error().underlying->description().find("The session response is not JSON"),
+              std::string::npos)
+        << result.error().underlying->description();
+  }
   int closedPort = 0;
   {
     test::LoopbackServer gone;
@@ -300,6 +312,61 @@ TEST(SKYLSSAILive2TrackingClientTest, ASecondFetchWhileOneIsOutstandingIsSkipped
   EXPECT_TRUE(first.get_future().get());
   EXPECT_EQ(service.pollTargets().size(), 1u);
   EXPECT_EQ(client->nextToken(), "tok 1");
+}
+
+// The skipped fetch's completion may ask the client something: it runs
+// outside the client's lock (a second fetch from inside it, say).
+TEST(SKYLSSAILive2TrackingClientTest, TheSkippedFetchsCompletionRunsOutsideTheLock) {
+  MockLiveService service;
+  service.scriptTracking({{200, kAvail, 300}});
+  const std::string base = service.sessionURL().substr(0, service.sessionURL().find("/v1"));
+  auto client = SKYLSSAILive2TrackingClient::create(*URL::parse(base + "/live/tracking"),
+                                                    URLSession::shared());
+  std::promise<void> first;
+  ASSERT_TRUE(client->fetch([&](auto) { first.set_value(); }));
+  // On a thread of its own: under the lock it would wait for itself for ever.
+  struct Skipped {
+    std::promise<bool> fetched;
+    std::optional<int> failuresSeen;
+  };
+  auto skipped = std::make_shared<Skipped>();
+  auto done = skipped->fetched.get_future();
+  std::thread([client, skipped] {
+    skipped->fetched.set_value(nullptr != client->fetch([client, skipped](auto) {
+      skipped->failuresSeen = client->consecutiveFailures();
+    }));
+  }).detach();
+  ASSERT_EQ(done.wait_for(5s), std::future_status::ready);
+  EXPECT_FALSE(done.get());
+  EXPECT_EQ(skipped->failuresSeen, 0);
+  first.get_future().wait();
+}
+
+// A scheduler that lets the test stop the controller just as polling is
+// about to be armed.
+class StopWhileArming final : public SKYLSSAILive2Scheduler {
+ public:
+  std::function<void()> beforeArming;
+  bool armed = false;
+  void schedule(double, std::function<void()>) override {
+    if (beforeArming) beforeArming();
+    armed = true;
+  }
+  void cancel() override { armed = false; }
+  void post(std::function<void()> work) override { work(); }
+};
+
+TEST(SKYLSSAILive2SessionControllerTest, AStopWhilePollingIsArmedLeavesNoTimer) {
+  SKYLSSAILive2SessionController::Dependencies dependencies;
+  auto scheduler = std::make_unique<StopWhileArming>();
+  auto* arming = scheduler.get();
+  dependencies.scheduler = std::move(scheduler);
+  auto controller = SKYLSSAILive2SessionController::create(
+      *URL::parse("http://127.0.0.1:9/v1/session"), std::move(dependencies));
+  arming->beforeArming = [&] { controller->stop(); };
+  controller->resume(
+      {*URL::parse("http://127.0.0.1:9/m.m3u8"), *URL::parse("http://127.0.0.1:9/tracking")});
+  EXPECT_FALSE(arming->armed);
 }
 
 // Polls fast while another thread reads the timeline and stops the

@@ -114,6 +114,43 @@ TEST(SKYLSSAILive2TrackingResponseTest, WrongTypesAndNonJSONFailWithParseError) 
   EXPECT_FALSE(Response::decode(std::string(100000, '[') + std::string(100000, ']')).ok());
 }
 
+// Integers written with a zero fraction read as integers, as the platform's
+// decoder reads them; a fraction or a value beyond 64 bits is refused.
+TEST(SKYLSSAILive2TrackingResponseTest, IntegersWithAZeroFractionAreIntegers) {
+  const auto accepted = decoded(R"({"hlsAnchorMediaSequenceNumber": 12.0, "avails": [{"ads": [
+      {"companionAds": [{"width": 300.0, "height": 2.5e2}]}]}]})");
+  EXPECT_EQ(accepted.hlsAnchorMediaSequenceNumber, 12);
+  const auto& companion = accepted.avails[0].ads[0].companionAds[0];
+  EXPECT_EQ(companion.width, 300);
+  EXPECT_EQ(companion.height, 250);
+  for (const char* json :
+       {R"({"hlsAnchorMediaSequenceNumber": 12.5})", R"({"hlsAnchorMediaSequenceNumber": 1e19})",
+        R"({"avails": [{"ads": [{"companionAds": [{"width": 300.5}]}]}]})"}) {
+    const auto result = Response::decode(json);
+    EXPECT_FALSE(result.ok()) << json;
+  }
+}
+
+// Times are used when present and not zero, epoch seconds included; only
+// what is not finite or does not fit counts as absent.
+TEST(SKYLSSAILive2TrackingResponseTest, LargeTimesAreKeptAndOnlyUnfittingOnesDropped) {
+  struct Case {
+    std::string written;
+    double read;
+  };
+  const Case cases[] = {
+      {"1732500000", 1732500000},
+      {"1732500000.5", 1732500000.5},
+      {"1e300", 0},
+      {"-1e300", 0},
+  };
+  for (const auto& c : cases) {
+    const auto response =
+        decoded(R"({"avails": [{"startTimeInSeconds": )" + c.written + R"(, "ads": []}]})");
+    EXPECT_DOUBLE_EQ(response.avails[0].startTimeInSeconds, c.read) << c.written;
+  }
+}
+
 TEST(SKYLSSAILive2TrackingResponseTest, VerificationResourcesInAllThreeForms) {
   const auto response = decoded(R"({"avails": [{"ads": [{"adVerifications": [
       {"vendor": "v", "javaScriptResource": "https://v/one.js",

@@ -1,7 +1,11 @@
 #include "platform/DispatchQueue.h"
+#include "platform/PlatformShutdown.h"
 
+#include <atomic>
+#include <cstdlib>
 #include <future>
 #include <mutex>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -73,6 +77,34 @@ TEST(DispatchQueueTest, TheThreadThatRunsTheMainQueueIsTheMainThread) {
   bool elsewhere = true;
   std::thread([&] { elsewhere = Dispatch::isMainThread(); }).join();
   EXPECT_FALSE(elsewhere);
+}
+
+// Shuts the platform down with one piece of work running on a serial queue
+// and one queued behind it; exits 0 when the first finished before the
+// shutdown returned and the second never ran.
+[[noreturn]] void shutDownWithWorkInFlight() {
+  std::atomic<bool> started{false}, finished{false}, queuedRan{false};
+  auto queue = Dispatch::makeSerialQueue("com.skylark.test.shutdown");
+  queue->async([&] {
+    started = true;
+    // Busy long enough that a shutdown not waiting returns first.
+    const auto until = std::chrono::steady_clock::now() + 200ms;
+    while (std::chrono::steady_clock::now() < until) {
+    }
+    finished = true;
+  });
+  queue->async([&] { queuedRan = true; });
+  const auto deadline = std::chrono::steady_clock::now() + 10s;
+  while (!started && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+  shutdownPlatform();
+  std::exit(started && finished && !queuedRan ? 0 : 1);
+}
+
+// At exit nothing runs on the pool any more. In a child process, since the
+// pool ends for good.
+TEST(DispatchQueueDeathTest, ShutdownWaitsForRunningWorkAndDropsQueuedWork) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(shutDownWithWorkInFlight(), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

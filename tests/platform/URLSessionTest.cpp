@@ -1,5 +1,10 @@
 #include "platform/URLSession.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <future>
 #include <thread>
@@ -184,6 +189,44 @@ TEST(URLSessionTest, TransportErrors) {
     EXPECT_EQ(isTimeoutError(result.error()), c.code == kURLErrorTimedOut) << c.name;
   }
   EXPECT_TRUE(fetch(*session, request(server.url("/bytes/1000"))).ok());
+}
+
+// A port on 127.0.0.1 that takes connections (the kernel completes them)
+// and never says a word.
+class SilentPort {
+ public:
+  SilentPort() : fd_(::socket(AF_INET, SOCK_STREAM, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    if (::bind(fd_, reinterpret_cast<sockaddr*>(&address), length) != 0 || ::listen(fd_, 8) != 0 ||
+        ::getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+      ADD_FAILURE() << "no silent port";
+    }
+    port_ = ntohs(address.sin_port);
+  }
+  ~SilentPort() { ::close(fd_); }
+  int port() const { return port_; }
+
+ private:
+  int fd_;
+  int port_ = 0;
+};
+
+// A TLS handshake nobody answers (a plain-HTTP server waiting for a request
+// line, say) ends at the connect time-out, not the request's.
+TEST(URLSessionTest, ATLSHandshakeNobodyAnswersEndsAtTheConnectTimeout) {
+  SilentPort silent;
+  URLSession::Configuration configuration;
+  configuration.connectTimeout = 200ms;
+  auto session = URLSession::create(configuration);
+  URLRequest tls = request("https://127.0.0.1:" + std::to_string(silent.port()) + "/");
+  tls.timeoutInterval = 60s;
+  const auto result = fetch(*session, tls);
+  ASSERT_FALSE(result.ok());
+  EXPECT_EQ(result.error().code, kURLErrorTimedOut) << result.error().description();
+  EXPECT_EQ(result.error().localizedDescription, "timed out after 0.2 s opening the connection");
 }
 
 TEST(URLSessionTest, CancelCompletesWithCancelled) {

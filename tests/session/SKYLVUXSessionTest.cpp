@@ -64,10 +64,14 @@ TEST(SKYLVUXSessionTest, ContentDurationPositionAndMappingLeaveTheAdsOut) {
 
 TEST(SKYLVUXSessionTest, APreRollEntersPlainlyAndAMidRollInterruptsPlayback) {
   SessionHarness app(preAndMidRoll());
-  ASSERT_TRUE(app.start());
-  app.takeEvents();
+  ASSERT_TRUE(app.start([&] { app.takeEvents(); }));
+  // The player announces 0 once the stream is ready: the pre-roll begins there.
+  const Events started = app.takeEvents();
+  ASSERT_GE(started.size(), 2u);
+  EXPECT_EQ(Events(started.end() - 2, started.end()), (Events{"AdSequenceEnter", "AdEnter pre"}));
+  EXPECT_EQ(app.streamTime(), 0);
   app.playUntil(1);
-  EXPECT_EQ(app.takeEvents(), (Events{"AdSequenceEnter", "AdEnter pre"}));
+  EXPECT_EQ(app.takeEvents(), Events{});
   app.playUntil(151);
   EXPECT_EQ(app.takeEvents(), (Events{"AdExit pre", "AdSequenceExit", "WillPauseForAd", "Pause",
                                       "PauseRequest", "AdSequenceEnter", "AdEnter mid"}));
@@ -240,15 +244,17 @@ TEST(SKYLVUXSessionTest, ExtensionOperationsReachThePluginThroughADecorator) {
   const auto extension = SKYLSessionProviderExtension::initWithPlaybackSession(decorated);
   EXPECT_EQ(ssai_absoluteTimeAtContentTime(*extension, MediaTime::make(10, 1)),
             MediaTime::make(40, 1));  // after the 30 s pre-roll
+  app.playUntil(31);                  // past the pre-roll
   EXPECT_TRUE(ssai_canSeek(*extension));
 }
 
 TEST(SKYLVUXSessionTest, TheViewableImpressionComesAtExactlyTwoSecondsOnce) {
   SessionHarness app(preAndMidRoll());
-  ASSERT_TRUE(app.start());
   auto view = std::make_shared<SKYLView>(1280, 720);
-  app.controller->sessionCommonProperties()->tvPlayerView = view;
-  SKYLAdLedgerManager::shared().setVisiblePercentage(view.get(), 0.5);
+  ASSERT_TRUE(app.start([&] {
+    app.controller->sessionCommonProperties()->tvPlayerView = view;
+    SKYLAdLedgerManager::shared().setVisiblePercentage(view.get(), 0.5);
+  }));
   auto viewable = [] {
     const auto calls = SKYLAdLedgerManager::shared().calls();
     return std::count_if(calls.begin(), calls.end(), [](const auto& c) { return c.code == 6; });

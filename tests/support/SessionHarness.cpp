@@ -48,7 +48,15 @@ SessionHarness::~SessionHarness() {
   SKYLAdLedgerManager::shared().clear();
 }
 
-bool SessionHarness::start() {
+bool SessionHarness::start(const std::function<void()>& beforeReady) {
+  if (beforeReady) {
+    if (!Dispatch::main().runUntil([this] { return session || controller->finished(); },
+                                   std::chrono::seconds(10)) ||
+        !session || (player && player->itemStatus.get() != PlayerItem::Status::unknown)) {
+      return false;
+    }
+    beforeReady();
+  }
   return Dispatch::main().runUntil(
       [this] {
         return controller->finished() ||

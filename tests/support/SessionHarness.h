@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -24,8 +25,10 @@ class SessionHarness {
                           SKYLVUXSessionProviderOptions options = SKYLVUXSessionProviderOptions());
   ~SessionHarness();
 
-  // Until the session is delivered and its stream ready to play.
-  bool start();
+  // Until the session is delivered and its stream ready to play (which
+  // enters a pre-roll). `beforeReady` runs once the session is delivered,
+  // before the stream is ready: the place for what must see the pre-roll.
+  bool start(const std::function<void()>& beforeReady = {});
   // Plays until the stream time reaches `seconds` (or the stream ends).
   void playUntil(double seconds, double step = 0.25);
   // Runs the main queue until idle, without moving the playhead.

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/URLSession.h"
 #include "timeline/SKYLVelaLog.h"
 #include "vmap/SKYLVelaVMAPParser.h"
 
@@ -35,6 +36,22 @@ TEST(GenerateCommandTest, TheDocumentParsesIntoTheBreaksAndAdsAskedFor) {
     // The stream is its content and its ads.
     EXPECT_NEAR(timeline.value()->payloadLength().seconds(),
                 timeline.value()->contentLength().seconds() + adTime.seconds(), 1e-3);
+  }
+}
+
+// The largest documents the help names as within the limit parse: under
+// 16 MiB, every time offset readable.
+TEST(GenerateCommandTest, TheLargestAllowedDocumentsParse) {
+  SKYLVelaLogConfigure(0);
+  for (const auto& [breaks, ads] :
+       {std::pair{kMostGeneratedBreaks, kAdsWithin16MiB / kMostGeneratedBreaks},
+        std::pair{kAdsWithin16MiB / 100, 100}}) {
+    const std::string document = generateVMAP({breaks, ads, 1, "-"});
+    EXPECT_LE(document.size(), URLSession::Configuration().maximumBodyBytes)
+        << breaks << " x " << ads;
+    const auto timeline = SKYLVelaParseTimelineFromDataWithError(nullptr, document);
+    ASSERT_TRUE(timeline.ok()) << breaks << " x " << ads << ": " << timeline.error().description();
+    EXPECT_EQ(static_cast<int>(timeline.value()->adSequences()->size()), breaks);
   }
 }
 

@@ -71,7 +71,8 @@ TEST(InspectCommandTest, FailuresPrintTheErrorAndExitWithOne) {
   std::ostringstream out, err;
   EXPECT_EQ(runInspect({"/nonexistent/doc.xml", {}, false, std::nullopt}, out, err), 1);
   EXPECT_EQ(err.str(),
-            "error: NSCocoaErrorDomain 260: The file /nonexistent/doc.xml could not be read.\n");
+            "error: NSCocoaErrorDomain 260: The file /nonexistent/doc.xml could not be read: No "
+            "such file or directory\n");
 
   std::ostringstream jsonOut, jsonErr;
   EXPECT_EQ(runInspect({"file:///etc/hostname", {}, true, std::nullopt}, jsonOut, jsonErr), 1);
@@ -95,8 +96,10 @@ TEST(InspectCommandTest, ErrorsNameTheirCause) {
       {server.url("/redirect?to=file:///etc/passwd"), 1,
        "error: SKYLVelaErrorDomain 4010: The VMAP document could not be downloaded. (HTTP "
        "redirect to file:// refused)\n"},
-      {"/dev/zero", 1, "is larger than 16 MiB, the most an ad document may be."},
-      {server.url("/page"), 0, "warning: not a VMAP document"},
+      {"/dev/zero", 1, "is larger than 16 MiB, the most an ad document may be"},
+      {server.url("/page"), 1,
+       "warning: not a VMAP document (HTTP 200; its root element is not VMAP): the timeline is "
+       "empty\n"},
   };
   for (const auto& c : cases) {
     std::ostringstream out, err;
@@ -104,6 +107,18 @@ TEST(InspectCommandTest, ErrorsNameTheirCause) {
     EXPECT_NE(err.str().find(c.stderrHas), std::string::npos) << err.str();
     EXPECT_EQ(out.str().find("(null)"), std::string::npos) << out.str();
   }
+  // A root that is not VMAP still gives ads here: no warning then.
+  std::string otherRoot = test::vmapDocument(test::adBreak("start", "00:00:15"));
+  otherRoot.replace(otherRoot.find("<vmap:VMAP "), 11, "<vmap:Playlist ");
+  otherRoot.replace(otherRoot.find("</vmap:VMAP>"), 12, "</vmap:Playlist>");
+  const std::string path = ::testing::TempDir() + "skylark-other-root.xml";
+  std::ofstream(path, std::ios::binary) << otherRoot;
+  std::ostringstream out, err;
+  EXPECT_EQ(runInspect({path, {}, false, std::nullopt}, out, err), 0);
+  EXPECT_EQ(err.str(), "");
+  EXPECT_NE(out.str().find("Breaks    1"), std::string::npos) << out.str();
+  std::remove(path.c_str());
+
   SKYLError timedOut("SKYLVelaErrorDomain", 4010, "The VMAP document could not be downloaded.");
   timedOut.withUnderlyingError(SKYLError("NSURLErrorDomain", -1001, "timed out after 60 s"));
   EXPECT_EQ(errorText(timedOut),
@@ -188,6 +203,47 @@ TEST(LiveCommandTest, OpensTheSessionAndFollowsAnAdAtThePlayhead) {
   const std::vector<std::string> expected = {"session", "avail a1",
                                              "https://beacon.example.com/x-imp", "enter x"};
   EXPECT_EQ(seen, expected) << out.str();
+}
+
+// With --fire, retries still due at the end get their chance before the
+// command returns, and what never arrived is printed.
+TEST(LiveCommandTest, FireWaitsForDueRetriesAndPrintsWhatWasDropped) {
+  std::atomic<int> flakyAnswers{0};
+  test::LoopbackServer beacons([&](httplib::Server& s) {
+    s.Get("/flaky", [&](const httplib::Request&, httplib::Response& response) {
+      response.status = flakyAnswers++ < 2 ? 503 : 204;
+    });
+  });
+  test::MockLiveService service;
+  const auto adStart = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now() -
+                                                            std::chrono::seconds(12));
+  char date[32];
+  std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%SZ", std::gmtime(&adStart));
+  service.scriptTracking(
+      {{200,
+        std::string(R"({"avails": [{"availId": "a1", "durationInSeconds": 30,
+            "ads": [{"adId": "x", "adTitle": "Ferries", "durationInSeconds": 30,
+                     "adProgramDateTime": ")") +
+            date + R"(", "trackingEvents": [{"eventType": "impression", "beaconUrls": [")" +
+            beacons.url("/flaky") + R"(", ")" + beacons.url("/status/404") + R"("]}]}]}]})",
+        0}});
+  LiveOptions options;
+  options.sourceURL = service.sessionURL();
+  options.duration = 1.2;  // ends before the second retry is due (+1 s, then +2 s)
+  options.json = true;
+  options.fire = true;
+  std::atomic<bool> interrupted{false};
+  std::ostringstream out, err;
+  ASSERT_EQ(runLive(options, interrupted, out, err), 0) << err.str();
+  EXPECT_EQ(flakyAnswers.load(), 3);  // 503, 503, then the second retry's 204
+  std::vector<std::string> dropped;
+  for (const auto& line : jsonLines(out.str())) {
+    if (line.contains("dropped")) {
+      dropped.push_back(line["dropped"].get<std::string>() + " " + line["why"].get<std::string>());
+    }
+  }
+  EXPECT_EQ(dropped, std::vector<std::string>{beacons.url("/status/404") + " HTTP 404"})
+      << out.str();
 }
 
 TEST(LiveCommandTest, ASessionThatCannotOpenSaysWhy) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/LogCapture.h"
 #include "support/TimelineFixtures.h"
 
 namespace skylark {
@@ -66,6 +67,9 @@ SKYLVelaTimeline::Sequences parse(const std::string& text, double now = 1000) {
   return result.ok() ? result.value() : SKYLVelaTimeline::Sequences{};
 }
 
+// 24 digits: far beyond 64-bit milliseconds.
+const std::string kHuge = "123456789012345678901234";
+
 TEST(SKYLLiveSSAIAdMetadataParserTest, AdsLieBackToBackFromTheBreakStartWithASlateAfter) {
   struct Case {
     std::string name;
@@ -89,6 +93,20 @@ TEST(SKYLLiveSSAIAdMetadataParserTest, AdsLieBackToBackFromTheBreakStartWithASla
        metadata(placeholder(20000), timing(20000, 20000)),
        {{1000, 20, false, true}}},
       {"no Player: defaults", metadata(vastAd("00:00:10"), ""), {{1000, 10, false, false}}},
+      {"numbers too large for milliseconds count as absent",
+       metadata(vastAd("00:00:10"), "<sk:TimingData><sk:adBreakDurationMs>" + kHuge +
+                                        "</sk:adBreakDurationMs><sk:adBreakRemainingMs>-" + kHuge +
+                                        "</sk:adBreakRemainingMs><sk:adIndex>" + kHuge +
+                                        "</sk:adIndex></sk:TimingData>"),
+       {{1000, 10, false, false}}},
+      {"a placeholder too long for milliseconds lasts 0",
+       metadata(R"(<vmap:AdBreak timeOffset="start"><vmap:Extensions><vmap:Extension>
+           <sk:AdSourcePlaceholder><sk:durationMs>)" +
+                    kHuge + R"(</sk:durationMs></sk:AdSourcePlaceholder>
+           </vmap:Extension></vmap:Extensions></vmap:AdBreak>)" +
+                    vastAd("00:00:10"),
+                ""),
+       {{1000, 0, false, true}, {1000, 10, false, false}}},
   };
   for (const auto& c : cases) {
     const auto sequences = parse(c.document);
@@ -116,6 +134,20 @@ TEST(SKYLLiveSSAIAdMetadataParserTest, SequenceFlagsIndexesAndLiveAds) {
   EXPECT_EQ(parse(metadata(vastAd("00:00:15"), timing(60000, 45000, 0, 4)))[0]
                 ->liveSsaiTimingDataAdIndex(),
             4);
+}
+
+// Live ads are never skippable: their "skipoffset" is not even read, so a
+// bad one logs nothing.
+TEST(SKYLLiveSSAIAdMetadataParserTest, TheSkipOffsetIsNotRead) {
+  std::string ad = vastAd("00:00:10");
+  ad.replace(ad.find("00:00:01"), 8, "whenever");
+  test::LogCapture log;
+  const auto sequences = parse(metadata(ad, timing(10000, 5000)));
+  ASSERT_EQ(sequences.size(), 1u);
+  EXPECT_FALSE(sequences[0]->ads()[0]->skipOffset().isValid());
+  for (const auto& message : log.messages()) {
+    EXPECT_EQ(message.find("whenever"), std::string::npos) << message;
+  }
 }
 
 TEST(SKYLLiveSSAIAdMetadataParserTest, FailuresAreDeserializationErrors) {

@@ -168,6 +168,30 @@ TEST(SKYLVelaDocumentTest, ABodyThatIsNotVMAPIsADeserializationError) {
   EXPECT_EQ(outcome.document->state(), SKYLVelaDocument::State::Failed);
 }
 
+// A downloaded document may only name http(s) streams: a file: stream
+// would make the player read a local file. Local documents may.
+TEST(SKYLVelaDocumentTest, ADownloadedDocumentNamingALocalStreamFails) {
+  std::string local = kVMAP;
+  local.replace(local.find("https://cdn.example.com/stream.m3u8"), 35, "file:///etc/passwd");
+  LoopbackServer server([&](httplib::Server& s) {
+    s.Get("/local", [&](const httplib::Request&, httplib::Response& response) {
+      response.set_content(local, "application/xml");
+    });
+  });
+  const auto outcome = retrieve(documentFor(server.url("/local")));
+  ASSERT_TRUE(outcome.error);
+  EXPECT_EQ(outcome.error->code, 4011);
+  EXPECT_EQ(outcome.error->localizedDescription,
+            "The VMAP document names a stream that is not http(s).");
+  EXPECT_FALSE(outcome.document->timeline());
+  EXPECT_EQ(outcome.document->responseStatusCode(), 200);
+
+  const auto fromFile = SKYLVelaDocument::initWithVMAPXMLData(local);
+  fromFile->processVMAPXMLData([](auto, const auto& error) { EXPECT_FALSE(error); });
+  ASSERT_TRUE(fromFile->timeline());
+  EXPECT_EQ(fromFile->timeline()->velaURL()->absoluteString(), "file:///etc/passwd");
+}
+
 TEST(SKYLVelaDocumentTest, ASecondRetrievalFailsAndFailsTheDocument) {
   LoopbackServer server([](httplib::Server& s) {
     s.Get("/slow.xml", [](const httplib::Request&, httplib::Response& response) {

@@ -253,6 +253,40 @@ TEST(SKYLVelaVMAPParserTest, VASTInTheIABDefaultNamespaceIsRead) {
   EXPECT_EQ(breaks[1]->ads()[0]->beginTime(), seconds(315));
 }
 
+// Beacon URLs with characters a URL may not hold are kept, those characters
+// percent-encoded (UTF-8); what is still no URL is logged and left out.
+TEST(SKYLVelaVMAPParserTest, BeaconURLsWithInvalidCharactersAreKeptEncoded) {
+  struct Case {
+    std::string written;
+    std::optional<std::string> kept;
+  };
+  const Case cases[] = {
+      {"https://t.example.com/imp?q=a b", "https://t.example.com/imp?q=a%20b"},
+      {"https://t.example.com/imp?m=<>|{}^", "https://t.example.com/imp?m=%3C%3E%7C%7B%7D%5E"},
+      {"https://t.example.com/imp?city=M\xc3\xbcnchen",
+       "https://t.example.com/imp?city=M%C3%BCnchen"},
+      {"https://t.example.com/imp?ok=%41", "https://t.example.com/imp?ok=%41"},
+      {"https://[not-an-address/imp", std::nullopt},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.written);
+    const std::string impression = "<Impression><![CDATA[" + c.written + "]]></Impression>";
+    test::LogCapture log;
+    const auto timeline = parse(vmapDocument(adBreak("start", "00:00:15", "a", "", impression)));
+    ASSERT_TRUE(timeline);
+    const auto urls = names((*timeline->adSequences())[0]->ads()[0]->impressionURLs());
+    const bool kept = std::find(urls.begin(), urls.end(), c.kept.value_or("")) != urls.end();
+    EXPECT_EQ(kept, c.kept.has_value()) << ::testing::PrintToString(urls);
+    const auto messages = log.messages();
+    const bool logged =
+        std::any_of(messages.begin(), messages.end(), [&](const std::string& message) {
+          return message.find("Could not parse URL `" + c.written + "` in <Impression>.") !=
+                 std::string::npos;
+        });
+    EXPECT_EQ(logged, !c.kept.has_value()) << ::testing::PrintToString(messages);
+  }
+}
+
 TEST(SKYLVelaVMAPParserTest, FailuresAreDeserializationErrors) {
   struct Case {
     std::string name;
@@ -264,6 +298,10 @@ TEST(SKYLVelaVMAPParserTest, FailuresAreDeserializationErrors) {
        "AdBreak timeOffset `50%` could not be parsed."},
       {"duration", vmapDocument(adBreak("start", "30")),
        "Linear Duration `30` could not be parsed."},
+      {"317 years", vmapDocument(adBreak("start", "00:00:9999999999.000")),
+       "Linear Duration `00:00:9999999999.000` could not be parsed."},
+      {"forty nines", vmapDocument(adBreak("start", "00:00:" + std::string(40, '9'))),
+       "Linear Duration `00:00:" + std::string(40, '9') + "` could not be parsed."},
       {"not XML", "{ vast: null }", "The VMAP document could not be read."},
       {"empty", "", "The VMAP document could not be read."},
   };

@@ -88,6 +88,7 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
   vod.fast = options.fast;
   vod.window = options.window;
   vod.monitor = monitor.get();
+  vod.interrupted = &interrupted;
   if (runPlay(vod, progress, err) != 0) return 1;
 
   if (!quick && !interrupted) {
@@ -111,9 +112,15 @@ int runDemo(const DemoOptions& options, const std::atomic<bool>& interrupted, st
     // A live stream comes as fast as the clock makes it, not faster.
     live.player = options.player;
     live.window = options.window;
+    live.interrupted = &interrupted;
     if (runPlay(live, progress, err) != 0) return 1;
   }
-  service.waitUntilQuiet(std::chrono::milliseconds(1500), std::chrono::seconds(10));
+  // Beacons still on their way get a moment; after Ctrl-C only a short one.
+  if (interrupted) {
+    service.waitUntilQuiet(std::chrono::milliseconds(100), std::chrono::milliseconds(300));
+  } else {
+    service.waitUntilQuiet(std::chrono::milliseconds(1500), std::chrono::seconds(10));
+  }
   service.setBeaconObserver(nullptr);
 
   // The report.

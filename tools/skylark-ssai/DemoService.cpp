@@ -145,8 +145,11 @@ DemoService::DemoService(double playheadDelaySeconds, const std::string& streamD
       const long long value = text.empty() ? fallback : std::strtoll(text.c_str(), &end, 10);
       return std::clamp<int64_t>(end && *end ? fallback : value, low, high);
     };
-    options.breaks = static_cast<int>(number("breaks", 1, 2000, 3));
+    // No larger than the tools accept.
     options.adsPerBreak = static_cast<int>(number("ads", 1, 10, 1));
+    options.breaks =
+        static_cast<int>(number("breaks", 1, kAdsWithin16MiB / options.adsPerBreak, 3));
+    options.breaks = std::min(options.breaks, kMostGeneratedBreaks);
     options.seed = static_cast<uint64_t>(number("seed", 0, INT64_MAX, 20240601));
     response.set_content(generateVMAP(options), "application/xml");
   });

@@ -277,8 +277,13 @@ Command addGenerateCommand(CLI::App& app) {
   auto* command = app.add_subcommand(
       "generate",
       "Write a realistic VMAP document of a given size (the same bytes for the same options)");
-  command->add_option("--breaks", options->breaks, "Ad breaks, five minutes apart (3)")
-      ->check(CLI::Range(1, 100'000));
+  command
+      ->add_option("--breaks", options->breaks,
+                   fmt::format("Ad breaks, five minutes apart (3), at most {} (offsets under 100 "
+                               "hours); breaks x ads-per-break up to {} keeps the document under "
+                               "the 16 MiB inspect and play accept, {} at most",
+                               kMostGeneratedBreaks, kAdsWithin16MiB, kMostGeneratedAds))
+      ->check(CLI::Range(1, kMostGeneratedBreaks));
   command->add_option("--ads-per-break", options->adsPerBreak, "Ads in each break (1)")
       ->check(CLI::Range(1, 100));
   command->add_option("--seed", options->seed, "Seed of the document's random parts");
@@ -289,6 +294,19 @@ Command addGenerateCommand(CLI::App& app) {
             const std::map<std::string, std::pair<int, int>> sizes = {
                 {"small", {3, 1}}, {"medium", {60, 4}}, {"large", {500, 4}}};
             if (!size->empty()) std::tie(options->breaks, options->adsPerBreak) = sizes.at(*size);
+            if (options->breaks * options->adsPerBreak > kMostGeneratedAds) {
+              std::cerr << fmt::format(
+                  "error: {} breaks x {} ads is more than the {} ads a generated document may "
+                  "hold ({} keep it under the 16 MiB inspect and play accept)\n",
+                  options->breaks, options->adsPerBreak, kMostGeneratedAds, kAdsWithin16MiB);
+              return kUsageError;
+            }
+            if (options->breaks * options->adsPerBreak > kAdsWithin16MiB) {
+              std::cerr << fmt::format(
+                  "warning: more than {} ads: the document will be over the 16 MiB inspect and "
+                  "play accept (fine for benchmarks of the parser)\n",
+                  kAdsWithin16MiB);
+            }
             return runGenerate(*options, std::cout, std::cerr);
           }};
 }

@@ -12,6 +12,18 @@ namespace skylark::tool {
 
 struct Command;
 
+// Ads in a generated document (breaks x ads per break): up to
+// kAdsWithin16MiB (about 12 KB each) it stays under the 16 MiB that inspect
+// and play accept; larger ones, up to kMostGeneratedAds (the "large" size,
+// about 24 MB, for benchmarks of the parser alone), are written with a
+// warning. Beyond that the generator refuses: it holds the document in
+// memory.
+inline constexpr int kAdsWithin16MiB = 1300;
+inline constexpr int kMostGeneratedAds = 2000;
+// The most breaks: five minutes apart, the last offset stays under the 100
+// hours that an HH:MM:SS time offset can say.
+inline constexpr int kMostGeneratedBreaks = 1199;
+
 struct GenerateOptions {
   int breaks = 3;
   int adsPerBreak = 1;

@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include "CommandLine.h"
+#include "LocalSource.h"
 #include "TimelineJSON.h"
 #include "TimelineSVG.h"
 #include "TimelineTable.h"
@@ -27,21 +28,15 @@ Result<std::shared_ptr<SKYLSource>> sourceFor(const std::string& source) {
     if (!url) return SKYLError("NSURLErrorDomain", kURLErrorUnsupportedURL, "Not a URL: " + source);
     return SKYLSource::initWithURL(std::move(url), std::nullopt, {});
   }
-  std::ifstream file(source, std::ios::binary);
-  if (!file) {
-    return SKYLError("NSCocoaErrorDomain", 260, "The file " + source + " could not be read.");
-  }
-  // Files get the same cap as downloads: /dev/zero is a file too.
-  const size_t limit = URLSession::Configuration().maximumBodyBytes;
-  std::string bytes(limit + 1, '\0');
-  file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  bytes.resize(static_cast<size_t>(file.gcount()));
-  if (bytes.size() > limit) {
-    return SKYLError("NSCocoaErrorDomain", 260,
-                     "The file " + source + " is larger than " + std::to_string(limit >> 20) +
-                         " MiB, the most an ad document may be.");
-  }
-  return SKYLSource::initWithVMAPXMLData(std::move(bytes), {});
+  auto bytes = readLocalSource(source);
+  if (!bytes.ok()) return bytes.error();
+  return SKYLSource::initWithVMAPXMLData(std::move(bytes).value(), {});
+}
+
+bool hasAds(const SKYLVelaTimeline& timeline) {
+  const auto sequences = timeline.adSequences();
+  return sequences && std::any_of(sequences->begin(), sequences->end(),
+                                  [](const auto& sequence) { return !sequence->ads().empty(); });
 }
 
 bool hasVMAPRoot(const std::shared_ptr<const std::string>& bytes) {
@@ -50,6 +45,19 @@ bool hasVMAPRoot(const std::shared_ptr<const std::string>& bytes) {
   if (!document.ok()) return false;
   const auto root = document.value()->rootElement();
   return root && root->tag() == "VMAP";
+}
+
+// Why a timeline has no ad, with the HTTP status of a download.
+std::string whyEmpty(const SKYLVelaTimeline& timeline, std::optional<long> httpStatus) {
+  std::vector<std::string> facts;
+  if (httpStatus) facts.push_back("HTTP " + std::to_string(*httpStatus));
+  std::string why = "the document has no ad";
+  if (!hasVMAPRoot(timeline.vmapResponseData())) {
+    why = "not a VMAP document";
+    facts.push_back("its root element is not VMAP");
+  }
+  for (size_t i = 0; i < facts.size(); ++i) why += (i == 0 ? " (" : "; ") + facts[i];
+  return facts.empty() ? why : why + ")";
 }
 
 void printError(const SKYLError& error, bool json, std::ostream& out, std::ostream& err) {
@@ -89,9 +97,10 @@ std::shared_ptr<SKYLVelaTimeline> loadTimeline(const std::string& sourceText,
   if (!timeline) {
     printError(loader->error().value_or(SKYLError("SKYLVelaErrorDomain", 4011, "No timeline.")),
                json, out, err);
-  } else if (!hasVMAPRoot(timeline->vmapResponseData())) {
+  } else if (!hasAds(*timeline)) {
     // The parse stands (an empty timeline), but a person wants to know why.
-    err << "warning: not a VMAP document (its root element is not VMAP): the timeline is empty\n";
+    err << "warning: " << whyEmpty(*timeline, loader->responseStatusCode())
+        << ": the timeline is empty\n";
   }
   return timeline;
 }
@@ -99,6 +108,8 @@ std::shared_ptr<SKYLVelaTimeline> loadTimeline(const std::string& sourceText,
 int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& err) {
   const auto timeline = loadTimeline(options.source, options.headers, options.json, out, err);
   if (!timeline) return 1;
+  // Neither an ad nor a stream: nothing a player could use.
+  const int status = hasAds(*timeline) || timeline->velaURL() ? 0 : 1;
   if (options.json) {
     out << jsonText(timelineJSON(*timeline), 2) << "\n";
   } else {
@@ -112,7 +123,7 @@ int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& e
       return 1;
     }
   }
-  return 0;
+  return status;
 }
 
 Command addInspectCommand(CLI::App& app) {

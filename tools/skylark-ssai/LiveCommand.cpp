@@ -12,6 +12,7 @@
 
 #include "CommandLine.h"
 #include "TimelineJSON.h"
+#include "beacons/RetryingBeaconTransport.h"
 #include "live2/SKYLSSAILive2Coordinator.h"
 #include "live2/SKYLSSAILive2Detector.h"
 #include "live2/SKYLSSAILive2SessionClient.h"
@@ -160,6 +161,16 @@ int runLive(const LiveOptions& options, const std::atomic<bool>& interrupted, st
     Dispatch::main().runUntil([&] { return interrupted.load(); }, std::chrono::milliseconds(500));
   }
   coordinator->stop();
+  // Retries still due get up to 10 s (none after Ctrl-C); then what never arrived is told.
+  const auto retrying =
+      std::dynamic_pointer_cast<RetryingBeaconTransport>(environment->liveBeaconTransport);
+  if (options.fire && retrying) {
+    for (const auto& [url, why] :
+         retrying->drain(interrupted ? std::chrono::seconds(0) : std::chrono::seconds(10))) {
+      printer->print({{"dropped", url.absoluteString()}, {"why", why}},
+                     "beacon " + url.absoluteString() + " dropped, " + why);
+    }
+  }
   environment->notificationCenter.removeObserver(beacons);
   return 0;
 }

@@ -12,6 +12,7 @@
 
 #include "CommandLine.h"
 #include "InspectCommand.h"
+#include "LocalSource.h"
 #include "MonitorOption.h"
 #include "PlayLines.h"
 #include "PlayMonitor.h"
@@ -67,7 +68,7 @@ class Playback {
 
   int run(std::ostream& err) {
     auto source = sourceFor(err);
-    if (!source) return 1;
+    if (!source || !readMetadata(err)) return 1;
     if (options_.monitor) monitor_.emplace(*options_.monitor, options_.source);
     auto& manager = SKYLPlayerSDKManager::sharedManager();
     if (!installPlayerFactory(manager, err)) return 1;
@@ -108,20 +109,26 @@ class Playback {
         std::chrono::steady_clock::now() + std::chrono::seconds(simulated() ? 60 : 3600);
     auto lastMove = std::chrono::steady_clock::now();
     double lastTime = -1;
-    while (!controller_->finished() && !failed_) {
+    while (!controller_->finished() && !failed_ && !interrupted()) {
       const bool live = isLive();
       const auto now = std::chrono::steady_clock::now();
       if (!live && now > deadline) break;
       if (streamTime() != lastTime || resumeAfter_ || (player_ && player_->rate() != 0)) {
         lastTime = streamTime();
         lastMove = now;
-      } else if (!live && (simulated() ? started_ : now - lastMove > std::chrono::seconds(5))) {
+      } else if (!live && !simulated() && now - lastMove > std::chrono::seconds(5)) {
         print(Json{{"t", streamTime()}, {"note", "the player stopped"}},
               "the player stopped; nothing resumes it");
         break;
       }
       step();
       showOnMonitor();
+      if (simulated() && stillSteps_ >= 2) {
+        // Nothing left can move the virtual playhead: waiting changes nothing.
+        const std::string why = stillReason();
+        print(Json{{"t", streamTime()}, {"note", why}}, why);
+        break;
+      }
       if (backward()) {
         if (started_ && options_.until && streamTime() <= *options_.until + 1e-9) break;
         continue;
@@ -144,6 +151,7 @@ class Playback {
   bool application() const { return options_.view == PlayView::application; }
   // Played backwards from the end (the starting rate is negative).
   bool backward() const { return options_.rate < 0; }
+  bool interrupted() const { return options_.interrupted && options_.interrupted->load(); }
 
   bool installPlayerFactory(SKYLPlayerSDKManager& manager, std::ostream& err) {
     if (simulated()) {
@@ -191,15 +199,25 @@ class Playback {
       source->setLiveSSAISource(options_.live);
       return source;
     }
-    std::ifstream file(options_.source, std::ios::binary);
-    if (!file) {
-      printError(SKYLError("NSCocoaErrorDomain", 260,
-                           "The file " + options_.source + " could not be read."),
-                 err);
+    auto bytes = readLocalSource(options_.source);
+    if (!bytes.ok()) {
+      printError(bytes.error(), err);
       return nullptr;
     }
-    std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    return SKYLSource::initWithVMAPXMLData(std::move(bytes), {});
+    return SKYLSource::initWithVMAPXMLData(std::move(bytes).value(), {});
+  }
+
+  // Each --metadata-at file, read once before playing, with a download's limits.
+  bool readMetadata(std::ostream& err) {
+    for (const auto& [at, path] : options_.metadata) {
+      auto bytes = readLocalSource(path);
+      if (!bytes.ok()) {
+        printError(bytes.error(), err);
+        return false;
+      }
+      metadataBytes_.push_back(std::move(bytes).value());
+    }
+    return true;
   }
 
   void printError(const SKYLError& error, std::ostream& err) {
@@ -223,17 +241,20 @@ class Playback {
               std::chrono::system_clock::now() -
               std::chrono::milliseconds(static_cast<int64_t>(options_.playheadDelay * 1000))),
           {}};
-      for (const auto& [at, path] : options_.metadata) {
-        std::ifstream file(path, std::ios::binary);
-        std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-        live.metadata.push_back({MediaTime::makeWithSeconds(at, 600), std::move(bytes)});
+      for (size_t i = 0; i < options_.metadata.size(); ++i) {
+        live.metadata.push_back(
+            {MediaTime::makeWithSeconds(options_.metadata[i].first, 600), metadataBytes_[i]});
       }
       return live;
     }
     if (!session->timeline()) return std::nullopt;
     const auto& timeline = *session->timeline();
     if (!timeline.velaURL() || *timeline.velaURL() != url) return std::nullopt;
-    return SimulatedMedia{timeline.payloadLength(), std::nullopt, {}};
+    // Played backwards, the player starts at the end.
+    return SimulatedMedia{timeline.payloadLength(),
+                          std::nullopt,
+                          {},
+                          backward() ? std::optional(timeline.payloadLength()) : std::nullopt};
   }
 
   bool isLive2() const {
@@ -270,8 +291,9 @@ class Playback {
     } else {
       out_ << fmt::format("{:>9.3f}  content {:>9.3f}  {}\n", streamTime(), contentTime(), text);
     }
-    // Someone may be watching a real-time run through a pipe.
-    if (options_.realtime || !simulated()) out_ << std::flush;
+    // Each line as it happens: someone may be watching through a pipe, and
+    // a run cut short keeps what it printed.
+    out_ << std::flush;
   }
   Json stamp() const { return Json{{"t", streamTime()}, {"content", contentTime()}}; }
 
@@ -315,7 +337,7 @@ class Playback {
     // Answers still on their way get a moment.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
     while (session_->deliveryLedger()->total().pending() > 0 &&
-           std::chrono::steady_clock::now() < deadline) {
+           std::chrono::steady_clock::now() < deadline && !interrupted()) {
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     auto line = deliveryLedgerLine(*session_->deliveryLedger());
@@ -462,7 +484,9 @@ class Playback {
     }
     if (!started_ && player_->itemStatus.get() == PlayerItem::Status::readyToPlay) {
       started_ = true;
-      if (backward()) {
+      if (backward() && simulated()) {
+        player_->setRate(static_cast<float>(options_.rate));  // it started at the end
+      } else if (backward()) {
         // From the end: the rate is given once the player is there.
         const auto item = player_->currentItem();
         player_->seek(item ? item->duration() : MediaTime::zero(), MediaTime::zero(),
@@ -471,6 +495,20 @@ class Playback {
       } else if (options_.rate != 1.0) {
         player_->setRate(static_cast<float>(options_.rate));
       }
+    }
+    if (resumeAfter_ && simulated() && player_->rate() == 0) {
+      // A paused player waits in one step, the playhead still: a pause of a
+      // billion seconds costs no more than one of a second.
+      const double wait = *resumeAfter_;
+      resumeAfter_.reset();
+      // The session's timers move with it; past a minute they would count
+      // nothing more (nothing is audible, the viewable impression needs two
+      // seconds), so a long wait is not ticked second by second.
+      if (virtualClock_) virtualClock_->advance(std::min(wait, 60.0));
+      controller_->play();
+      Dispatch::main().runUntilIdle();
+      trace_.samples.push_back({steps_++, streamTime()});
+      return;
     }
     double seconds = options_.step;
     if (resumeAfter_) {
@@ -497,6 +535,7 @@ class Playback {
       seconds = std::min(seconds, (now - *options_.until) / -player_->rate());
     }
     const auto sequencesBefore = liveAdSequences();
+    const double before = streamTime();
     // The session's timers and the player move together.
     if (virtualClock_) virtualClock_->advance(seconds);
     simulated_->advance(seconds);
@@ -509,6 +548,8 @@ class Playback {
                                 std::chrono::seconds(2));
     }
     trace_.samples.push_back({steps_++, streamTime()});
+    const bool waiting = resumeAfter_ || !started_;
+    stillSteps_ = streamTime() == before && !waiting ? stillSteps_ + 1 : 0;
     // An older live stream carries its ad data itself and plays on the
     // virtual clock like a VOD; the newer live service answers in real time.
     if (options_.realtime || isLive2()) {
@@ -525,6 +566,17 @@ class Playback {
     return std::any_of(options_.metadata.begin(), options_.metadata.end(), [&](const auto& item) {
       return item.first >= from - 1e-9 && item.first < to - 1e-9;
     });
+  }
+
+  // What a playhead that no longer moves is told.
+  std::string stillReason() const {
+    const double rate = player_ ? player_->rate() : 0;
+    if (rate == 0) {
+      return fmt::format("the playhead stopped at {:.3f} s and nothing resumes it", streamTime());
+    }
+    return fmt::format(
+        "the playhead cannot move: rate {} x step {} s is below the clock's resolution", rate,
+        options_.step);
   }
 
   // A skip button shows once the ad's skip time has passed: a press asked
@@ -574,6 +626,7 @@ class Playback {
   std::shared_ptr<SKYLAd> currentAd_;
   std::vector<std::shared_ptr<SKYLAd>> pendingSkips_;
   std::shared_ptr<SlotPrinter> slotPrinter_;
+  std::vector<std::string> metadataBytes_;  // of options_.metadata, in order
   PlayTrace trace_;
   std::optional<PlayMonitor> monitor_;
   int steps_ = 0;
@@ -588,6 +641,7 @@ class Playback {
   std::optional<double> resumeAfter_;
   bool started_ = false;
   bool failed_ = false;
+  int stillSteps_ = 0;  // steps in a row that left the virtual playhead where it was
 };
 
 }  // namespace

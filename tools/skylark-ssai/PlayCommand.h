@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <optional>
 #include <ostream>
@@ -60,6 +61,7 @@ struct PlayOptions {
   bool brief = false;                                    // leave out ad progress and ledger lines
   MonitorServer* monitor = nullptr;                      // shows the run in a browser page
   PlayView view = PlayView::application;
+  const std::atomic<bool>* interrupted = nullptr;  // when set, the run ends at once
 };
 
 // Plays a VMAP document through the whole stack as an application would:

@@ -96,7 +96,7 @@ PlayLine ledgerLine(const SKYLAdLedgerManager::Call& call) {
   for (const auto& [name, value] : call.parameters) {
     params[name] = anyJSON(value);
     line.text +=
-        " " + withoutPrefix(name, {"kSKYLAdLedgerParameter"}) + "=" + anyJSON(value).dump();
+        " " + withoutPrefix(name, {"kSKYLAdLedgerParameter"}) + "=" + jsonText(anyJSON(value));
   }
   line.fields["ledger"] = call.code;
   line.fields["params"] = params;

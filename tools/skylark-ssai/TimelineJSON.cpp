@@ -2,6 +2,7 @@
 
 #include "measurement/SKYLAdVerification.h"
 #include "measurement/SKYLViewableImpressionCollection.h"
+#include "timeline/SKYLSSAIConstants.h"
 
 namespace skylark::tool {
 namespace {
@@ -156,7 +157,12 @@ namespace {
 
 std::string ownText(const SKYLError& error) {
   if (!error.localizedDescription.empty()) return error.localizedDescription;
-  return error.failureReason.value_or("");
+  if (error.failureReason) return *error.failureReason;
+  // The session's load errors carry no text of their own.
+  if (error.domain == kSKYLSSAIErrorDomain && error.code == kSKYLSSAIErrorCodeTimelineLoadError) {
+    return "the ad document gives no stream to play (no timeline, or no content URL in it)";
+  }
+  return "";
 }
 
 }  // namespace

@@ -26,6 +26,7 @@
 #include "PlayCommand.h"
 #include "ServeLiveCommand.h"
 #include "SimulateCommand.h"
+#include "platform/PlatformShutdown.h"
 
 namespace {
 
@@ -55,7 +56,11 @@ int main(int argc, char** argv) {
     return skylark::tool::kUsageError;
   }
   for (const auto& command : commands) {
-    if (command.subcommand->parsed()) return command.run();
+    if (!command.subcommand->parsed()) continue;
+    const int status = command.run();
+    // Nothing may run on other threads while static objects are destroyed.
+    skylark::shutdownPlatform();
+    return status;
   }
   return skylark::tool::kUsageError;
 }

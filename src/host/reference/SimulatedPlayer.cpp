@@ -18,7 +18,7 @@ void SimulatedPlayer::replaceCurrentItem(std::shared_ptr<PlayerItem> item) {
   ++seekGeneration_;
   item_ = std::move(item);
   metadata_.clear();
-  time_ = MediaTime::zero();  // announced once playback or a seek moves it
+  time_ = MediaTime::zero();  // announced once the item is ready
   itemStatus.set(PlayerItem::Status::unknown);
   if (!item_) return;
   std::weak_ptr<SimulatedPlayer> weak = shared_from_this();
@@ -28,6 +28,9 @@ void SimulatedPlayer::replaceCurrentItem(std::shared_ptr<PlayerItem> item) {
     const auto media = self->catalog_ ? self->catalog_(item->url()) : std::nullopt;
     if (media && media->duration.isNumeric()) {
       item->setReady(media->duration, media->startDate);
+      if (media->startPosition && media->startPosition->isNumeric()) {
+        self->time_ = std::clamp(*media->startPosition, MediaTime::zero(), media->duration);
+      }
       self->metadata_ = media->metadata;
       std::stable_sort(self->metadata_.begin(), self->metadata_.end(),
                        [](const auto& a, const auto& b) { return a.time < b.time; });
@@ -35,6 +38,11 @@ void SimulatedPlayer::replaceCurrentItem(std::shared_ptr<PlayerItem> item) {
       item->setFailed();
     }
     self->itemStatus.set(item->status());
+    // A real player reports where it stands once its item is ready, before
+    // anything plays: what begins at 0 happens at 0.
+    if (item->status() == PlayerItem::Status::readyToPlay && self->item_ == item) {
+      self->moveTo(self->time_);
+    }
   });
 }
 
@@ -95,6 +103,11 @@ void SimulatedPlayer::advance(double seconds) {
   const MediaTime stop = item_->reversePlaybackEndTime().isNumeric()
                              ? item_->reversePlaybackEndTime()
                              : MediaTime::zero();
+  if (from <= stop) {
+    // Already at or before where reverse playback ends: it cannot move.
+    setRate(0);
+    return;
+  }
   if (to <= stop) {
     moveTo(stop);
     setRate(0);

@@ -16,12 +16,16 @@ struct SimulatedMedia {
   MediaTime duration;
   std::optional<SystemTime> startDate;
   std::vector<TimedMetadataItem> metadata;
+  // Where the playhead stands once the item is ready (a player told to
+  // start elsewhere, at the end to play backwards for one); the start when none.
+  std::optional<MediaTime> startPosition = std::nullopt;
 };
 
 // A headless player on a virtual clock. Nothing plays by itself: advance()
 // moves the playhead by rate x seconds, so a two-hour stream plays in as
 // little CPU as its events need. Items load, and seeks complete, on the
-// main queue after the call, as with a real player. Streams are looked up
+// main queue after the call, as with a real player; a ready item announces
+// the playhead's position (0, or the media's start position) at once. Streams are looked up
 // in a catalog by address; an unknown address fails to load.
 // Main queue only.
 class SimulatedPlayer final : public Player, public std::enable_shared_from_this<SimulatedPlayer> {
@@ -47,7 +51,8 @@ class SimulatedPlayer final : public Player, public std::enable_shared_from_this
 
   // Moves the playhead by rate x seconds of virtual time: forward it stops
   // at the item's end (rate 0, playedToEnd), backward at the reverse
-  // playback end time (or the start). Nothing moves while the item is not
+  // playback end time (or the start); a reverse from at or before that time
+  // stops where it is (rate 0). Nothing moves while the item is not
   // ready or a seek is pending. Timed metadata crossed going forward reaches
   // the item's outputs, in order, on their queues.
   void advance(double seconds);
