@@ -145,7 +145,8 @@ void SKYLVUXSession::load() {
   loadState_.set(1);
   const auto source = inner->source();
   if (!source) {
-    loadTimeline(nullptr);  // the loader says what is missing, as it does for a source without a URL
+    loadTimeline(
+        nullptr);  // the loader says what is missing, as it does for a source without a URL
     return;
   }
   std::optional<std::string> token;
