@@ -49,14 +49,6 @@ void SnapbackSeeker::startAtContentTime(const MediaTime& time, bool playLastEarl
   absoluteToTime_ = target->second;
   absoluteFromTime_ = MediaTime::zero();
   seekToCompletionHandler_ = std::move(completion);
-  // A viewer who stopped inside a break sees it again from its beginning.
-  for (const auto& sequence : *timeline_->adSequences()) {
-    if (sequence->beginTime() <= absoluteToTime_ && absoluteToTime_ < sequence->endTime()) {
-      absoluteToTime_ = sequence->endTime();
-      playLastEarlierBreak = true;
-      break;
-    }
-  }
   seekForward(target->first, playLastEarlierBreak);
 }
 

@@ -52,9 +52,9 @@ class SnapbackSeeker {
   void seekToTime(const MediaTime& time, Completion completion);
   // Before playback begins: goes to content `time` as a forward seek from
   // the stream's start would, playing the last break before it first only
-  // when `playLastEarlierBreak` says so. A bookmark whose stream position
-  // falls inside a break starts that break from its beginning. Refused
-  // (completion false) as seekToTime refuses.
+  // when `playLastEarlierBreak` says so. A break at the bookmark's own
+  // content position (where a viewer who stopped during it was) is an
+  // earlier one. Refused (completion false) as seekToTime refuses.
   void startAtContentTime(const MediaTime& time, bool playLastEarlierBreak, Completion completion);
 
   // What the ad events tell: a break began, a break ended (going on to the
