@@ -24,6 +24,8 @@ struct DemoOptions {
   bool fast = false;
   bool window = false;
   std::string streamDirectory;  // gst: the demo's stream (scripts/make-test-stream --layout demo)
+  // The session options of the VOD viewing (only those fields of it).
+  PlayOptions session;
 };
 
 // Starts the demo ad service, plays a scripted viewing through the whole

@@ -80,6 +80,11 @@ class Playback {
       providerOptions.setClock(virtualClock_);
     }
     providerOptions.setLive2AdsParams(options_.adsParams);
+    providerOptions.setExpandVASTMacros(options_.macros);
+    providerOptions.setSnapbackEnabled(options_.snapback);
+    providerOptions.setBookmarkSkipsEarlierBreaks(!options_.bookmarkPlaysLastBreak);
+    providerOptions.setPlayedBreaks(options_.playedBreaks == "skip" ? PlayedBreaksPolicy::skip
+                                                                    : PlayedBreaksPolicy::replay);
     auto provider =
         createSSAISessionProviderWithUpstreamSessionProvider(manager, nullptr, &providerOptions);
     controller_ = manager.createPlaybackControllerWithSessionProvider(provider);
@@ -374,6 +379,17 @@ class Playback {
                                 std::chrono::milliseconds(10));
       return;
     }
+    if (options_.startAt && !bookmarkTaken_) {
+      bookmarkTaken_ = true;
+      mark("seek");
+      const bool started =
+          session_->startAtContentTime(MediaTime::makeWithSeconds(*options_.startAt, 600));
+      Dispatch::main().runUntilIdle();  // the player lands where the bookmark starts
+      Json line = stamp();
+      line["startAt"] = *options_.startAt;
+      line["accepted"] = started;
+      print(line, fmt::format("start at content {:.3f} accepted={}", *options_.startAt, started));
+    }
     const double now = streamTime();
     for (size_t i = 0; i < options_.seeks.size(); ++i) {
       if (!due(seeksDone_, i, options_.seeks[i].first, now)) continue;
@@ -493,6 +509,7 @@ class Playback {
   std::vector<bool> seeksDone_, skipsDone_, pausesDone_, ratesDone_;
   std::optional<double> resumeAfter_;
   bool started_ = false;
+  bool bookmarkTaken_ = false;
   bool failed_ = false;
 };
 
@@ -558,6 +575,7 @@ Command addPlayCommand(CLI::App& app) {
           throw CLI::ValidationError("--metadata-at", "expected AT:FILE, got " + text);
         }
       });
+  addSessionOptionFlags(*command, *options);
   command->add_option("--companion", texts->companions, "WxH: a companion slot (repeatable)")
       ->each([](const std::string& text) {
         int w = 0, h = 0;

@@ -48,6 +48,12 @@ struct PlayOptions {
   std::vector<std::pair<int, int>> companions;           // companion slots, WxH
   std::optional<std::string> svg;                        // write the timeline picture here
   bool brief = false;                                    // leave out ad progress and ledger lines
+  // Beyond the plug-in's own behaviour (the provider options of the same names).
+  bool macros = false;                  // fill in the VAST macros of beacon URLs
+  bool snapback = true;                 // false: forward seeks go straight to their target
+  std::optional<double> startAt;        // a bookmark: start at this content time
+  bool bookmarkPlaysLastBreak = false;  // the last break before the bookmark plays first
+  std::string playedBreaks = "replay";  // or "skip"
 };
 
 // Plays a VMAP document through the whole stack as an application would:
