@@ -93,6 +93,7 @@ void SKYLVUXSessionProvider::processSessions(
     }
     auto session =
         SKYLVUXSession::initWithUpstreamSession(upstream, options_->httpHeaders(), environment_);
+    session->setOptions(options_->sessionOptions());
     session->setMeridianLiveDetection(options_->meridianLiveDetection());
     session->setLive2AdsParams(options_->live2AdsParams());
     session->setLive2ResolvedSessionLookup([weak](const URL& sourceURL) {

@@ -8,6 +8,7 @@
 #include "environment/SessionClock.h"
 #include "platform/URLSession.h"
 #include "platform/Visibility.h"
+#include "session/SessionOptions.h"
 #include "tracking/SKYLVelaAnalyticsDigester.h"
 
 namespace SKYLARK_API skylark {
@@ -43,6 +44,29 @@ class SKYLVUXSessionProviderOptions {
   const std::shared_ptr<URLSession>& urlSession() const { return urlSession_; }
   void setURLSession(std::shared_ptr<URLSession> v) { urlSession_ = std::move(v); }
 
+  // Beyond the plug-in's own behaviour, each off (or as the plug-in
+  // behaves) unless set:
+  // VAST macros ([CACHEBUSTING], %%TIMESTAMP%%, ...) in beacon and
+  // click-tracking URLs are filled in just before each request; false:
+  // URLs go out as the document wrote them.
+  bool expandVASTMacros() const { return session_.expandVASTMacros; }
+  void setExpandVASTMacros(bool v) { session_.expandVASTMacros = v; }
+  // False: a forward seek over unwatched breaks goes straight to its
+  // target, and the breaks stay unwatched.
+  bool snapbackEnabled() const { return session_.snapbackEnabled; }
+  void setSnapbackEnabled(bool v) { session_.snapbackEnabled = v; }
+  // Starting at a bookmark (SKYLVUXSession::startAtContentTime): true, none
+  // of the breaks before it plays; false, the last of them plays first.
+  bool bookmarkSkipsEarlierBreaks() const { return session_.bookmarkSkipsEarlierBreaks; }
+  void setBookmarkSkipsEarlierBreaks(bool v) { session_.bookmarkSkipsEarlierBreaks = v; }
+  // replay: a break already watched plays again when the playhead comes to
+  // it; skip: the player seeks past it, and no one-shot beacon (impression,
+  // quartiles, ...) goes out twice in the session.
+  PlayedBreaksPolicy playedBreaks() const { return session_.playedBreaks; }
+  void setPlayedBreaks(PlayedBreaksPolicy v) { session_.playedBreaks = v; }
+  // All four, as the sessions take them.
+  const SessionOptions& sessionOptions() const { return session_; }
+
   // "ios-vela-ux/7.2.18.42 (MODEL; OS VERSION; LOCALE)", read from this
   // machine at the moment of the call: the hardware name, the kernel's name
   // and release, and the locale of the environment ("en_US_POSIX" when
@@ -56,6 +80,7 @@ class SKYLVUXSessionProviderOptions {
   std::shared_ptr<BeaconTransport> beaconTransport_;
   std::shared_ptr<SessionClock> clock_;
   std::shared_ptr<URLSession> urlSession_;
+  SessionOptions session_;
 };
 
 }  // namespace skylark

@@ -55,7 +55,8 @@ SKYLVUXSession::SKYLVUXSession(std::shared_ptr<SKYLPlaybackSession> inner, HTTPH
       environment_(std::move(environment)),
       httpHeaders_(std::move(headers)),
       adLedger_(environment_, *innerPlaybackSession()),
-      seeker_(*innerPlaybackSession()) {}
+      seeker_(*innerPlaybackSession()),
+      playedBreaks_(*innerPlaybackSession(), seeker_) {}
 
 void SKYLVUXSession::start() {
   sessionCommonProperties_ = innerPlaybackSession()->sessionCommonProperties();
@@ -86,6 +87,25 @@ SKYLVUXSession::~SKYLVUXSession() {
   trackerObservations_.stopObserving();
   kvoManager_.stopObserving();
   SKYLHostServices::logDeallocation("SKYLVUXSession", this);
+}
+
+void SKYLVUXSession::setOptions(const SessionOptions& options) {
+  options_ = options;
+  seeker_.setSnapbackEnabled(options.snapbackEnabled);
+  playedBreaks_.setPolicy(options.playedBreaks);
+  if (options.playedBreaks == PlayedBreaksPolicy::skip) {
+    seeker_.setNeverForced(
+        [this](const SKYLVelaAdSequence& sequence) { return playedBreaks_.skips(sequence); });
+    if (!oneShotBeacons_) oneShotBeacons_ = std::make_shared<OneShotBeaconFilter>();
+  } else {
+    seeker_.setNeverForced(nullptr);
+    oneShotBeacons_.reset();
+  }
+  if (options.expandVASTMacros && !beaconPlayheads_) {
+    beaconPlayheads_ = std::make_shared<BeaconPlayheads>();
+  } else if (!options.expandVASTMacros) {
+    beaconPlayheads_.reset();
+  }
 }
 
 void SKYLVUXSession::setSessionCommonProperties(
@@ -206,6 +226,8 @@ void SKYLVUXSession::didLoadTimeline(std::shared_ptr<SKYLVelaTimeline> timeline,
   }
   tracker_ = std::make_unique<SKYLVelaProgressTracker>(timeline_);
   seeker_.attach(timeline_, tracker_.get(), liveSSAI_);
+  playedBreaks_.attach(tracker_.get());
+  playedBreaks_.setJumped([this](const auto& sequence) { didSeekPastPlayedBreak(sequence); });
   startObservingRequiredValuesOnInnerPlaybackSession(*innerPlaybackSession());
   trackerObservations_.startObserving<SKYLVelaProgressTracker::Ranges>(
       tracker_->contentLoadedTimeRanges(),
@@ -302,11 +324,11 @@ void SKYLVUXSession::startObservingRequiredValuesOnInnerPlaybackSession(
         if (inBumperMode() || !tracker_) {
           // A bumper, or live without a timeline: positions are the stream's own.
           progressSource_.currentTimeValue.set(time);
+          if (!inBumperMode() && beaconPlayheads_) beaconPlayheads_->set(time, time);
           if (!inBumperMode() && live2AdState_) live2UpdateAdState();
           return;
         }
-        if (innerPlayer_) tracker_->setPlaybackRate(innerPlayer_->rate());
-        tracker_->setAbsoluteTime(time);
+        streamTimeChanged(time);
       },
       false);
   kvoManager_.startObserving<TimeRanges>(
@@ -325,6 +347,14 @@ void SKYLVUXSession::startObservingRequiredValuesOnInnerPlaybackSession(
     kvoManager_.startObserving<PlayerItem::Status>(
         player->itemStatus, [this](PlayerItem::Status) { playerItemChanged(); }, true);
   }
+}
+
+void SKYLVUXSession::streamTimeChanged(const MediaTime& time) {
+  if (beaconPlayheads_) beaconPlayheads_->set(time, timeline_->contentTimeAtAbsoluteTime(time));
+  const float rate = innerPlayer_ ? innerPlayer_->rate() : tracker_->playbackRate();
+  if (innerPlayer_) tracker_->setPlaybackRate(rate);
+  if (startingAtBookmark_ || playedBreaks_.takesUpdate(time, rate)) return;
+  tracker_->setAbsoluteTime(time);
 }
 
 void SKYLVUXSession::playerItemChanged() {
@@ -428,6 +458,11 @@ void SKYLVUXSession::makeDigester(bool live2) {
   digester_ = std::make_shared<SKYLVelaAnalyticsDigester>(
       *environment_, live2 ? environment_->liveBeaconTransport : environment_->beaconTransport);
   digester_->setDeliveryLedger(deliveryLedger_);
+  if (beaconPlayheads_) {
+    digester_->setMacroExpander(
+        std::make_shared<BeaconMacroExpander>(environment_->clock, beaconPlayheads_));
+  }
+  digester_->setOneShotFilter(oneShotBeacons_);
 }
 
 }  // namespace skylark

@@ -19,7 +19,9 @@
 #include "session/AdLedgerReporter.h"
 #include "session/ForwardingPlaybackSession.h"
 #include "session/Live2AdState.h"
+#include "session/PlayedBreakSkipper.h"
 #include "session/SKYLSSAILive2ResolvedSession.h"
+#include "session/SessionOptions.h"
 #include "session/SnapbackSeeker.h"
 #include "timeline/SKYLVelaTimeline.h"
 #include "tracking/SKYLVelaAnalyticsSession.h"
@@ -94,6 +96,11 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   }
   // time is content time.
   void resumeVideoAtTime(const MediaTime& time, bool withAutoPlay) override;
+  // Starts playback at a content time, as an application resuming a
+  // bookmark does: the breaks before it are played or not as the options
+  // say. Only before playback begins (the first playhead update after the
+  // stream is ready); false otherwise, and on a live stream.
+  bool startAtContentTime(const MediaTime& time);
   void pauseAd();
   void resumeAd();
   // The player's rate changed: the tracker follows it.
@@ -118,6 +125,9 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   }
   const std::shared_ptr<SKYLAd>& currentAd() const { return currentAd_; }
 
+  // Given by the provider before load.
+  void setOptions(const SessionOptions& options);
+  const SessionOptions& options() const { return options_; }
   void setMeridianLiveDetection(int64_t detection) { meridianLiveDetection_ = detection; }
   void setLive2AdsParams(std::map<std::string, std::string> params) {
     live2AdsParams_ = std::move(params);
@@ -178,6 +188,9 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   void trackerEventChanged(const SKYLVelaProgressTracker::Event& event);
   void emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event);
   void contentTimeChanged(const MediaTime& time);
+  // A playhead update of the stream (outside bumpers).
+  void streamTimeChanged(const MediaTime& time);
+  void didSeekPastPlayedBreak(const std::shared_ptr<SKYLVelaAdSequence>& sequence);
   void leaveAdBackwards();
   // The beacons' digester, sending through the environment's transport
   // (retrying, for the live service's).
@@ -205,6 +218,7 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
 
   const std::shared_ptr<const SessionEnvironment> environment_;
   HTTPHeaderFields httpHeaders_;
+  SessionOptions options_;
   std::weak_ptr<SKYLSessionCommonProperties> sessionCommonProperties_;
   int64_t meridianLiveDetection_ = 3;
   std::map<std::string, std::string> live2AdsParams_;
@@ -241,6 +255,11 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   double adPlayDuration_ = 0;
   Observable<SKYLLifecycleEventPtr> lifecycleState_;
   std::shared_ptr<SKYLVelaAnalyticsDigester> digester_;
+  // Where the player is, for beacon macros (only when they are on).
+  std::shared_ptr<BeaconPlayheads> beaconPlayheads_;
+  // Under the skip policy: every one-shot beacon once per session, whichever
+  // digester sends it.
+  std::shared_ptr<OneShotBeaconFilter> oneShotBeacons_;
   const std::shared_ptr<BeaconDeliveryLedger> deliveryLedger_ =
       std::make_shared<BeaconDeliveryLedger>();
   std::unique_ptr<SKYLVelaAnalyticsSession> analyticsSession_;
@@ -265,6 +284,9 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
   const MediaTime defaultSeekTolerance_ = MediaTime::make(1200, 600);
   const MediaTime defaultMinimumSeekToleranceBuffer_ = MediaTime::make(1800, 600);
   SnapbackSeeker seeker_;
+  PlayedBreakSkipper playedBreaks_;
+  // A bookmark's seek is under way: playhead updates are not the tracker's.
+  bool startingAtBookmark_ = false;
 
   SKYLKVOManager kvoManager_;
   SKYLKVOManager trackerObservations_;

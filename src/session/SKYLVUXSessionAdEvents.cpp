@@ -27,7 +27,9 @@ void SKYLVUXSession::trackerEventChanged(const SKYLVelaProgressTracker::Event& e
   emitTrackerEvent(*event);
   if (type == TrackerEvent::ExitAdSequence) {
     const auto& properties = event->properties();
-    seeker_.breakExited(properties ? properties->adSequence : nullptr);
+    const auto sequence = properties ? properties->adSequence : nullptr;
+    if (!live2AdState_) playedBreaks_.breakWatched(sequence);
+    seeker_.breakExited(sequence);
   }
 }
 

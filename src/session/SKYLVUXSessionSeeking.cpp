@@ -3,6 +3,7 @@
 #include "host/SKYLHostConstants.h"
 #include "session/SKYLVUXSession.h"
 #include "session/SessionHelpers.h"
+#include "timeline/SKYLSSAIConstants.h"
 
 namespace skylark {
 
@@ -25,6 +26,32 @@ void SKYLVUXSession::seekToTime(const MediaTime& time,
 void SKYLVUXSession::resumeVideoAtTime(const MediaTime& time, bool withAutoPlay) {
   const MediaTime absolute = timeline_ ? timeline_->absoluteTimeAtContentTime(time) : MediaTime();
   innerPlaybackSession()->resumeVideoAtTime(absolute, withAutoPlay);
+}
+
+bool SKYLVUXSession::startAtContentTime(const MediaTime& time) {
+  if (!tracker_ || liveSSAI_ || live2Coordinator_ || live2ContentOnly_ ||
+      tracker_->previousPosition() || startingAtBookmark_) {
+    return false;
+  }
+  const auto refused = std::make_shared<bool>(false);
+  startingAtBookmark_ = true;
+  std::weak_ptr<SKYLVUXSession> weak = shared_from_this();
+  // Called once the player is at the bookmark, or at the break that plays
+  // first (and again, for that break, at the bookmark).
+  seeker_.startAtContentTime(time, !options_.bookmarkSkipsEarlierBreaks,
+                             [weak, refused, called = false](bool finished) mutable {
+                               if (called) return;
+                               called = true;
+                               if (!finished) *refused = true;
+                               if (const auto self = weak.lock()) self->startingAtBookmark_ = false;
+                             });
+  return !*refused;
+}
+
+void SKYLVUXSession::didSeekPastPlayedBreak(const std::shared_ptr<SKYLVelaAdSequence>& sequence) {
+  emit(kSKYLSSAILifecycleEventSeekPastPlayedBreak,
+       {{key(kSKYLPlaybackSessionLifecycleEventPropertiesKeyAdSequence),
+         adSequenceForVelaAdSequence(sequence)}});
 }
 
 void SKYLVUXSession::pauseAd() {

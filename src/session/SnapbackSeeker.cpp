@@ -6,41 +6,61 @@ namespace skylark {
 
 using namespace session_detail;
 
-void SnapbackSeeker::seekToTime(const MediaTime& time, Completion completion) {
-  const auto player = playback_.player();
+std::optional<std::pair<MediaTime, MediaTime>> SnapbackSeeker::targetOf(const MediaTime& time,
+                                                                        Completion& completion) {
   if (!canSeek_ || !time.isValid() || time < MediaTime::zero() || !timeline_ || !tracker_ ||
-      !player) {
+      !playback_.player()) {
     if (completion) completion(false);
-    return;
+    return std::nullopt;
   }
   const MediaTime contentLength = timeline_->contentLength();
   const MediaTime target = time > contentLength ? contentLength : time;
   const MediaTime to = timeline_->absoluteTimeAtContentTime(target);
   if (!to.isValid()) {
     if (completion) completion(false);
-    return;
+    return std::nullopt;
   }
-  absoluteToTime_ = to;
-  absoluteFromTime_ = player->currentTime();
+  return std::make_pair(target, to);
+}
+
+void SnapbackSeeker::seekToTime(const MediaTime& time, Completion completion) {
+  const auto target = targetOf(time, completion);
+  if (!target) return;
+  absoluteToTime_ = target->second;
+  absoluteFromTime_ = playback_.player()->currentTime();
   seekToCompletionHandler_ = std::move(completion);
-  auto complete = [this](bool finished) {
-    if (seekToCompletionHandler_) seekToCompletionHandler_(finished);
-  };
 
   if (absoluteFromTime_ > absoluteToTime_) {
     // Backward: no break is forced; a short jump back is the tracker's jitter.
     tracker_->setSuspendProgress(true);
-    seekPlayer(absoluteToTime_ + seekOffset(), guarded([this, complete](bool finished) {
+    seekPlayer(absoluteToTime_ + seekOffset(), guarded([this](bool finished) {
                  tracker_->setSuspendProgress(false);
-                 complete(finished);
+                 if (seekToCompletionHandler_) seekToCompletionHandler_(finished);
                }));
     return;
   }
+  seekForward(target->first, snapbackEnabled_);
+}
 
+void SnapbackSeeker::startAtContentTime(const MediaTime& time, bool playLastEarlierBreak,
+                                        Completion completion) {
+  const auto target = targetOf(time, completion);
+  if (!target) return;
+  absoluteToTime_ = target->second;
+  absoluteFromTime_ = MediaTime::zero();
+  seekToCompletionHandler_ = std::move(completion);
+  seekForward(target->first, playLastEarlierBreak);
+}
+
+void SnapbackSeeker::seekForward(const MediaTime& target, bool forceBreak) {
+  auto complete = [this](bool finished) {
+    if (seekToCompletionHandler_) seekToCompletionHandler_(finished);
+  };
   // The breaks the seek would jump over; one at the target itself counts,
   // so a seek to a break's own content position plays it.
   std::vector<std::shared_ptr<SKYLVelaAdSequence>> crossed;
   const auto sequences = timeline_->adSequences();
+  const MediaTime contentLength = timeline_->contentLength();
   if (!sequences->empty() && sequences->back()->logicalOffset().isPositiveInfinity() &&
       target == contentLength) {
     crossed.push_back(sequences->back());
@@ -53,10 +73,13 @@ void SnapbackSeeker::seekToTime(const MediaTime& time, Completion completion) {
       }
     }
   }
+  if (neverForced_) {
+    std::erase_if(crossed, [this](const auto& sequence) { return neverForced_(*sequence); });
+  }
 
   const auto properties = commonProperties_.lock();
   const bool adsDisabled = properties && properties->adsDisabled;
-  if (!liveSSAI_ && !crossed.empty() && !adsDisabled) {
+  if (forceBreak && !liveSSAI_ && !crossed.empty() && !adsDisabled) {
     // Play the break nearest the target first; the target follows when it
     // ends. No other seek is taken until it has landed there.
     canSeek_ = false;

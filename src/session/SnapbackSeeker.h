@@ -2,6 +2,8 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "host/SKYLPlaybackSession.h"
 #include "host/SKYLSessionCommonProperties.h"
@@ -18,10 +20,15 @@ namespace SKYLARK_API skylark {
 // completion is called twice, on reaching the break and at the target. A
 // seek is refused (its completion called false at once, and kept nowhere)
 // during a break, from a forced break's start until the seek after it has
-// landed, and for an invalid or negative time. Main queue.
+// landed, and for an invalid or negative time. With the snapback off, a
+// forward seek goes straight to its target; breaks the session says were
+// played (and skips on sight) are never forced. A bookmark starts playback
+// at a content time, the breaks before it played or not as asked. Main
+// queue.
 class SnapbackSeeker {
  public:
   using Completion = std::function<void(bool finished)>;
+  using BreakPredicate = std::function<bool(const SKYLVelaAdSequence&)>;
 
   // Seeks `playback`'s player, which must outlive the seeker.
   explicit SnapbackSeeker(SKYLPlaybackSession& playback) : playback_(playback) {}
@@ -36,9 +43,20 @@ class SnapbackSeeker {
     commonProperties_ = std::move(properties);
   }
 
+  // On by default.
+  void setSnapbackEnabled(bool enabled) { snapbackEnabled_ = enabled; }
+  // Breaks a seek never forces (none by default).
+  void setNeverForced(BreakPredicate neverForced) { neverForced_ = std::move(neverForced); }
+
   bool canSeek() const { return canSeek_; }
   // `time` is content time.
   void seekToTime(const MediaTime& time, Completion completion);
+  // Before playback begins: goes to content `time` as a forward seek from
+  // the stream's start would, playing the last break before it first only
+  // when `playLastEarlierBreak` says so. A break at the bookmark's own
+  // content position (where a viewer who stopped during it was) is an
+  // earlier one. Refused (completion false) as seekToTime refuses.
+  void startAtContentTime(const MediaTime& time, bool playLastEarlierBreak, Completion completion);
 
   // What the ad events tell: a break began, a break ended (going on to the
   // target when it was the forced one), or the playhead left a break
@@ -54,6 +72,13 @@ class SnapbackSeeker {
 
  private:
   using Weak = std::weak_ptr<bool>;
+  // The target, clamped to the content, on the stream; nothing when the
+  // seek is refused (then the completion has been called).
+  std::optional<std::pair<MediaTime, MediaTime>> targetOf(const MediaTime& time,
+                                                          Completion& completion);
+  // From absoluteFromTime_ to absoluteToTime_ (content `target`), forcing
+  // the last crossed break when `forceBreak`.
+  void seekForward(const MediaTime& target, bool forceBreak);
   void adSequenceDidComplete();
   void finishForcedSeek(bool finished);
   // Runs `then` with the seeker if it still exists.
@@ -68,6 +93,8 @@ class SnapbackSeeker {
   std::shared_ptr<SKYLVelaTimeline> timeline_;
   SKYLVelaProgressTracker* tracker_ = nullptr;
   bool liveSSAI_ = false;
+  bool snapbackEnabled_ = true;
+  BreakPredicate neverForced_;
   std::weak_ptr<SKYLSessionCommonProperties> commonProperties_;
 
   bool canSeek_ = true;

@@ -24,6 +24,11 @@ inline constexpr std::string_view kSKYLVUXAuthQueryParam = "skyl_auth";
 inline constexpr std::string_view kSKYLSSAILifecycleErrorEvent = "kSKYLSSAILifecycleErrorEvent";
 inline constexpr std::string_view kSKYLSSAILifecycleEventPropertiesKeyError =
     "kSKYLSSAILifecycleEventPropertiesKeyError";
+// The player seeked past a break the viewer had already watched (the skip
+// policy for played breaks); the properties hold the break under the host's
+// ad-sequence key.
+inline constexpr std::string_view kSKYLSSAILifecycleEventSeekPastPlayedBreak =
+    "kSKYLSSAILifecycleEventSeekPastPlayedBreak";
 inline constexpr std::string_view kSKYLSSAILifecycleEventAdWebViewControllerWillOpen =
     "kSKYLSSAILifecycleEventAdWebViewControllerWillOpen";
 inline constexpr std::string_view kSKYLSSAILifecycleEventAdWebViewControllerDidOpen =

@@ -8,9 +8,23 @@
 
 namespace skylark {
 
+BeaconContext SKYLVelaAdAnalyticsSession::context(std::string_view type) const {
+  BeaconContext context;
+  context.type = type;
+  if (ad_) {
+    context.adId = ad_->adId();
+    context.adBeginTime = ad_->beginTime();
+  }
+  context.adPlayhead = prevTime_;
+  context.breakPosition = placement_.breakPosition;
+  context.podSequence = placement_.podSequence;
+  context.adCount = placement_.adCount;
+  return context;
+}
+
 void SKYLVelaAdAnalyticsSession::fire(const std::vector<URL>& urls, std::string_view type) {
-  const SKYLVelaAnalyticsDigester::Context context{ad_ ? ad_->adId() : "", std::string(type)};
-  for (const auto& url : urls) digester_->digestEvent(url, context);
+  const BeaconContext beacon = context(type);
+  for (const auto& url : urls) digester_->digestEvent(url, beacon);
 }
 
 void SKYLVelaAdAnalyticsSession::fireNamed(std::string_view name) {
@@ -38,7 +52,7 @@ void SKYLVelaAdAnalyticsSession::trackAdVerifications() {
     // Parameters are usually JSON: their braces, quotes and spaces travel
     // percent-encoded.
     if (auto url = URL::parseEncodingInvalidCharacters(*request)) {
-      digester_->digestEvent(std::move(url), {ad_->adId(), "verification"});
+      digester_->digestEvent(std::move(url), context("verification"));
     } else {
       SKYLHostLog(1, "SkylarkSSAI: verification request `%@` is not a URL; not sent", *request);
     }
@@ -55,9 +69,11 @@ const std::vector<SKYLVelaTrackingEvent>* milestonesOf(const SKYLVelaAd* ad) {
 }  // namespace
 
 SKYLVelaAdAnalyticsSession::SKYLVelaAdAnalyticsSession(
-    std::shared_ptr<const SKYLVelaAd> ad, std::shared_ptr<SKYLVelaAnalyticsDigester> digester)
+    std::shared_ptr<const SKYLVelaAd> ad, std::shared_ptr<SKYLVelaAnalyticsDigester> digester,
+    Placement placement)
     : ad_(std::move(ad)),
       digester_(std::move(digester)),
+      placement_(placement),
       end_(ad_ ? ad_->endTime() : MediaTime::zero()),
       milestones_(milestonesOf(ad_.get())),
       nextMilestone_(firstMilestoneAtOrAfter(prevTime_)) {}
@@ -77,11 +93,14 @@ void SKYLVelaAdAnalyticsSession::trackProgressToTime(const MediaTime& time) {
     trackCreativeView();
   }
   if (time > prevTime_ && time < end_ && !(time - prevTime_ > seekThreshold_) && milestones_) {
-    // Each milestone passed, under its own name.
+    // Each milestone passed, under its own name, at the time it was seen.
     for (; nextMilestone_ < milestones_->size() && (*milestones_)[nextMilestone_].offset() < time;
          ++nextMilestone_) {
       const auto& event = (*milestones_)[nextMilestone_];
-      if (event.url()) digester_->digestEvent(*event.url(), {ad_->adId(), event.name()});
+      if (!event.url()) continue;
+      BeaconContext beacon = context(event.name());
+      beacon.adPlayhead = time;
+      digester_->digestEvent(*event.url(), beacon);
     }
   } else {
     nextMilestone_ = firstMilestoneAtOrAfter(time);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -17,8 +18,16 @@ namespace SKYLARK_API skylark {
 // Sequence-bound to the tracker's thread.
 class SKYLVelaAdAnalyticsSession {
  public:
+  // Where the ad plays in its break, for the beacons' context.
+  struct Placement {
+    std::optional<int> breakPosition;  // 1 pre-roll, 2 mid-roll, 3 post-roll
+    std::optional<int> podSequence;    // from 1
+    std::optional<int> adCount;        // ads begun in the break, this one included
+  };
+
   SKYLVelaAdAnalyticsSession(std::shared_ptr<const SKYLVelaAd> ad,
-                             std::shared_ptr<SKYLVelaAnalyticsDigester> digester);
+                             std::shared_ptr<SKYLVelaAnalyticsDigester> digester,
+                             Placement placement = {});
 
   void trackImpression();
   void trackCreativeView();
@@ -36,11 +45,14 @@ class SKYLVelaAdAnalyticsSession {
 
  private:
   void fire(const std::vector<URL>& urls, std::string_view type);
+  // What a beacon of `type` fires for, now.
+  BeaconContext context(std::string_view type) const;
   size_t firstMilestoneAtOrAfter(const MediaTime& time) const;
   void fireNamed(std::string_view name);
 
   std::shared_ptr<const SKYLVelaAd> ad_;
   std::shared_ptr<SKYLVelaAnalyticsDigester> digester_;
+  Placement placement_;
   MediaTime prevTime_ = MediaTime::zero();
   const MediaTime seekThreshold_ = MediaTime::makeWithSeconds(1.5, 600);
   // Read on every tick: the ad's end, its offset milestones (held by ad_),

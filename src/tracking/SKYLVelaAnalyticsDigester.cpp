@@ -9,8 +9,12 @@ void SKYLVelaAnalyticsDigester::setDeliveryLedger(std::shared_ptr<BeaconDelivery
   ledger_ = std::move(ledger);
 }
 
-void SKYLVelaAnalyticsDigester::digestEvent(const std::optional<URL>& url, const Context& context) {
-  if (!url) return;
+void SKYLVelaAnalyticsDigester::digestEvent(const std::optional<URL>& written,
+                                            const Context& context) {
+  if (!written) return;
+  if (oneShotFilter_ && !oneShotFilter_->firstTime(*written, context)) return;
+  const std::optional<URL> url =
+      macroExpander_ ? macroExpander_->expand(*written, context) : written;
   if (!url->isHTTPOrHTTPS()) {
     bool first = false;
     {

@@ -16,6 +16,8 @@
 #include "platform/URL.h"
 #include "platform/Visibility.h"
 #include "tracking/BeaconDeliveryLedger.h"
+#include "tracking/BeaconMacroExpander.h"
+#include "tracking/OneShotBeaconFilter.h"
 
 namespace SKYLARK_API skylark {
 
@@ -25,7 +27,10 @@ inline constexpr std::string_view kSKYLSSAIAnalayticsDigestNotification =
 
 // The single place where a beacon is logged, announced and requested.
 // Only http and https beacons leave; any other scheme is logged once (per
-// scheme) and dropped. Safe from any thread.
+// scheme) and dropped. With a macro expander, the URL logged, announced
+// and requested is the expanded one; without, it is the document's, byte
+// for byte. With a one-shot filter, a one-shot beacon goes out once per
+// session. Safe from any thread.
 class SKYLVelaAnalyticsDigester final : public BeaconSink {
  public:
   explicit SKYLVelaAnalyticsDigester(
@@ -46,9 +51,18 @@ class SKYLVelaAnalyticsDigester final : public BeaconSink {
 
   // Counts each beacon handed over and its outcome; none by default.
   void setDeliveryLedger(std::shared_ptr<BeaconDeliveryLedger> ledger);
+  // Both none by default; set before the first beacon.
+  void setMacroExpander(std::shared_ptr<BeaconMacroExpander> expander) {
+    macroExpander_ = std::move(expander);
+  }
+  void setOneShotFilter(std::shared_ptr<OneShotBeaconFilter> filter) {
+    oneShotFilter_ = std::move(filter);
+  }
 
  private:
   std::shared_ptr<BeaconTransport> transport_;
+  std::shared_ptr<BeaconMacroExpander> macroExpander_;
+  std::shared_ptr<OneShotBeaconFilter> oneShotFilter_;
   std::shared_ptr<BeaconDeliveryLedger> ledger_ SKYL_GUARDED_BY(mutex_);
   NotificationCenter& center_;
   Mutex mutex_;

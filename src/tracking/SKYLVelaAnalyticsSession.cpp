@@ -20,11 +20,17 @@ void SKYLVelaAnalyticsSession::processEvent(const SKYLVelaProgressTracker::Event
   if (!event) return;
   const auto& properties = event->properties();
   switch (event->type()) {
-    case SKYLVelaProgressTrackerEvent::EnterAd:
+    case SKYLVelaProgressTrackerEvent::EnterAdSequence:
+      adsBegunInBreak_ = 0;
+      break;
+    case SKYLVelaProgressTrackerEvent::EnterAd: {
+      const auto& ad = properties ? properties->ad : nullptr;
+      ++adsBegunInBreak_;
       adAnalaytics_ = std::make_shared<SKYLVelaAdAnalyticsSession>(
-          properties ? properties->ad : nullptr, digester_);
+          ad, digester_, ad ? placementOf(*ad) : SKYLVelaAdAnalyticsSession::Placement{});
       adAnalaytics_->trackImpression();
       break;
+    }
     case SKYLVelaProgressTrackerEvent::ExitAd:
       if (adAnalaytics_) {
         adAnalaytics_->trackAdComplete(properties && properties->skippedAd.value_or(false));
@@ -41,6 +47,33 @@ void SKYLVelaAnalyticsSession::processEvent(const SKYLVelaProgressTracker::Event
     default:
       break;
   }
+}
+
+SKYLVelaAdAnalyticsSession::Placement SKYLVelaAnalyticsSession::placementOf(
+    const SKYLVelaAd& ad) const {
+  SKYLVelaAdAnalyticsSession::Placement placement;
+  placement.adCount = adsBegunInBreak_;
+  const auto& timeline = tracker_.timeline();
+  if (!timeline) return placement;
+  for (const auto& sequence : *timeline->adSequences()) {
+    if (ad.beginTime() < sequence->beginTime() || !(ad.beginTime() < sequence->endTime())) {
+      continue;
+    }
+    const auto ads = sequence->ads();
+    for (size_t i = 0; i < ads.size(); ++i) {
+      if (ads[i] && *ads[i] == ad) placement.podSequence = static_cast<int>(i + 1);
+    }
+    const MediaTime offset = sequence->logicalOffset();
+    if (offset == MediaTime::zero()) {
+      placement.breakPosition = 1;
+    } else if (offset.isPositiveInfinity() || !(offset < timeline->contentLength())) {
+      placement.breakPosition = 3;
+    } else {
+      placement.breakPosition = 2;
+    }
+    break;
+  }
+  return placement;
 }
 
 void SKYLVelaAnalyticsSession::processContentTime(const MediaTime& contentTime) {

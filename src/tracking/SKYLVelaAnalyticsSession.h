@@ -32,8 +32,13 @@ class SKYLVelaAnalyticsSession {
   SKYLVelaContentAnalyticsSession& contentAnalaytics() { return contentAnalaytics_; }
 
  private:
+  // Where the entered ad plays in the break that holds it.
+  SKYLVelaAdAnalyticsSession::Placement placementOf(const SKYLVelaAd& ad) const;
+
   SKYLVelaProgressTracker& tracker_;
   std::shared_ptr<SKYLVelaAnalyticsDigester> digester_;
+  // Ads begun since the break began.
+  int adsBegunInBreak_ = 0;
   SKYLVelaContentAnalyticsSession contentAnalaytics_;
   std::shared_ptr<SKYLVelaAdAnalyticsSession> adAnalaytics_;
   SKYLKVOManager kvoManager_;  // last: its observations end first

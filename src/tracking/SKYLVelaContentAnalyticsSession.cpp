@@ -3,6 +3,15 @@
 #include <algorithm>
 
 namespace skylark {
+namespace {
+
+BeaconContext contentImpression() {
+  BeaconContext context;
+  context.type = "contentImpression";
+  return context;
+}
+
+}  // namespace
 
 SKYLVelaContentAnalyticsSession::SKYLVelaContentAnalyticsSession(
     std::shared_ptr<SKYLVelaTimeline> timeline, std::shared_ptr<SKYLVelaAnalyticsDigester> digester)
@@ -33,7 +42,7 @@ void SKYLVelaContentAnalyticsSession::trackProgressToTime(const MediaTime& time)
       const MediaTime& position = absolutePositions_[i];
       if (position > time) break;
       if (prevTime_ < position)
-        digester_->digestEvent(orderedContentImpressions_[i].url(), {"", "contentImpression"});
+        digester_->digestEvent(orderedContentImpressions_[i].url(), contentImpression());
     }
   }
   const bool movedBack = time < prevTime_;

@@ -33,7 +33,10 @@ struct ToolRun {
 
 // Runs the tool with a kill switch far beyond what any case needs.
 ToolRun runTool(const std::string& arguments) {
-  const std::string outPath = ::testing::TempDir() + "skylark-hostile.out";
+  // One file a test: ctest runs the tests of this file side by side.
+  const std::string outPath = ::testing::TempDir() + "skylark-hostile-" +
+                              ::testing::UnitTest::GetInstance()->current_test_info()->name() +
+                              ".out";
   const std::string command =
       "timeout 60 " + std::string(SKYLARK_TOOL_PATH) + " " + arguments + " > " + outPath + " 2>&1";
   const int raw = std::system(command.c_str());

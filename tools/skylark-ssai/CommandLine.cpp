@@ -116,4 +116,22 @@ void addPlayerOptions(CLI::App& command, PlayerKind& kind, bool& fast, bool& win
   command.add_flag("--window", window, "gst: show the video in a window");
 }
 
+void addSessionOptionFlags(CLI::App& command, PlayOptions& options) {
+  command.add_flag("--macros", options.macros,
+                   "Fill in the VAST macros of beacon and click-tracking URLs");
+  command.add_flag("--no-snapback{false}", options.snapback,
+                   "A forward seek goes straight to its target, playing no break it jumps over");
+  command
+      .add_option("--start-at", options.startAt,
+                  "Start at this content time (seconds), as a resumed bookmark; the breaks "
+                  "before it do not play")
+      ->check(finiteNumber(true, true));
+  command.add_flag("--bookmark-plays-last-break", options.bookmarkPlaysLastBreak,
+                   "With --start-at: the last break before the bookmark plays first");
+  command
+      .add_option("--played-breaks", options.playedBreaks,
+                  "A break already watched: replay it (default) or skip past it")
+      ->check(CLI::IsMember({"replay", "skip"}));
+}
+
 }  // namespace skylark::tool

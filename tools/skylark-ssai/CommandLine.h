@@ -54,6 +54,10 @@ std::map<std::string, std::string> parseKeyValues(const std::vector<std::string>
 void addHeaderOption(CLI::App& command, std::vector<std::string>& headers);
 HTTPHeaderFields parseHeaders(const std::vector<std::string>& headers);
 
+// --macros, --no-snapback, --start-at CONTENT_SECONDS, --played-breaks
+// replay|skip: the session options beyond the plug-in's own behaviour.
+void addSessionOptionFlags(CLI::App& command, PlayOptions& options);
+
 // --player simulated|gst, --fast, --window.
 void addPlayerOptions(CLI::App& command, PlayerKind& kind, bool& fast, bool& window);
 

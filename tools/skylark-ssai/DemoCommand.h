@@ -26,6 +26,8 @@ struct DemoOptions {
   bool window = false;
   std::string streamDirectory;  // gst: the demo's stream (scripts/make-test-stream --layout demo)
   MonitorOption monitor;        // show the viewing in a browser page
+  // The session options of the VOD viewing (only those fields of it).
+  PlayOptions session;
 };
 
 // Starts the demo ad service, plays a scripted viewing through the whole

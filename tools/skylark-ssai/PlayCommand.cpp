@@ -87,6 +87,11 @@ class Playback {
       providerOptions.setClock(virtualClock_);
     }
     providerOptions.setLive2AdsParams(options_.adsParams);
+    providerOptions.setExpandVASTMacros(options_.macros);
+    providerOptions.setSnapbackEnabled(options_.snapback);
+    providerOptions.setBookmarkSkipsEarlierBreaks(!options_.bookmarkPlaysLastBreak);
+    providerOptions.setPlayedBreaks(options_.playedBreaks == "skip" ? PlayedBreaksPolicy::skip
+                                                                    : PlayedBreaksPolicy::replay);
     auto provider =
         createSSAISessionProviderWithUpstreamSessionProvider(manager, nullptr, &providerOptions);
     controller_ = manager.createPlaybackControllerWithSessionProvider(provider);
@@ -303,6 +308,7 @@ class Playback {
       session_ = ssai;
       observeSession();
       attachCompanionSlots();
+      startAtBookmark();
     }
     if (event->eventType() == kSKYLPlaybackSessionLifecycleEventAdEnter) {
       if (const auto* ad = event->property<std::shared_ptr<SKYLAd>>(
@@ -442,6 +448,20 @@ class Playback {
   }
 
   // Runs the application's actions due now, then moves the clock a step.
+  // The bookmark is given as the session arrives, before its stream is
+  // ready: nothing before it has played.
+  void startAtBookmark() {
+    if (!options_.startAt || bookmarkTaken_) return;
+    bookmarkTaken_ = true;
+    mark("seek");
+    const bool started =
+        session_->startAtContentTime(MediaTime::makeWithSeconds(*options_.startAt, 600));
+    Json line = stamp();
+    line["startAt"] = *options_.startAt;
+    line["accepted"] = started;
+    print(line, fmt::format("start at content {:.3f} accepted={}", *options_.startAt, started));
+  }
+
   void step() {
     if (!player_ || !session_) {
       // The document is still loading (off the main queue).
@@ -640,6 +660,7 @@ class Playback {
   std::vector<bool> seeksDone_, playerSeeksDone_, skipsDone_, pausesDone_, ratesDone_;
   std::optional<double> resumeAfter_;
   bool started_ = false;
+  bool bookmarkTaken_ = false;
   bool failed_ = false;
   int stillSteps_ = 0;  // steps in a row that left the virtual playhead where it was
 };
@@ -708,6 +729,7 @@ Command addPlayCommand(CLI::App& app) {
         }
       });
   addMonitorOptions(*command, *monitorOption);
+  addSessionOptionFlags(*command, *options);
   command->add_option("--companion", texts->companions, "WxH: a companion slot (repeatable)")
       ->each([](const std::string& text) {
         int w = 0, h = 0;

@@ -62,6 +62,12 @@ struct PlayOptions {
   MonitorServer* monitor = nullptr;                      // shows the run in a browser page
   PlayView view = PlayView::application;
   const std::atomic<bool>* interrupted = nullptr;  // when set, the run ends at once
+  // Beyond the plug-in's own behaviour (the provider options of the same names).
+  bool macros = false;                  // fill in the VAST macros of beacon URLs
+  bool snapback = true;                 // false: forward seeks go straight to their target
+  std::optional<double> startAt;        // a bookmark: start at this content time
+  bool bookmarkPlaysLastBreak = false;  // the last break before the bookmark plays first
+  std::string playedBreaks = "replay";  // or "skip"
 };
 
 // Plays a VMAP document through the whole stack as an application would:
