@@ -408,19 +408,20 @@ void SKYLVUXSession::setLifecycleStateFiltered(const SKYLLifecycleEventPtr& even
         currentTrackerEvent_ ? currentTrackerEvent_->properties() : std::nullopt;
     auto ad = properties && properties->ad ? recordForAd(properties->ad) : currentAd_;
     if (ad) {
-      lifecycleState_.set(SKYLPlaybackSessionLifecycleEvent::adEventWithType(
-          pause ? kSKYLPlaybackSessionLifecycleEventAdPause
-                : kSKYLPlaybackSessionLifecycleEventAdResume,
-          std::move(ad)));
-      // The live service hears of every pause and resume of its ads.
+      // The live service hears of every pause and resume of its ads, before
+      // the application does.
       if (live2Coordinator_ && live2AdState_ && live2AdState_->live2CurrentAdId()) {
-        const std::string& adId = *live2AdState_->live2CurrentAdId();
+        const std::string adId = *live2AdState_->live2CurrentAdId();
         if (pause) {
           live2Coordinator_->fireAdPaused(adId);
         } else {
           live2Coordinator_->fireAdResumed(adId);
         }
       }
+      lifecycleState_.set(SKYLPlaybackSessionLifecycleEvent::adEventWithType(
+          pause ? kSKYLPlaybackSessionLifecycleEventAdPause
+                : kSKYLPlaybackSessionLifecycleEventAdResume,
+          std::move(ad)));
       return;
     }
   }

@@ -272,7 +272,7 @@ class SKYLVUXSession final : public ForwardingPlaybackSession,
 
   // The newer live service.
   std::shared_ptr<SKYLSSAILive2Coordinator> live2Coordinator_;
-  std::unique_ptr<Live2AdState> live2AdState_;
+  std::shared_ptr<Live2AdState> live2AdState_;
   std::optional<URL> live2SessionSourceURL_;
   uint64_t live2SessionGeneration_ = 0;
   bool live2ContentOnly_ = false;

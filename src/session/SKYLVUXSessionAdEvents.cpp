@@ -24,12 +24,20 @@ void SKYLVUXSession::trackerEventChanged(const SKYLVelaProgressTracker::Event& e
   }
   if (type == TrackerEvent::EnterAdSequence) seeker_.breakEntered();
   if (type == TrackerEvent::ExitAdSequenceWhileRewinding && adPlaying_) leaveAdBackwards();
+  // Whether seeking is allowed is settled before the application hears of
+  // the change, so it may seek from its observer.
+  const auto& properties = event->properties();
+  const auto sequence = properties ? properties->adSequence : nullptr;
+  const bool forcedBreakEnded =
+      type == TrackerEvent::ExitAdSequence && seeker_.breakEnding(sequence);
+  // An observer may end this session while it hears of a change: it lives
+  // until the change has been handled (progress ticks, the most frequent,
+  // change nothing an observer would end it for).
+  const auto keepAlive = type == TrackerEvent::AdProgress ? nullptr : shared_from_this();
   emitTrackerEvent(*event);
   if (type == TrackerEvent::ExitAdSequence) {
-    const auto& properties = event->properties();
-    const auto sequence = properties ? properties->adSequence : nullptr;
     if (!live2AdState_) playedBreaks_.breakWatched(sequence);
-    seeker_.breakExited(sequence);
+    if (forcedBreakEnded) seeker_.forcedBreakEnded();
   }
 }
 
@@ -42,6 +50,10 @@ void SKYLVUXSession::leaveAdBackwards() {
   currentAdSource_.reset();
   adLedger_.abandon();
   seeker_.leftBreakBackwards();
+  requireLinearPlayback(false);
+  const auto properties = sessionCommonProperties_.lock();
+  const auto player = innerPlaybackSession()->player();
+  if (properties && properties->playbackRate > 1.0f && player) player->setAdvertisingMode(false);
 }
 
 void SKYLVUXSession::contentTimeChanged(const MediaTime& time) {
@@ -76,7 +88,8 @@ void SKYLVUXSession::emitTrackerEvent(const SKYLVelaProgressTrackerEvent& event)
     }
     return withSequence;
   };
-  const bool midRoll = sequence && isMidRoll(*sequence);
+  // A live service's break is announced as it is: no pause of the stream around it.
+  const bool midRoll = sequence && isMidRoll(*sequence) && !live2AdState_;
   // A live break announced again as more of its ads become known: the
   // application hears of it, nothing else starts.
   const bool announcedAgain =

@@ -37,6 +37,7 @@ void SKYLVUXSession::loadLive2Session(const std::shared_ptr<SKYLSource>& source)
   live2ContentOnly_ = false;
   const uint64_t generation = ++live2SessionGeneration_;
   liveSSAI_ = true;
+  adLedger_.setLive(true);
   const auto video = innerPlaybackSession()->video();
   updatedVideoWithCuePoints_ = video;
   if (video) video->setIsUsingSSAIPlugin(true);
@@ -47,7 +48,7 @@ void SKYLVUXSession::loadLive2Session(const std::shared_ptr<SKYLSource>& source)
   makeDigester(true);
   live2Coordinator_ = SKYLSSAILive2Coordinator::create(*source->url(), environment_, digester_);
   std::weak_ptr<SKYLVUXSession> weak = shared_from_this();
-  live2AdState_ = std::make_unique<Live2AdState>(
+  live2AdState_ = std::make_shared<Live2AdState>(
       live2Coordinator_, [weak](const SKYLVelaProgressTracker::Event& event) {
         if (const auto self = weak.lock()) self->trackerEventChanged(event);
       });
@@ -112,7 +113,12 @@ void SKYLVUXSession::live2PlayContentOnly(const std::shared_ptr<SKYLSource>& sou
 void SKYLVUXSession::live2UpdateAdState() {
   const auto player = innerPlaybackSession()->player();
   const auto date = player ? player->currentDate() : std::nullopt;
-  if (date && live2AdState_) live2AdState_->live2UpdateAdState(*date);
+  if (!date || !live2AdState_) return;
+  // An observer of the events it emits may tear this live session down, or
+  // end the session: both live until the update is over.
+  const auto state = live2AdState_;
+  const auto keepAlive = shared_from_this();
+  state->live2UpdateAdState(*date);
 }
 
 void SKYLVUXSession::live2SeekToTime(const MediaTime& time, std::function<void(bool)> completion) {

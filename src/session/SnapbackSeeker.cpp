@@ -33,9 +33,11 @@ void SnapbackSeeker::seekToTime(const MediaTime& time, Completion completion) {
   if (absoluteFromTime_ > absoluteToTime_) {
     // Backward: no break is forced; a short jump back is the tracker's jitter.
     tracker_->setSuspendProgress(true);
-    seekPlayer(absoluteToTime_ + seekOffset(), guarded([this](bool finished) {
+    // This seek's own completion: another may be taken before it lands.
+    seekPlayer(absoluteToTime_ + seekOffset(),
+               guarded([this, handler = seekToCompletionHandler_](bool finished) {
                  tracker_->setSuspendProgress(false);
-                 if (seekToCompletionHandler_) seekToCompletionHandler_(finished);
+                 if (handler) handler(finished);
                }));
     return;
   }
@@ -53,8 +55,10 @@ void SnapbackSeeker::startAtContentTime(const MediaTime& time, bool playLastEarl
 }
 
 void SnapbackSeeker::seekForward(const MediaTime& target, bool forceBreak) {
-  auto complete = [this](bool finished) {
-    if (seekToCompletionHandler_) seekToCompletionHandler_(finished);
+  // This seek's own completion for its first call: a seek that forces no
+  // break leaves seeking open, and another may be taken before it lands.
+  auto complete = [handler = seekToCompletionHandler_](bool finished) {
+    if (handler) handler(finished);
   };
   // The breaks the seek would jump over; one at the target itself counts,
   // so a seek to a break's own content position plays it.
@@ -102,12 +106,10 @@ void SnapbackSeeker::seekForward(const MediaTime& target, bool forceBreak) {
              }));
 }
 
-void SnapbackSeeker::breakExited(const std::shared_ptr<SKYLVelaAdSequence>& sequence) {
-  if (adSequenceToProcess_ && sequence == adSequenceToProcess_) {
-    adSequenceDidComplete();  // the break a seek forced is over
-    return;
-  }
+bool SnapbackSeeker::breakEnding(const std::shared_ptr<SKYLVelaAdSequence>& sequence) {
+  if (adSequenceToProcess_ && sequence == adSequenceToProcess_) return true;
   if (!adSequenceToProcess_) canSeek_ = true;
+  return false;
 }
 
 void SnapbackSeeker::seekPlayer(const MediaTime& to, std::function<void(bool)> completion) {

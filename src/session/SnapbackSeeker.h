@@ -62,9 +62,16 @@ class SnapbackSeeker {
   // target when it was the forced one), or the playhead left a break
   // backwards (the viewer is in content again).
   void breakEntered() { canSeek_ = false; }
-  void breakExited(const std::shared_ptr<SKYLVelaAdSequence>& sequence);
+  // Before the application hears that a break ended: seeking is allowed
+  // again, unless it was the break a seek forced; then true, and once the
+  // application has heard, forcedBreakEnded() goes on to the target.
+  bool breakEnding(const std::shared_ptr<SKYLVelaAdSequence>& sequence);
+  void forcedBreakEnded() { adSequenceDidComplete(); }
+  // The viewer rewound out of the break: in content, free to seek, and a
+  // forced break left this way no longer leads to its seek's target.
   void leftBreakBackwards() {
-    if (!adSequenceToProcess_) canSeek_ = true;
+    adSequenceToProcess_ = nullptr;
+    canSeek_ = true;
   }
 
   // Seeks the player without tolerance; false at once without one.

@@ -80,6 +80,7 @@ class LiveSessionTest : public ::testing::Test {
             maxProgress_ = std::max(maxProgress_, progress->seconds());
             return;
           }
+          all_.push_back(line);
           if (line.rfind("Ad", 0) == 0) events_.push_back(line);  // the ad events
         },
         false);
@@ -124,6 +125,7 @@ class LiveSessionTest : public ::testing::Test {
   std::shared_ptr<SimulatedPlayer> player_;
   std::shared_ptr<SKYLBasicPlaybackSession> basic_;
   Events events_;
+  Events all_;  // every lifecycle event but progress
   double maxProgress_ = 0;
 };
 
@@ -178,6 +180,7 @@ TEST_F(LiveSessionTest, ASecondAdBecomingPresentableReannouncesTheSequence) {
 // application's), the digest notification and the delivery ledger.
 TEST_F(LiveSessionTest, LiveBeaconsGoThroughTheSessionsTransportDigestAndLedger) {
   service_.scriptTracking({{200, availJSON({adJSON("x", 10, 10)}), 0}});
+  SKYLAdLedgerManager::shared().clear();
   std::vector<std::string> digested;
   const auto token = environment_->notificationCenter.addObserver(
       std::string(kSKYLSSAIAnalayticsDigestNotification), [&](const Notification& n) {
@@ -195,6 +198,19 @@ TEST_F(LiveSessionTest, LiveBeaconsGoThroughTheSessionsTransportDigestAndLedger)
                                              "https://b.example.com/x/complete"};
   EXPECT_EQ(beacons(), expected);
   EXPECT_EQ(digested, expected);
+  // A live break does not pause the stream: no pause or play is made up around it.
+  for (const auto& event : all_) {
+    EXPECT_EQ(event.find("Pause"), std::string::npos) << event;
+    EXPECT_NE(event.rfind("Play", 0), 0u) << event;
+  }
+  // The ad ledger hears of the live break and its ad, without a pod index.
+  const auto calls = SKYLAdLedgerManager::shared().calls();
+  std::vector<int64_t> codes;
+  for (const auto& call : calls) {
+    codes.push_back(call.code);
+    EXPECT_EQ(call.parameters.count("kSKYLAdLedgerParameterPodIndexKey"), 0u) << call.code;
+  }
+  EXPECT_EQ(codes, (std::vector<int64_t>{0, 2, 3, 1, 5}));
   const auto counts = session->deliveryLedger()->counts();
   for (const char* type : {"impression", "start", "complete"}) {
     const auto found = counts.find({"x", type});

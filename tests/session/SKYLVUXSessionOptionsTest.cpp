@@ -330,8 +330,8 @@ TEST(SessionOptionsTest, UnderSkipNoOneShotBeaconGoesOutTwiceInAnyCombination) {
                          o.setSnapbackEnabled(snapback);
                          o.setBookmarkSkipsEarlierBreaks(bookmarkSkips);
                        }));
-    ASSERT_TRUE(app.start(
-        [&] { EXPECT_TRUE(app.session->startAtContentTime(MediaTime::make(50, 1))); }));
+    ASSERT_TRUE(
+        app.start([&] { EXPECT_TRUE(app.session->startAtContentTime(MediaTime::make(50, 1))); }));
     app.playUntil(118);  // into m1, past its first quartile
     rewindTo(app, 105);  // out of it, unwatched: it plays again from its start
     app.playUntil(200);

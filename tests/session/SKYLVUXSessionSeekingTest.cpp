@@ -193,6 +193,24 @@ TEST_F(SeekingTest, SeeksDuringAForcedBreakAreRefusedAndNeverTakeItsCompletion) 
   EXPECT_TRUE(app_.session->canSeek());
 }
 
+// Seeking is open again before the application hears that a break it
+// played into ended: a seek from that observer is taken.
+TEST_F(SeekingTest, ASeekFromTheBreaksEndIsTaken) {
+  std::vector<bool> fromObserver;
+  const auto observer = app_.session->lifecycleState().addObserver(
+      [&](const SKYLLifecycleEventPtr& event) {
+        if (event && event->eventType() == kSKYLPlaybackSessionLifecycleEventAdSequenceExit &&
+            fromObserver.empty()) {
+          ssai_seekToTime(*app_.controller->providerExtension(), MediaTime::make(50, 1),
+                          [&](bool finished) { fromObserver.push_back(finished); });
+        }
+      },
+      false);
+  app_.playUntil(125);  // through m1 (stream 100-120)
+  app_.session->lifecycleState().removeObserver(observer);
+  EXPECT_EQ(fromObserver, std::vector<bool>{true});
+}
+
 // A break at the seek's target itself counts as jumped over: it is the one
 // played (the target's content position maps past the break).
 TEST(SeekingTargetTest, ABreakAtTheTargetIsTheOnePlayed) {
