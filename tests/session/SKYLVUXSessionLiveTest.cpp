@@ -15,6 +15,7 @@
 #include "support/MockLiveService.h"
 #include "support/RecordingTransport.h"
 #include "support/SessionHarness.h"
+#include "timeline/SKYLSSAIConstants.h"
 #include "tracking/SKYLVelaAnalyticsDigester.h"
 
 namespace skylark {
@@ -218,6 +219,38 @@ TEST_F(LiveSessionTest, LiveBeaconsGoThroughTheSessionsTransportDigestAndLedger)
     EXPECT_EQ(found->second.handed, 1) << type;
     EXPECT_EQ(found->second.answered2xx, 1) << type;
   }
+}
+
+// An ad the service sends without an id is an ad all the same: entered,
+// its timeline ad carrying its impression URLs.
+TEST_F(LiveSessionTest, AnAdWithoutAnIdIsEnteredWithItsImpressions) {
+  std::string ad = adJSON("x", 10, 10);
+  ad.replace(ad.find(R"("adId": "x", )"), 13, "");
+  service_.scriptTracking({{200, availJSON({ad}), 0}});
+  std::shared_ptr<SKYLAd> entered;
+  auto session = makeSession();
+  session->lifecycleState().addObserver(
+      [&](const SKYLLifecycleEventPtr& event) {
+        if (event && event->eventType() == kSKYLPlaybackSessionLifecycleEventAdEnter) {
+          entered = *event->property<std::shared_ptr<SKYLAd>>(
+              kSKYLPlaybackSessionLifecycleEventPropertiesKeyAd);
+        }
+      },
+      false);
+  session->load();
+  ASSERT_TRUE(loaded(session));
+  ASSERT_TRUE(presents(session, 1));
+  playUntil(12);
+  EXPECT_EQ(events_, (Events{"AdSequenceEnter 1", "AdEnter "}));
+  ASSERT_TRUE(entered);
+  const auto* velaAd =
+      entered->property<std::shared_ptr<const SKYLVelaAd>>(kSKYLSSAIAdPropertiesKeyVelaAd);
+  ASSERT_TRUE(velaAd && *velaAd);
+  ASSERT_EQ((*velaAd)->impressionURLs().size(), 1u);
+  EXPECT_EQ((*velaAd)->impressionURLs().front().absoluteString(),
+            "https://b.example.com/x/impression");
+  playUntil(21);
+  EXPECT_EQ(events_, (Events{"AdSequenceEnter 1", "AdEnter ", "AdExit ", "AdSequenceExit 1"}));
 }
 
 // A pause inside a live ad is the ad's pause: the application hears
