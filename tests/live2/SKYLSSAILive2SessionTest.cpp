@@ -220,6 +220,9 @@ TEST(SKYLSSAILive2SessionControllerTest, PollsWithTheTokenAndResetsItAfterFiveFa
   controller->setDelegate(delegate);
   controller->start({});
   ASSERT_TRUE(pollUntil(*clock, [&] { return service.pollTargets().size() >= 8; }));
+  // Answers are taken in on the poll's queue: every failure is heard before the stop.
+  ASSERT_TRUE(delegate->waitFor(
+      [&] { return delegate->count("failed 5 Tracking fetch failed with HTTP 500") == 5; }, 5s));
   controller->stop();
 
   const auto polls = service.pollTargets();
