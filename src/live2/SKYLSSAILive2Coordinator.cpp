@@ -191,8 +191,15 @@ void SKYLSSAILive2Coordinator::fireProgress(const SKYLSSAILive2TimelineEntry& en
 }
 
 void SKYLSSAILive2Coordinator::update(SystemTime forPlayheadDate) {
+  (void)updateAndRead(forPlayheadDate);
+}
+
+SKYLSSAILive2AdsAtDate SKYLSSAILive2Coordinator::updateAndRead(SystemTime forPlayheadDate) {
   controller_->prune(forPlayheadDate);
-  const auto entry = controller_->timeline()->entry(forPlayheadDate);
+  // One picture of the timeline for the whole tick: the beacons fired and
+  // the ads told are those of the same answer, whatever a poll merges meanwhile.
+  const auto snapshot = controller_->timeline()->snapshot();
+  const auto entry = snapshot->entry(forPlayheadDate);
 
   // The entry at a date excludes its end, so an ad's last beacons are
   // fired when the playhead is first seen at or past that end.
@@ -209,8 +216,10 @@ void SKYLSSAILive2Coordinator::update(SystemTime forPlayheadDate) {
     if (entry || finished || backBeforeIt) playing_ = entry;
   }
   if (finished) fireProgress(*finished, finished->durationInSeconds);
-  if (!entry || !entry->ad || !entry->programDate) return;
-  fireProgress(*entry, secondsBetween(*entry->programDate, forPlayheadDate));
+  if (entry && entry->ad && entry->programDate) {
+    fireProgress(*entry, secondsBetween(*entry->programDate, forPlayheadDate));
+  }
+  return adsAt(*snapshot, forPlayheadDate);
 }
 
 std::vector<SKYLSSAILive2AdInfo> SKYLSSAILive2Coordinator::ads(
@@ -240,14 +249,18 @@ std::optional<SKYLSSAILive2AdCountdown> SKYLSSAILive2Coordinator::countdown(Syst
 }
 
 SKYLSSAILive2AdsAtDate SKYLSSAILive2Coordinator::adsAt(SystemTime at) const {
+  return adsAt(*controller_->timeline()->snapshot(), at);
+}
+
+SKYLSSAILive2AdsAtDate SKYLSSAILive2Coordinator::adsAt(
+    const SKYLSSAILive2Timeline::Snapshot& snapshot, SystemTime at) {
   SKYLSSAILive2AdsAtDate found;
-  const auto snapshot = controller_->timeline()->snapshot();
-  const auto entry = snapshot->entry(at);
+  const auto entry = snapshot.entry(at);
   if (!entry) return found;
   found.ad = adInfo(*entry);
   found.availId = entry->availId;
-  found.availAds = availAds(*snapshot, entry->availId);
-  found.countdown = countdownAt(*snapshot, *entry, at);
+  found.availAds = availAds(snapshot, entry->availId);
+  found.countdown = countdownAt(snapshot, *entry, at);
   return found;
 }
 

@@ -75,6 +75,9 @@ class SKYLSSAILive2Coordinator final
   // once its share of the ad has elapsed, and every type still unfired of
   // an ad the playhead has just passed the end of. Each (ad, type) once.
   void update(SystemTime forPlayheadDate);
+  // The same, then what adsAt() tells of the date, from the one picture of
+  // the timeline the beacons were fired from: a session's tick reads once.
+  SKYLSSAILive2AdsAtDate updateAndRead(SystemTime forPlayheadDate);
   std::vector<SKYLSSAILive2AdInfo> ads(const std::string& forAvailId) const;
   int64_t presentableAdCount(const std::string& forAvailId) const;
   std::optional<std::string> availId(SystemTime at) const;
@@ -97,6 +100,8 @@ class SKYLSSAILive2Coordinator final
                            std::shared_ptr<SKYLSSAILive2SessionController> controller,
                            std::shared_ptr<BeaconSink> beacons);
   std::optional<SKYLSSAILive2TimelineEntry> firstEntry(const std::string& adId) const;
+  static SKYLSSAILive2AdsAtDate adsAt(const SKYLSSAILive2Timeline::Snapshot& snapshot,
+                                      SystemTime at);
   // Hands the start's outcome to its completion once; later failures are logged.
   void settle(Result<URL> manifest);
   void fireProgress(const SKYLSSAILive2TimelineEntry& entry, double elapsed);

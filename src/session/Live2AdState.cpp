@@ -48,8 +48,7 @@ Live2AdState::Live2AdState(std::shared_ptr<SKYLSSAILive2Coordinator> coordinator
     : coordinator_(std::move(coordinator)), emit_(std::move(emit)) {}
 
 void Live2AdState::live2UpdateAdState(SystemTime date) {
-  coordinator_->update(date);
-  const auto now = coordinator_->adsAt(date);
+  const auto now = coordinator_->updateAndRead(date);
   if (now.availId) {
     if (now.availId != live2CurrentAvailId_) {
       if (live2CurrentAvailId_) {
