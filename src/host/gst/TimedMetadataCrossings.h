@@ -5,8 +5,9 @@
 #include <vector>
 
 #include "host/PlayerItem.h"
+#include "platform/Visibility.h"
 
-namespace skylark {
+namespace SKYLARK_API skylark {
 
 // The timed metadata an item's stream has shown so far, and which of it the
 // playhead has crossed. A frame is handed out once, the first time playback
