@@ -1,6 +1,8 @@
 #pragma once
 
-namespace skylark {
+#include "platform/Visibility.h"
+
+namespace SKYLARK_API skylark {
 
 // Ends the platform's background work before a process exits: the shared
 // URL session's thread and the pool under the global and serial queues.
