@@ -15,6 +15,7 @@ struct BeaconDelivery {
   Outcome outcome = Outcome::transportFailed;
   long statusCode = 0;  // the HTTP status, when there was an answer
   std::string reason;   // why it failed: "HTTP 503", "NSURLErrorDomain -1001", ...
+  int attempts = 1;     // requests made for it, retries included
 };
 
 // How a beacon leaves the process: a plain GET whose answer changes

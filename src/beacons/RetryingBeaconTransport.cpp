@@ -74,7 +74,9 @@ void RetryingBeaconTransport::logDropped(const URL& url, const std::string& why)
 void RetryingBeaconTransport::send(const URL& url, Delivered delivered) {
   if (!url.isHTTPOrHTTPS()) {
     logDropped(url, "not an http(s) URL");  // retrying cannot help
-    if (delivered) delivered({BeaconDelivery::Outcome::transportFailed, 0, "not an http(s) URL"});
+    if (delivered) {
+      delivered({BeaconDelivery::Outcome::transportFailed, 0, "not an http(s) URL", 0});
+    }
     return;
   }
   const uint64_t id = ledger_->begin(url);
@@ -97,7 +99,10 @@ std::vector<RetryingBeaconTransport::Dropped> RetryingBeaconTransport::drain(
 void RetryingBeaconTransport::attempt(const URL& url, size_t attemptNumber, Delivered delivered) {
   if (stopped_) {
     logDropped(url, "the transport was stopped");
-    if (delivered) delivered({BeaconDelivery::Outcome::transportFailed, 0, "stopped"});
+    if (delivered) {
+      delivered({BeaconDelivery::Outcome::transportFailed, 0, "stopped",
+                 static_cast<int>(attemptNumber)});
+    }
     return;
   }
   std::weak_ptr<RetryingBeaconTransport> weak = shared_from_this();
@@ -111,7 +116,9 @@ void RetryingBeaconTransport::attempt(const URL& url, size_t attemptNumber, Deli
 }
 
 void RetryingBeaconTransport::finished(const URL& url, size_t attemptNumber,
-                                       const BeaconDelivery& delivery, Delivered delivered) {
+                                       const BeaconDelivery& answer, Delivered delivered) {
+  BeaconDelivery delivery = answer;
+  delivery.attempts = static_cast<int>(attemptNumber) + 1;
   if (delivery.outcome == BeaconDelivery::Outcome::answered2xx) {
     if (delivered) delivered(delivery);
     return;

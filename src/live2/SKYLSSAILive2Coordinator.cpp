@@ -174,6 +174,19 @@ void SKYLSSAILive2Coordinator::live2ControllerDidResolveManifest(const URL& mani
 
 void SKYLSSAILive2Coordinator::live2ControllerDidFail(const SKYLError& error) { settle(error); }
 
+void SKYLSSAILive2Coordinator::live2ControllerDidPoll(const SKYLSSAILive2PollReport& report) {
+  auto& center = environment_->notificationCenter;
+  environment_->mainQueue.async([&center, report, sender = weak_from_this()] {
+    const auto self = sender.lock();
+    if (!self) return;
+    Notification notification;
+    notification.name = kSKYLSSAILive2TrackingPollNotification;
+    notification.object = report;
+    notification.sender = self.get();
+    center.post(notification);
+  });
+}
+
 std::optional<SKYLSSAILive2AdInfo> SKYLSSAILive2Coordinator::presentableAdInfo(
     SystemTime at) const {
   const auto entry = controller_->timeline()->entry(at);

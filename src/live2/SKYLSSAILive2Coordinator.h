@@ -6,6 +6,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "live2/SKYLSSAILive2AdInfo.h"
@@ -16,6 +17,12 @@
 #include "platform/Visibility.h"
 
 namespace SKYLARK_API skylark {
+
+// Posted on the environment's notification centre, from the main queue,
+// after each tracking poll of a live session; the object is its
+// SKYLSSAILive2PollReport and the sender its coordinator.
+inline constexpr std::string_view kSKYLSSAILive2TrackingPollNotification =
+    "kSKYLSSAILive2TrackingPollNotification";
 
 // What the live timeline says at one program date, read from one snapshot
 // of it: the ad playing, its avail, the avail's presentable ads in order,
@@ -94,6 +101,7 @@ class SKYLSSAILive2Coordinator final
 
   void live2ControllerDidResolveManifest(const URL& manifest) override;
   void live2ControllerDidFail(const SKYLError& error) override;
+  void live2ControllerDidPoll(const SKYLSSAILive2PollReport& report) override;
 
  private:
   SKYLSSAILive2Coordinator(std::shared_ptr<const SessionEnvironment> environment,

@@ -115,29 +115,36 @@ void SKYLSSAILive2SessionController::tick() {
     client = trackingClient_;
   }
   std::weak_ptr<SKYLSSAILive2SessionController> weak = shared_from_this();
-  client->fetch([weak](SKYLSSAILive2TrackingClient::Outcome outcome) {
+  client->fetch([weak, url = client->pollURL()](SKYLSSAILive2TrackingClient::Outcome outcome) {
     const auto self = weak.lock();
     if (!self) return;
     // Answers are merged on the poll's sequence, one after another.
-    self->dependencies_.scheduler->post([weak, outcome = std::move(outcome)]() mutable {
-      if (const auto controller = weak.lock()) controller->didPoll(std::move(outcome));
+    self->dependencies_.scheduler->post([weak, url, outcome = std::move(outcome)]() mutable {
+      if (const auto controller = weak.lock()) controller->didPoll(url, std::move(outcome));
     });
   });
 }
 
-void SKYLSSAILive2SessionController::didPoll(SKYLSSAILive2TrackingClient::Outcome outcome) {
+void SKYLSSAILive2SessionController::didPoll(const URL& url,
+                                             SKYLSSAILive2TrackingClient::Outcome outcome) {
   {
     MutexLock lock(lock_);
     if (stopped_) return;
   }
   if (std::holds_alternative<SKYLSSAILive2PollSkip>(outcome)) return;
   const auto delegate = this->delegate();
+  SKYLSSAILive2PollReport report{url, std::nullopt};
   if (const auto* error = std::get_if<SKYLSSAILive2Error>(&outcome)) {
+    report.error = *error;
     if (delegate) delegate->live2ControllerDidFail(error->toError());
-    return;
+  } else {
+    const auto& response = std::get<SKYLSSAILive2TrackingResponse>(outcome);
+    report.availsAnswered = response.avails.size();
+    // Readers pull the new picture from the timeline's snapshot.
+    report.timelineChanged = dependencies_.timeline->merge(response);
   }
-  // Readers pull the new picture from the timeline's snapshot.
-  (void)dependencies_.timeline->merge(std::get<SKYLSSAILive2TrackingResponse>(outcome));
+  report.availsKnown = dependencies_.timeline->snapshot()->avails.size();
+  if (delegate) delegate->live2ControllerDidPoll(report);
 }
 
 void SKYLSSAILive2SessionController::prune(SystemTime playheadDate) {

@@ -17,6 +17,18 @@
 
 namespace SKYLARK_API skylark {
 
+// What one tracking poll brought, for whoever watches the live session
+// (a stream activity monitor): where it went, why it failed, or how many
+// avails it answered, whether they changed the live timeline, and how many
+// the timeline holds after the merge.
+struct SKYLSSAILive2PollReport {
+  URL url;
+  std::optional<SKYLSSAILive2Error> error;
+  size_t availsAnswered = 0;
+  bool timelineChanged = false;
+  size_t availsKnown = 0;
+};
+
 // What the controller tells its owner (the live coordinator). Calls come
 // from the URL session's thread or the poll queue, never under a lock; the
 // delegate moves work to the main queue itself.
@@ -25,6 +37,8 @@ class SKYLSSAILive2ControllerDelegate {
   virtual ~SKYLSSAILive2ControllerDelegate() = default;
   virtual void live2ControllerDidResolveManifest(const URL& manifest) = 0;
   virtual void live2ControllerDidFail(const SKYLError& error) = 0;
+  // After each poll that went out, once its answer (or failure) is taken in.
+  virtual void live2ControllerDidPoll(const SKYLSSAILive2PollReport&) {}
 };
 
 // Owns one live session: opens it (or resumes known URLs), then polls the
@@ -78,7 +92,7 @@ class SKYLSSAILive2SessionController
   std::shared_ptr<SKYLSSAILive2ControllerDelegate> delegate() const;
   void didResolve(const SKYLSSAILive2SessionURLs& urls);
   void tick();
-  void didPoll(SKYLSSAILive2TrackingClient::Outcome outcome);
+  void didPoll(const URL& url, SKYLSSAILive2TrackingClient::Outcome outcome);
 
   const URL sourceURL_;
   Dependencies dependencies_;

@@ -40,9 +40,9 @@ void SKYLVelaAnalyticsDigester::digestEvent(const std::optional<URL>& written,
     transport_->send(*url);
     return;
   }
-  auto* counts = ledger->recordHanded({context.adId, context.type});
-  transport_->send(*url, [ledger, counts](const BeaconDelivery& delivery) {
-    ledger->recordOutcome(counts, delivery.outcome);
+  const auto handed = ledger->recordHanded({context.adId, context.type}, *url);
+  transport_->send(*url, [ledger, handed, url = *url](const BeaconDelivery& delivery) {
+    ledger->recordOutcome(handed, url, delivery);
   });
 }
 

@@ -70,10 +70,15 @@ TEST_F(RetryingBeaconTransportTest, RetriesWhatMayPassAfterOneTwoAndFourSeconds)
     auto transport = RetryingBeaconTransport::create(inner, liveOptions(scheduler));
     inner->script(c.answers);
     std::vector<BeaconDelivery::Outcome> outcomes;
-    transport->send(kBeacon, [&](const BeaconDelivery& d) { outcomes.push_back(d.outcome); });
+    int attemptsTold = 0;
+    transport->send(kBeacon, [&](const BeaconDelivery& d) {
+      outcomes.push_back(d.outcome);
+      attemptsTold = d.attempts;
+    });
     while (scheduler.runPending() > 0) {
     }
     EXPECT_EQ(inner->urls.size(), c.attempts) << c.logLine;
+    EXPECT_EQ(attemptsTold, static_cast<int>(c.attempts)) << c.logLine;
     EXPECT_EQ(outcomes, std::vector{c.outcome}) << c.logLine;
     EXPECT_EQ(scheduler.delays(), c.delays) << c.logLine;
     EXPECT_EQ(log.messages(), c.logLine.empty() ? std::vector<std::string>{}

@@ -103,6 +103,11 @@ TEST(MonitorPageTest, ShowsEveryBreakAndEndsWithTheDemosOwnBeaconReport) {
     shown.insert(pathOf(beacon));
   }
   EXPECT_EQ(shown, expected);
+  // Each answered 2xx at its first request.
+  const auto outcomes = attributeValues(dom, "tr", "request", "data-outcome");
+  EXPECT_EQ(outcomes, std::vector<std::string>(shown.size(), "2xx"));
+  const auto attempts = attributeValues(dom, "tr", "request", "data-attempts");
+  EXPECT_EQ(attempts, std::vector<std::string>(shown.size(), "1"));
 
   // And the delivery ledger's table says each was answered 2xx.
   const auto handed = attributeValues(dom, "tr", "delivery", "data-handed");

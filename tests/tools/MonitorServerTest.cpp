@@ -15,6 +15,7 @@
 #include <httplib.h>
 
 #include "support/ChildProcess.h"
+#include "support/EventReader.h"
 
 namespace skylark::tool {
 namespace {
@@ -81,46 +82,6 @@ TEST(MonitorAddressTest, TheToolRefusesWhatTheOptionsDoNotAllowBeforeItPlays) {
   }
 }
 
-// Follows /events on its own thread, keeping every byte it receives.
-class EventReader {
- public:
-  explicit EventReader(int port)
-      : thread_([this, port] {
-          httplib::Client client("127.0.0.1", port);
-          client.set_read_timeout(10, 0);
-          client.Get("/events", [this](const char* data, size_t length) {
-            std::lock_guard lock(mutex_);
-            text_.append(data, length);
-            return !stop_;
-          });
-        }) {}
-  ~EventReader() {
-    {
-      std::lock_guard lock(mutex_);
-      stop_ = true;
-    }
-    thread_.join();
-  }
-  std::string text() const {
-    std::lock_guard lock(mutex_);
-    return text_;
-  }
-  bool waitFor(const std::string& part) const {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (std::chrono::steady_clock::now() < deadline) {
-      if (text().find(part) != std::string::npos) return true;
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return false;
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::string text_;
-  bool stop_ = false;
-  std::thread thread_;
-};
-
 TEST(MonitorServerTest, ALatePageGetsTheStateSoFarThenEachEvent) {
   MonitorServer monitor;
   std::string why;
@@ -130,7 +91,7 @@ TEST(MonitorServerTest, ALatePageGetsTheStateSoFarThenEachEvent) {
   monitor.publish("line", R"({"n":2})");
   monitor.publishLatest("playhead", "playhead", R"({"t":2})");
 
-  EventReader page(monitor.port());
+  test::EventReader page(monitor.port());
   ASSERT_TRUE(page.waitFor("event: snapshot\n"));
   const std::string snapshot = page.text();
   EXPECT_NE(

@@ -1,5 +1,7 @@
+#include <atomic>
 #include <chrono>
 #include <ctime>
+#include <map>
 #include <sstream>
 
 #include <fmt/format.h>
@@ -7,7 +9,9 @@
 #include <httplib.h>
 #include <nlohmann/json.hpp>
 
+#include "MonitorServer.h"
 #include "PlayCommand.h"
+#include "support/EventReader.h"
 #include "support/LoopbackServer.h"
 #include "support/MockLiveService.h"
 
@@ -81,8 +85,14 @@ class PlayLiveTest : public ::testing::Test {
   }
 
   static constexpr double kPlayheadDelay = 10;
-  test::LoopbackServer sink_{[](httplib::Server& s) {
-    s.Get(R"(/b/.*)", [](const httplib::Request&, httplib::Response& r) { r.status = 204; });
+  // The sink answers 503 to this many impression requests first.
+  std::atomic<int> impressionsToRefuse_{0};
+  test::LoopbackServer sink_{[this](httplib::Server& s) {
+    s.Get(R"(/b/.*)", [this](const httplib::Request& request, httplib::Response& r) {
+      const bool refuse =
+          request.path == "/b/x/impression" && impressionsToRefuse_.fetch_sub(1) > 0;
+      r.status = refuse ? 503 : 204;
+    });
   }};
   test::MockLiveService service_;
 };
@@ -144,6 +154,81 @@ TEST_F(PlayLiveTest, APauseInsideALiveAdIsTheAdsPauseAndFiresItsBeaconsOnce) {
   std::sort(received.begin(), received.end());
   EXPECT_EQ(received, (std::vector<std::string>{"/b/x/impression", "/b/x/pause", "/b/x/resume",
                                                 "/b/x/start"}));
+}
+
+// The events a monitor page received, in order: (event, data) of each.
+std::vector<std::pair<std::string, nlohmann::json>> monitorEvents(const std::string& text) {
+  std::vector<std::pair<std::string, nlohmann::json>> events;
+  for (size_t at = 0; (at = text.find("event: ", at)) != std::string::npos;) {
+    const size_t data = text.find("\ndata: ", at);
+    const size_t end = text.find("\n\n", data);
+    if (data == std::string::npos || end == std::string::npos) break;
+    const std::string name = text.substr(at + 7, data - at - 7);
+    const auto value = nlohmann::json::parse(text.substr(data + 7, end - data - 7));
+    if (name == "snapshot") {
+      for (const auto& item : value) events.emplace_back(item["event"], item["data"]);
+    } else {
+      events.emplace_back(name, value);
+    }
+    at = end;
+  }
+  return events;
+}
+
+TEST_F(PlayLiveTest, TheMonitorShowsEachTrackingPollAndWhatBecameOfEachBeacon) {
+  impressionsToRefuse_ = 1;  // the live transport retries it a second later
+  MonitorServer monitor;
+  std::string why;
+  ASSERT_TRUE(monitor.start({"127.0.0.1", 0}, &why)) << why;
+  auto play = options(true, true);
+  play.brief = false;
+  play.monitor = &monitor;
+  std::ostringstream out, err;
+  ASSERT_EQ(runPlay(play, out, err), 0) << err.str();
+
+  // The run's own lines tell of the poll that brought the ad.
+  std::vector<std::string> polls;
+  for (const auto& line : jsonLines(out.str())) {
+    if (!line.contains("poll")) continue;
+    polls.push_back(fmt::format(
+        "{} {} {} {}", line["poll"].get<std::string>(), line["availsAnswered"].get<int>(),
+        line["timelineChanged"].get<bool>(), line["availsKnown"].get<int>()));
+  }
+  ASSERT_FALSE(polls.empty()) << out.str();
+  EXPECT_EQ(polls.front().substr(polls.front().find(' ')), " 1 true 1") << out.str();
+
+  // A page that connects after the run gets the same polls, and each
+  // beacon's row with its final outcome: the impression after two requests.
+  test::EventReader page(monitor.port());
+  std::map<std::string, nlohmann::json> beacons;  // by type, the latest row
+  size_t pagePolls = 0;
+  const bool settled = page.waitUntil([&](const std::string& text) {
+    beacons.clear();
+    pagePolls = 0;
+    for (const auto& [event, data] : monitorEvents(text)) {
+      if (event == "beacon") beacons[data["type"].get<std::string>()] = data;
+      if (event == "poll") ++pagePolls;
+    }
+    return beacons.size() == 2 && beacons["impression"].contains("attempts") &&
+           beacons["start"].contains("attempts");
+  });
+  ASSERT_TRUE(settled) << page.text();
+  EXPECT_EQ(pagePolls, polls.size());
+  for (const auto& [type, row] : beacons) {
+    SCOPED_TRACE(type);
+    EXPECT_EQ(row["url"], beaconURL(type));
+    EXPECT_EQ(row["ad"], "x");
+    EXPECT_EQ(row["outcome"], "2xx");
+    EXPECT_EQ(row["result"], "HTTP 204");
+    EXPECT_EQ(row["attempts"], type == "impression" ? 2 : 1);
+    // The retry waits a second on the session's clock before its request.
+    EXPECT_GE(row["ms"].get<double>(), type == "impression" ? 1000.0 : 0.0);
+  }
+  const auto last = jsonLines(out.str()).back();
+  ASSERT_TRUE(last.contains("deliveryLedger")) << out.str();
+  for (const auto& entry : last["deliveryLedger"]) {
+    EXPECT_EQ(entry["retried"], entry["type"] == "impression" ? 1 : 0) << entry.dump();
+  }
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <chrono>
+#include <map>
+#include <mutex>
 
 #include <gtest/gtest.h>
 #include <httplib.h>
@@ -60,7 +62,31 @@ TEST(BeaconDeliveryLedgerTest, TheLedgerAgreesWithAFaultySinksLog) {
   SKYLVUXSessionProviderOptions options;
   options.setBeaconTransport(std::make_shared<URLSessionBeaconTransport>());
   test::SessionHarness app(vmap, options);
-  ASSERT_TRUE(app.start());
+  // Each beacon as an observer hears of it: handed over, then settled.
+  struct Heard {
+    std::string key, url;
+    int handed = 0, settled = 0;
+    BeaconDelivery::Outcome outcome{};
+    int attempts = 0;
+    bool negativeLatency = false;
+  };
+  std::mutex heardMutex;
+  std::map<uint64_t, Heard> heard;
+  const auto observe = [&](const BeaconDeliveryLedger::Beacon& beacon) {
+    std::lock_guard lock(heardMutex);
+    Heard& entry = heard[beacon.sequence];
+    entry.key = beacon.key.first + "|" + beacon.key.second;
+    entry.url = beacon.url.absoluteString();
+    if (!beacon.delivery) {
+      ++entry.handed;
+      return;
+    }
+    ++entry.settled;
+    entry.outcome = beacon.delivery->outcome;
+    entry.attempts = beacon.delivery->attempts;
+    entry.negativeLatency = beacon.latency.count() < 0;
+  };
+  ASSERT_TRUE(app.start([&] { app.session->deliveryLedger()->setObserver(observe); }));
   app.playUntil(121);
   const auto& ledger = *app.session->deliveryLedger();
   const auto deadline = std::chrono::steady_clock::now() + 10s;
@@ -78,6 +104,27 @@ TEST(BeaconDeliveryLedgerTest, TheLedgerAgreesWithAFaultySinksLog) {
   const auto counts = ledger.counts();
   EXPECT_EQ(counts.at({"ad0", "impression"}).handed, 1);
   EXPECT_EQ(counts.at({"ad0", "firstQuartile"}).handed, 1);
+
+  // The observer heard every beacon twice under one number, numbered from
+  // 1 without a gap, and its outcomes add up to the ledger's counts.
+  std::lock_guard lock(heardMutex);
+  ASSERT_EQ(heard.size(), static_cast<size_t>(total.handed));
+  EXPECT_EQ(heard.begin()->first, 1u);
+  EXPECT_EQ(heard.rbegin()->first, heard.size());
+  BeaconDeliveryLedger::Counts seen;
+  for (const auto& [sequence, entry] : heard) {
+    SCOPED_TRACE(entry.url);
+    EXPECT_EQ(entry.handed, 1);
+    EXPECT_EQ(entry.settled, 1);
+    EXPECT_EQ(entry.attempts, 1);  // the session's own transport does not retry
+    EXPECT_FALSE(entry.negativeLatency);
+    EXPECT_NE(entry.url.find("/b/"), std::string::npos);
+    ++seen.handed;
+    ++(entry.outcome == BeaconDelivery::Outcome::answered2xx     ? seen.answered2xx
+       : entry.outcome == BeaconDelivery::Outcome::answeredOther ? seen.answeredOther
+                                                                 : seen.transportFailed);
+  }
+  EXPECT_EQ(seen, total);
 }
 
 }  // namespace

@@ -65,14 +65,24 @@ constexpr std::string_view kPage = R"PAGE(<!doctype html>
     <h2>Beacons: what became of each (the session's delivery ledger)</h2>
     <div class="scroll"><table>
       <thead><tr><th>ad</th><th>type</th><th class="num">sent</th><th class="num">2xx</th>
-        <th class="num">other</th><th class="num">failed</th><th class="num">waiting</th></tr></thead>
+        <th class="num">other</th><th class="num">failed</th><th class="num">waiting</th>
+        <th class="num">retried</th></tr></thead>
       <tbody id="delivery"></tbody>
     </table></div>
-    <h2>Requests, as the plug-in sent them</h2>
+    <h2>Each beacon: when it was handed over, its answer, the requests it took, and how long from hand-over to answer</h2>
     <div class="scroll"><table>
-      <thead><tr><th class="num">stream</th><th class="num">content</th><th>URL</th></tr></thead>
+      <thead><tr><th class="num">stream</th><th class="num">content</th><th>ad</th><th>type</th>
+        <th>result</th><th class="num">tries</th><th class="num">ms</th><th>URL</th></tr></thead>
       <tbody id="requests"></tbody>
     </table></div>
+    <div id="polls-section" hidden>
+      <h2>Tracking polls of the live session</h2>
+      <div class="scroll"><table>
+        <thead><tr><th class="num">stream</th><th>result</th><th class="num">avails answered</th>
+          <th class="num">on the timeline</th><th>URL</th></tr></thead>
+        <tbody id="polls"></tbody>
+      </table></div>
+    </div>
   </section>
 </main>
 <script>
@@ -83,6 +93,7 @@ let session = 0;     // the run shown on the timeline (the demo plays two)
 let timeline = null;
 let playhead = { t: 0, content: 0, rate: 0 };
 const deliveries = new Map();  // session -> rows
+const beacons = new Map();     // 'session/n' -> its row in the requests table
 
 function cell(row, text, className) {
   const td = document.createElement('td');
@@ -104,7 +115,9 @@ function reset() {
   timeline = null;
   playhead = { t: 0, content: 0, rate: 0 };
   deliveries.clear();
-  for (const id of ['events', 'delivery', 'requests']) $(id).replaceChildren();
+  beacons.clear();
+  for (const id of ['events', 'delivery', 'requests', 'polls']) $(id).replaceChildren();
+  $('polls-section').hidden = true;
   draw();
 }
 
@@ -158,16 +171,8 @@ function showPlayhead(data) {
 
 function showLine(data) {
   const fields = data.fields || {};
-  if (fields.beacon !== undefined) {
-    const row = document.createElement('tr');
-    row.className = 'request';
-    row.setAttribute('data-url', fields.beacon);
-    cell(row, seconds(fields.t), 'num');
-    cell(row, seconds(fields.content), 'num');
-    cell(row, fields.beacon, 'url');
-    $('requests').appendChild(row);
-    return;
-  }
+  // Beacons and polls have tables of their own, fed by their own events.
+  if (fields.beacon !== undefined || fields.poll !== undefined) return;
   const row = document.createElement('tr');
   row.className = fields.lifecycle !== undefined ? 'lifecycle' : 'player';
   if (fields.adId !== undefined) row.classList.add('ad');
@@ -185,7 +190,7 @@ function showDelivery(data) {
     for (const entry of rows) {
       const row = document.createElement('tr');
       row.className = 'delivery';
-      for (const key of ['ad', 'type', 'handed', 'ok', 'other', 'failed']) {
+      for (const key of ['ad', 'type', 'handed', 'ok', 'other', 'failed', 'retried']) {
         row.setAttribute('data-' + key, String(entry[key]));
       }
       const waiting = entry.handed - entry.ok - entry.other - entry.failed;
@@ -196,9 +201,60 @@ function showDelivery(data) {
       cell(row, String(entry.other), entry.other ? 'num bad' : 'num');
       cell(row, String(entry.failed), entry.failed ? 'num bad' : 'num');
       cell(row, String(waiting), waiting ? 'num wait' : 'num');
+      cell(row, String(entry.retried || 0), entry.retried ? 'num wait' : 'num');
       body.appendChild(row);
     }
   }
+}
+
+// One beacon: a row as it is handed over, filled in when its answer comes.
+// Rows stay in the order beacons were handed over, however late a page
+// connects (a snapshot lists them by key).
+function showBeacon(data) {
+  const key = data.session + '/' + data.n;
+  const row = document.createElement('tr');
+  row.className = 'request';
+  for (const name of ['session', 'n', 'url', 'outcome', 'attempts']) {
+    if (data[name] !== undefined) row.setAttribute('data-' + name, String(data[name]));
+  }
+  cell(row, seconds(data.t), 'num');
+  cell(row, seconds(data.content), 'num');
+  cell(row, data.ad || '(content)');
+  cell(row, data.type);
+  const classes = { '2xx': 'ok', other: 'bad', failed: 'bad', waiting: 'wait' };
+  cell(row, data.result || data.outcome, classes[data.outcome] || '');
+  cell(row, data.attempts === undefined ? '' : String(data.attempts), data.attempts > 1 ? 'num wait' : 'num');
+  cell(row, data.ms === undefined ? '' : data.ms.toFixed(1), 'num');
+  cell(row, data.url, 'url');
+  const body = $('requests');
+  const old = beacons.get(key);
+  beacons.set(key, row);
+  if (old) { old.replaceWith(row); return; }
+  let next = null;  // mostly the end: beacons come in order
+  for (let other = body.lastElementChild; other; other = other.previousElementSibling) {
+    const s = Number(other.getAttribute('data-session')), n = Number(other.getAttribute('data-n'));
+    if (s < data.session || (s === data.session && n < data.n)) break;
+    next = other;
+  }
+  body.insertBefore(row, next);
+}
+
+function showPoll(data) {
+  $('polls-section').hidden = false;
+  const row = document.createElement('tr');
+  row.className = 'poll';
+  row.setAttribute('data-avails', String(data.availsAnswered));
+  if (data.error !== undefined) row.setAttribute('data-error', data.error);
+  cell(row, seconds(data.t), 'num');
+  if (data.error !== undefined) {
+    cell(row, data.error, 'bad');
+  } else {
+    cell(row, data.timelineChanged ? 'merged: the timeline changed' : 'nothing new', 'ok');
+  }
+  cell(row, String(data.availsAnswered), 'num');
+  cell(row, String(data.availsKnown), 'num');
+  cell(row, data.url, 'url');
+  $('polls').appendChild(row);
 }
 
 const handlers = {
@@ -216,6 +272,8 @@ const handlers = {
   playhead: showPlayhead,
   line: showLine,
   delivery: showDelivery,
+  beacon: showBeacon,
+  poll: showPoll,
   over: () => {
     document.body.setAttribute('data-state', 'over');
     $('status').textContent = 'the session is over';

@@ -24,6 +24,7 @@
 #include "host/SKYLErrorSession.h"
 #include "host/SKYLHostConstants.h"
 #include "host/reference/SimulatedPlayer.h"
+#include "live2/SKYLSSAILive2Coordinator.h"
 #ifdef SKYLARK_HAVE_GST
 #include "host/gst/GstPlayer.h"
 #endif
@@ -146,6 +147,7 @@ class Playback {
     showOnMonitor();
     SKYLAdLedgerManager::shared().setObserver(nullptr);
     NotificationCenter::defaultCenter().removeObserver(beaconObserver_);
+    NotificationCenter::defaultCenter().removeObserver(pollObserver_);
     NotificationCenter::defaultCenter().removeObserver(rateObserver_);
     manager.setPlayerFactory(nullptr);
     return failed_ ? 1 : 0;
@@ -306,6 +308,7 @@ class Playback {
                  const SKYLLifecycleEventPtr& event) {
     if (auto ssai = std::dynamic_pointer_cast<SKYLVUXSession>(session); ssai && ssai != session_) {
       session_ = ssai;
+      if (monitor_) monitor_->followBeacons(session_->deliveryLedger(), options_.fire);
       observeSession();
       attachCompanionSlots();
       startAtBookmark();
@@ -432,9 +435,18 @@ class Playback {
           const auto* url = std::any_cast<URL>(&n.object);
           if (!url) return;
           trace_.beacons.push_back({steps_, streamTime(), beaconType(url->absoluteString())});
+          // The ledger hears of it next, on this thread.
+          if (monitor_) monitor_->playheadMoved(streamTime(), contentTime());
           Json line = stamp();
           line["beacon"] = url->absoluteString();
           print(line, "beacon " + url->absoluteString() + (options_.fire ? "" : " (not sent)"));
+        });
+    pollObserver_ = NotificationCenter::defaultCenter().addObserver(
+        std::string(kSKYLSSAILive2TrackingPollNotification), [this](const Notification& n) {
+          const auto* report = std::any_cast<SKYLSSAILive2PollReport>(&n.object);
+          if (!report) return;
+          if (monitor_) monitor_->poll(*report, streamTime());
+          emit(pollLine(*report), true);
         });
     if (!application()) return;
     rateObserver_ = NotificationCenter::defaultCenter().addObserver(
@@ -654,6 +666,7 @@ class Playback {
   SKYLKVOManager trackerObservation_;
   bool trackerObserved_ = false;
   NotificationCenter::Token beaconObserver_ = 0;
+  NotificationCenter::Token pollObserver_ = 0;
   NotificationCenter::Token rateObserver_ = 0;
   // The sessions' clock when the simulated player sets the pace.
   std::shared_ptr<ManualSessionClock> virtualClock_;

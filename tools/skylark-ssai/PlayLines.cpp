@@ -113,12 +113,32 @@ PlayLine deliveryLedgerLine(const BeaconDeliveryLedger& ledger) {
                            {"handed", counts.handed},
                            {"answered2xx", counts.answered2xx},
                            {"answeredOther", counts.answeredOther},
-                           {"transportFailed", counts.transportFailed}});
+                           {"transportFailed", counts.transportFailed},
+                           {"retried", counts.retried}});
     line.text += fmt::format("\n    {:<8} {:<22} {} / {} / {} / {}",
                              key.first.empty() ? "-" : key.first, key.second, counts.handed,
                              counts.answered2xx, counts.answeredOther, counts.transportFailed);
+    if (counts.retried > 0) line.text += fmt::format(" ({} retried)", counts.retried);
   }
   line.fields["deliveryLedger"] = entries;
+  return line;
+}
+
+PlayLine pollLine(const SKYLSSAILive2PollReport& report) {
+  PlayLine line;
+  line.fields["poll"] = report.url.absoluteString();
+  if (report.error) {
+    line.fields["error"] = report.error->description();
+    line.text = "poll " + report.url.absoluteString() + " failed: " + report.error->description();
+    return line;
+  }
+  line.fields["availsAnswered"] = report.availsAnswered;
+  line.fields["timelineChanged"] = report.timelineChanged;
+  line.fields["availsKnown"] = report.availsKnown;
+  line.text =
+      fmt::format("poll {}: {} avails answered, {}, {} on the timeline",
+                  report.url.absoluteString(), report.availsAnswered,
+                  report.timelineChanged ? "timeline changed" : "nothing new", report.availsKnown);
   return line;
 }
 

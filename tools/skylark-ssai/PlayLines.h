@@ -5,6 +5,7 @@
 #include "TimelineJSON.h"
 #include "host/SKYLAdLedgerManager.h"
 #include "host/SKYLPlaybackSessionLifecycleEvent.h"
+#include "live2/SKYLSSAILive2SessionController.h"
 #include "tracking/BeaconDeliveryLedger.h"
 #include "tracking/SKYLVelaProgressTrackerEvent.h"
 
@@ -27,5 +28,8 @@ PlayLine trackerEventLine(const SKYLVelaProgressTrackerEvent& event);
 PlayLine ledgerLine(const SKYLAdLedgerManager::Call& call);
 // What became of a session's beacons, per ad and type.
 PlayLine deliveryLedgerLine(const BeaconDeliveryLedger& ledger);
+// A live stream's tracking poll: where it went, and what it brought or why
+// it failed.
+PlayLine pollLine(const SKYLSSAILive2PollReport& report);
 
 }  // namespace skylark::tool
