@@ -202,18 +202,26 @@ TEST_F(PlayLiveTest, TheMonitorShowsEachTrackingPollAndWhatBecameOfEachBeacon) {
   test::EventReader page(monitor.port());
   std::map<std::string, nlohmann::json> beacons;  // by type, the latest row
   size_t pagePolls = 0;
+  nlohmann::json timeline;
   const bool settled = page.waitUntil([&](const std::string& text) {
     beacons.clear();
     pagePolls = 0;
     for (const auto& [event, data] : monitorEvents(text)) {
       if (event == "beacon") beacons[data["type"].get<std::string>()] = data;
       if (event == "poll") ++pagePolls;
+      if (event == "timeline") timeline = data["timeline"];
     }
     return beacons.size() == 2 && beacons["impression"].contains("attempts") &&
            beacons["start"].contains("attempts");
   });
   ASSERT_TRUE(settled) << page.text();
   EXPECT_EQ(pagePolls, polls.size());
+  // The live ad is drawn where it plays on the stream: 1.5 s in, for 10 s.
+  ASSERT_EQ(timeline["adSequences"].size(), 1u) << timeline.dump();
+  const auto& drawn = timeline["adSequences"][0]["ads"][0];
+  EXPECT_EQ(drawn["adId"], "x");
+  EXPECT_NEAR(drawn["beginTime"].get<double>(), 1.5, 1.0) << drawn.dump();
+  EXPECT_NEAR(drawn["endTime"].get<double>() - drawn["beginTime"].get<double>(), 10, 1e-6);
   for (const auto& [type, row] : beacons) {
     SCOPED_TRACE(type);
     EXPECT_EQ(row["url"], beaconURL(type));

@@ -102,6 +102,13 @@ function cell(row, text, className) {
   row.appendChild(td);
   return td;
 }
+// A table scrolled to its last row keeps showing the last row as rows come.
+function place(body, row, before) {
+  const box = body.closest('.scroll');
+  const atEnd = !box || box.scrollHeight - box.scrollTop - box.clientHeight < 24;
+  body.insertBefore(row, before || null);
+  if (box && atEnd) box.scrollTop = box.scrollHeight;
+}
 function seconds(value) { return typeof value === 'number' ? value.toFixed(3) : ''; }
 function shape(name, attributes, text) {
   const node = document.createElementNS(SVG, name);
@@ -179,7 +186,7 @@ function showLine(data) {
   cell(row, seconds(fields.t), 'num');
   cell(row, seconds(fields.content), 'num');
   cell(row, data.text);
-  $('events').appendChild(row);
+  place($('events'), row);
 }
 
 function showDelivery(data) {
@@ -236,7 +243,7 @@ function showBeacon(data) {
     if (s < data.session || (s === data.session && n < data.n)) break;
     next = other;
   }
-  body.insertBefore(row, next);
+  place(body, row, next);
 }
 
 function showPoll(data) {
@@ -254,7 +261,7 @@ function showPoll(data) {
   cell(row, String(data.availsAnswered), 'num');
   cell(row, String(data.availsKnown), 'num');
   cell(row, data.url, 'url');
-  $('polls').appendChild(row);
+  place($('polls'), row);
 }
 
 const handlers = {

@@ -356,7 +356,8 @@ class Playback {
   void showOnMonitor() {
     if (!monitor_) return;
     monitor_->step(session_.get(), isLive(), streamTime(), contentTime(),
-                   player_ ? player_->rate() : 0.0f);
+                   player_ ? player_->rate() : 0.0f,
+                   player_ ? player_->currentDate() : std::nullopt);
   }
 
   void mark(const std::string& label) { trace_.marks.push_back({steps_, streamTime(), label}); }

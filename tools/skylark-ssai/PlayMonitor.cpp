@@ -1,9 +1,13 @@
 #include "PlayMonitor.h"
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <cmath>
 #include <map>
 #include <mutex>
 
+#include "live2/SKYLSSAILive2Coordinator.h"
 #include "live2/SKYLSSAILive2SessionController.h"
 #include "session/SKYLVUXSession.h"
 #include "tracking/BeaconDeliveryLedger.h"
@@ -123,23 +127,61 @@ void PlayMonitor::poll(const SKYLSSAILive2PollReport& report, double streamTime)
   server_.publish("poll", jsonText(row));
 }
 
-void PlayMonitor::step(const SKYLVUXSession* session, bool live, double streamTime,
-                       double contentTime, float rate) {
-  server_.publishLatest(
-      "playhead", "playhead",
-      jsonText(Json{{"t", streamTime}, {"content", contentTime}, {"rate", rate}}));
-  playheadMoved(streamTime, contentTime);
-  if (!session) return;
-
+void PlayMonitor::showTimeline(const SKYLVUXSession& session, bool live, double streamTime,
+                               std::optional<SystemTime> playheadDate) {
   // A live timeline grows as polls merge avails into it.
-  if (const auto& timeline = session->timeline();
+  if (const auto& timeline = session.timeline();
       timeline && (timeline.get() != timeline_ || timeline->adSequences()->size() != breaks_)) {
     timeline_ = timeline.get();
     breaks_ = timeline->adSequences()->size();
     server_.publishLatest(
         "timeline", "timeline/" + std::to_string(index_),
         jsonText(Json{{"session", index_}, {"live", live}, {"timeline", timelineJSON(*timeline)}}));
+    return;
   }
+  const auto& coordinator = session.live2Coordinator();
+  if (!coordinator || !playheadDate) return;
+  // The live service's ads, each placed on the stream by how far its
+  // program date lies from the playhead's; an avail is a break. Avails the
+  // playhead has left are pruned from the live timeline but stay drawn.
+  bool changed = false;
+  for (const auto& entry : coordinator->timelineHandle().timeline->entries()) {
+    if (entry.isSlate || !entry.programDate) continue;
+    const double begin =
+        streamTime + std::chrono::duration<double>(*entry.programDate - *playheadDate).count();
+    // Whole milliseconds: the placement moves by the player's jitter.
+    const double at = std::round(begin * 1000) / 1000;
+    Json ad{{"adId", entry.adId}, {"beginTime", at}, {"endTime", at + entry.durationInSeconds}};
+    auto [avail, added] = liveAvails_.try_emplace(entry.availId);
+    if (added) liveAvailOrder_.push_back(entry.availId);
+    Json& ads = avail->second[entry.adId];
+    if (ads == ad) continue;
+    ads = std::move(ad);
+    changed = true;
+  }
+  if (!changed) return;
+  Json sequences = Json::array();
+  for (const auto& id : liveAvailOrder_) {
+    Json ads = Json::array();
+    for (const auto& [adId, ad] : liveAvails_[id]) ads.push_back(ad);
+    std::sort(ads.begin(), ads.end(),
+              [](const Json& a, const Json& b) { return a["beginTime"] < b["beginTime"]; });
+    sequences.push_back(Json{{"beginTime", ads.front()["beginTime"]}, {"ads", ads}});
+  }
+  server_.publishLatest(
+      "timeline", "timeline/" + std::to_string(index_),
+      jsonText(Json{
+          {"session", index_}, {"live", true}, {"timeline", Json{{"adSequences", sequences}}}}));
+}
+
+void PlayMonitor::step(const SKYLVUXSession* session, bool live, double streamTime,
+                       double contentTime, float rate, std::optional<SystemTime> playheadDate) {
+  server_.publishLatest(
+      "playhead", "playhead",
+      jsonText(Json{{"t", streamTime}, {"content", contentTime}, {"rate", rate}}));
+  playheadMoved(streamTime, contentTime);
+  if (!session) return;
+  showTimeline(*session, live, streamTime, playheadDate);
 
   Json rows = Json::array();
   for (const auto& [key, counts] : session->deliveryLedger()->counts()) {
