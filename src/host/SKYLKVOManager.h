@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -23,21 +24,29 @@ class SKYLKVOManager {
   template <typename T>
   void startObserving(Observable<T>& property, std::function<void(const T&)> handler,
                       bool initial) {
+    using Registry = typename Observable<T>::Registry;
     const uint64_t id = property.addObserver(std::move(handler), initial);
-    std::weak_ptr<typename Observable<T>::Registry> registry = property.registry();
-    endings_.push_back([registry, id] {
-      if (auto live = registry.lock()) live->remove(id);
-    });
+    endings_.push_back({property.registry(), id, [](void* registry, uint64_t observer) {
+                          static_cast<Registry*>(registry)->remove(observer);
+                        }});
   }
 
   void stopObserving() {
     auto endings = std::move(endings_);
     endings_.clear();
-    for (auto& end : endings) end();
+    for (auto& ending : endings) {
+      if (const auto live = ending.registry.lock()) ending.remove(live.get(), ending.id);
+    }
   }
 
  private:
-  std::vector<std::function<void()>> endings_;
+  // One observation: its property's registry, typed again by `remove`.
+  struct Ending {
+    std::weak_ptr<void> registry;
+    uint64_t id;
+    void (*remove)(void* registry, uint64_t id);
+  };
+  std::vector<Ending> endings_;
 };
 
 }  // namespace skylark

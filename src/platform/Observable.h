@@ -195,8 +195,7 @@ class Observable {
 
   explicit Observable(T initial = T()) : value_(std::move(initial)) {}
   ~Observable() {
-    Registry* registry = registry_.get();
-    registry->propertyGone(std::move(registry_));
+    if (Registry* registry = registry_.get()) registry->propertyGone(std::move(registry_));
   }
   Observable(const Observable&) = delete;
   Observable& operator=(const Observable&) = delete;
@@ -205,26 +204,29 @@ class Observable {
   // An observer may destroy this; nothing here is touched after announcing.
   void set(T value) {
     value_ = std::move(value);
-    if (everObserved_) registry_->announce(value_);
+    if (registry_) registry_->announce(value_);
   }
 
   // Registers an observer; with `initial` it also runs at once with the
   // current value. Returns the id to remove it with.
   uint64_t addObserver(Observer observer, bool initial) {
-    everObserved_ = true;
+    if (!registry_) registry_ = std::make_shared<Registry>();
     const uint64_t id = registry_->add(std::move(observer));
     if (initial) registry_->deliverTo(id, value_);
     return id;
   }
-  void removeObserver(uint64_t id) { registry_->remove(id); }
+  void removeObserver(uint64_t id) {
+    if (registry_) registry_->remove(id);
+  }
+  // Empty until the first observer is added.
   std::weak_ptr<Registry> registry() const { return registry_; }
 
  private:
   T value_;
-  // Many properties are never observed (an application reads what it
-  // needs): an assignment to one of them reads no registry.
-  bool everObserved_ = false;
-  std::shared_ptr<Registry> registry_ = std::make_shared<Registry>();
+  // Made by the first observer: many properties are never observed (an
+  // application reads what it needs), and an assignment to one of them
+  // reads no registry and none is kept for it.
+  std::shared_ptr<Registry> registry_;
 };
 
 }  // namespace skylark

@@ -121,7 +121,7 @@ size_t plainHTTPSchemeLength(std::string_view text) {
 std::optional<URL> URL::parse(std::string_view text) {
   if (text.empty() || !hasOnlyURLCharacters(text)) return std::nullopt;
   if (const size_t schemeLength = plainHTTPSchemeLength(text)) {
-    return URL(std::string(text), lowercaseASCII(text.substr(0, schemeLength)));
+    return URL(std::string(text), schemeLength);
   }
   CurlURL handle(curl_url());
   if (!handle) return std::nullopt;
@@ -130,15 +130,15 @@ std::optional<URL> URL::parse(std::string_view text) {
     if (curl_url_set(handle.get(), CURLUPART_URL, owned.c_str(), kParseFlags) != CURLUE_OK) {
       return std::nullopt;
     }
-    std::string scheme = lowercaseASCII(std::string_view(owned).substr(0, owned.find(':')));
-    return URL(std::move(owned), std::move(scheme));
+    const size_t schemeLength = owned.find(':');
+    return URL(std::move(owned), schemeLength);
   }
   // A relative reference: well-formed when it resolves against a neutral base.
   if (curl_url_set(handle.get(), CURLUPART_URL, "http://relative.invalid/", 0) != CURLUE_OK ||
       curl_url_set(handle.get(), CURLUPART_URL, owned.c_str(), kParseFlags) != CURLUE_OK) {
     return std::nullopt;
   }
-  return URL(std::move(owned), {});
+  return URL(std::move(owned), 0);
 }
 
 namespace {
@@ -223,6 +223,16 @@ std::string URL::host() const {
     return {};
   }
   return part(handle, CURLUPART_HOST);
+}
+
+std::string URL::scheme() const {
+  return lowercaseASCII(std::string_view(text_).substr(0, schemeLength_));
+}
+
+bool URL::isHTTPOrHTTPS() const {
+  const std::string_view scheme = std::string_view(text_).substr(0, schemeLength_);
+  return (schemeLength_ == 4 || schemeLength_ == 5) &&
+         equalsIgnoringASCIICase(scheme, schemeLength_ == 4 ? "http" : "https");
 }
 
 size_t URL::hash() const { return std::hash<std::string>{}(text_); }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -36,25 +37,28 @@ class URL {
   static std::optional<URL> resolve(std::string_view reference, const URL& base);
 
   const std::string& absoluteString() const { return text_; }
-  bool isRelative() const { return scheme_.empty(); }
+  bool isRelative() const { return schemeLength_ == 0; }
   // Lower-case; empty for a relative reference.
-  const std::string& scheme() const { return scheme_; }
+  std::string scheme() const;
   // Empty for a relative reference (taken apart on each call).
   std::string host() const;
   std::optional<std::string> query() const;
   // The query's items, percent-decoded, in order.
   std::vector<URLQueryItem> queryItems() const;
-  bool isHTTPOrHTTPS() const { return scheme_ == "http" || scheme_ == "https"; }
+  bool isHTTPOrHTTPS() const;
 
   std::string description() const { return text_; }
   size_t hash() const;
   bool operator==(const URL& other) const { return text_ == other.text_; }
 
  private:
-  URL(std::string text, std::string scheme) : text_(std::move(text)), scheme_(std::move(scheme)) {}
+  URL(std::string text, size_t schemeLength)
+      : text_(std::move(text)), schemeLength_(static_cast<uint32_t>(schemeLength)) {}
 
   std::string text_;
-  std::string scheme_;
+  // The scheme is the text before its first colon; none (0) for a
+  // relative reference.
+  uint32_t schemeLength_;
 };
 
 }  // namespace skylark

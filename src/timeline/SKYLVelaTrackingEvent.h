@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,13 +22,16 @@ inline constexpr std::string_view kSKYLVelaTrackingEventsNameBreakEnd = "breakEn
 
 // One beacon of an ad or break: its event name, URL and, for events that
 // fire at a time into the ad, that offset (invalid otherwise).
+//
+// The names VAST and VMAP define ("start", "firstQuartile", "breakEnd",
+// "creativeView", ...) are held once for the whole process and shared by
+// every event that bears one; any other name is the event's own.
 class SKYLVelaTrackingEvent {
  public:
-  SKYLVelaTrackingEvent(std::string name, std::optional<URL> url,
-                        MediaTime offset = MediaTime::invalid())
-      : name_(std::move(name)), url_(std::move(url)), offset_(offset) {}
+  SKYLVelaTrackingEvent(std::string_view name, std::optional<URL> url,
+                        MediaTime offset = MediaTime::invalid());
 
-  const std::string& name() const { return name_; }
+  const std::string& name() const { return *name_; }
   const std::optional<URL>& url() const { return url_; }
   const MediaTime& offset() const { return offset_; }
 
@@ -37,13 +41,14 @@ class SKYLVelaTrackingEvent {
   }
 
   bool operator==(const SKYLVelaTrackingEvent& other) const {
-    return name_ == other.name_ && url_ == other.url_ && offset_ == other.offset_;
+    return name() == other.name() && url_ == other.url_ && offset_ == other.offset_;
   }
   size_t hash() const;
   std::string description() const;
 
  private:
-  std::string name_;
+  // Never null.
+  std::shared_ptr<const std::string> name_;
   std::optional<URL> url_;
   MediaTime offset_;
 };

@@ -1,7 +1,5 @@
 #include "timeline/SKYLVelaTrackingEventsCollectionBuilder.h"
 
-#include <algorithm>
-
 #include "platform/NumberParser.h"
 
 namespace skylark {
@@ -27,23 +25,10 @@ SKYLVelaTrackingEventsCollectionBuilder::buildTrackingEventsCollection() const& 
 
 std::shared_ptr<const SKYLVelaTrackingEventsCollection>
 SKYLVelaTrackingEventsCollectionBuilder::buildTrackingEventsCollection() && {
-  SKYLVelaTrackingEventsCollection::EventsByName byName;
-  std::vector<SKYLVelaTrackingEvent> ordered;
-  ordered.reserve(trackingEvents.size());
-  for (auto& event : trackingEvents) {
-    if (event.offset().isValid() && event.name() != kSKYLVelaTrackingEventsNameComplete &&
-        event.name() != kSKYLVelaTrackingEventsNameBreakEnd) {
-      ordered.push_back(event);
-    }
-    auto& list = byName[event.name()];
-    list.push_back(std::move(event));
-  }
+  auto collection =
+      std::make_shared<const SKYLVelaTrackingEventsCollection>(std::move(trackingEvents));
   trackingEvents.clear();
-  std::stable_sort(ordered.begin(), ordered.end(), [](const auto& a, const auto& b) {
-    return SKYLVelaTrackingEvent::compareByOffset(a, b) < 0;
-  });
-  return std::make_shared<const SKYLVelaTrackingEventsCollection>(std::move(byName),
-                                                                  std::move(ordered));
+  return collection;
 }
 
 }  // namespace skylark

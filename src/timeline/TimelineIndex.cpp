@@ -10,6 +10,8 @@ std::shared_ptr<const TimelineIndex> TimelineIndex::build(const Sequences& seque
   index->sequences_ = sequences;
   index->payloadLength_ = payloadLength;
 
+  // Each array is sized to its rows: the index lives as long as its timeline.
+  index->breaks_.reserve(sequences.size());
   MediaTime adTime = MediaTime::zero();
   for (const auto& sequence : sequences) {
     const auto ads = sequence->ads();
@@ -29,8 +31,13 @@ std::shared_ptr<const TimelineIndex> TimelineIndex::build(const Sequences& seque
     }
   }
 
+  index->adRows_.shrink_to_fit();
+  index->ads_.shrink_to_fit();
+
   MediaTime content = MediaTime::zero();
-  for (const auto& segment : timeline_walks::contentSegments(sequences, payloadLength)) {
+  const auto segments = timeline_walks::contentSegments(sequences, payloadLength);
+  index->segments_.reserve(segments.size());
+  for (const auto& segment : segments) {
     const MediaTime& begin = segment.beginTime();
     const MediaTime& duration = segment.duration();
     if (!begin.isNumeric() || !duration.isNumeric() || duration < MediaTime::zero()) {

@@ -61,9 +61,9 @@ void SKYLVelaAdAnalyticsSession::trackAdVerifications() {
 
 namespace {
 
-const std::vector<SKYLVelaTrackingEvent>* milestonesOf(const SKYLVelaAd* ad) {
-  if (!ad || !ad->trackingEventsCollection()) return nullptr;
-  return &ad->trackingEventsCollection()->orderedEventsWithOffsets();
+std::span<const SKYLVelaTrackingEvent> milestonesOf(const SKYLVelaAd* ad) {
+  if (!ad || !ad->trackingEventsCollection()) return {};
+  return ad->trackingEventsCollection()->orderedEventsWithOffsets();
 }
 
 }  // namespace
@@ -79,11 +79,10 @@ SKYLVelaAdAnalyticsSession::SKYLVelaAdAnalyticsSession(
       nextMilestone_(firstMilestoneAtOrAfter(prevTime_)) {}
 
 size_t SKYLVelaAdAnalyticsSession::firstMilestoneAtOrAfter(const MediaTime& time) const {
-  if (!milestones_) return 0;
   const auto found = std::lower_bound(
-      milestones_->begin(), milestones_->end(), time,
+      milestones_.begin(), milestones_.end(), time,
       [](const SKYLVelaTrackingEvent& event, const MediaTime& t) { return event.offset() < t; });
-  return static_cast<size_t>(found - milestones_->begin());
+  return static_cast<size_t>(found - milestones_.begin());
 }
 
 void SKYLVelaAdAnalyticsSession::trackProgressToTime(const MediaTime& time) {
@@ -92,11 +91,11 @@ void SKYLVelaAdAnalyticsSession::trackProgressToTime(const MediaTime& time) {
     trackAdVerifications();
     trackCreativeView();
   }
-  if (time > prevTime_ && time < end_ && !(time - prevTime_ > seekThreshold_) && milestones_) {
+  if (time > prevTime_ && time < end_ && !(time - prevTime_ > seekThreshold_)) {
     // Each milestone passed, under its own name, at the time it was seen.
-    for (; nextMilestone_ < milestones_->size() && (*milestones_)[nextMilestone_].offset() < time;
+    for (; nextMilestone_ < milestones_.size() && milestones_[nextMilestone_].offset() < time;
          ++nextMilestone_) {
-      const auto& event = (*milestones_)[nextMilestone_];
+      const auto& event = milestones_[nextMilestone_];
       if (!event.url()) continue;
       BeaconContext beacon = context(event.name());
       beacon.adPlayhead = time;

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -59,7 +60,7 @@ class SKYLVelaAdAnalyticsSession {
   // and the first milestone at or after prevTime_, so that a tick reads the
   // milestones it passes and not every one before them.
   const MediaTime end_;
-  const std::vector<SKYLVelaTrackingEvent>* const milestones_;
+  const std::span<const SKYLVelaTrackingEvent> milestones_;
   size_t nextMilestone_;
   bool firstProgressEventHasOccured_ = false;
 };

@@ -1,5 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
+
 #include "support/TimelineFixtures.h"
 #include "timeline/SKYLVelaCompanionAdBuilder.h"
 #include "timeline/SKYLVelaCompanionAdsCollectionBuilder.h"
@@ -65,6 +70,61 @@ TEST(SKYLVelaTrackingEventsCollectionTest, EventsByNameKeepInsertionOrderAndSkip
   EXPECT_FALSE(events->eventsByName().at("impression").front().offset().isValid());
   EXPECT_EQ(*events, *sampleEvents());
   EXPECT_EQ(events->hash(), sampleEvents()->hash());
+}
+
+// Each event is held once and read through two views: by name (names
+// ascending, each name's events as added) and in offset order (ties as
+// added). Equality and hash follow the views, not the order in which
+// different names were added.
+TEST(SKYLVelaTrackingEventsCollectionTest, ViewsOverOneCopyOfEachEvent) {
+  using Added = std::tuple<std::string, std::optional<std::string>, std::string>;
+  auto build = [](const std::vector<Added>& added) {
+    SKYLVelaTrackingEventsCollectionBuilder builder;
+    for (const auto& [name, offset, path] : added) {
+      if (offset) {
+        builder.addTrackingEventNamed(name, *offset, url(path));
+      } else {
+        builder.addTrackingEventNamed(name, url(path));
+      }
+    }
+    return builder.buildTrackingEventsCollection();
+  };
+  const std::vector<Added> added = {
+      {"start", "0", "a"},          {"creativeView", std::nullopt, "cv"},
+      {"start", std::nullopt, "b"}, {"midpoint", "15", "mid"},
+      {"start", "0", "c"},          {"custom", "5", "x"},
+      {"complete", "30", "done"},
+  };
+  const auto events = build(added);
+
+  std::vector<std::string> byName;
+  for (const auto& [name, list] : events->eventsByName()) {
+    std::string entry = name + ":";
+    for (const auto& event : list) entry += strings({*event.url()})[0] + ",";
+    byName.push_back(entry);
+  }
+  EXPECT_EQ(byName, (std::vector<std::string>{"complete:done,", "creativeView:cv,", "custom:x,",
+                                              "midpoint:mid,", "start:a,b,c,"}));
+  std::vector<std::string> ordered;
+  for (const auto& event : events->orderedEventsWithOffsets()) {
+    ordered.push_back(event.name() + ":" + strings({*event.url()})[0]);
+  }
+  EXPECT_EQ(ordered, (std::vector<std::string>{"start:a", "start:c", "custom:x", "midpoint:mid"}));
+  EXPECT_EQ(strings(events->URLsForTrackingEventsNamed("start")),
+            (std::vector<std::string>{"a", "b", "c"}));
+  EXPECT_EQ(events->eventsByName().count("custom"), 1u);
+  EXPECT_EQ(events->eventsByName().count("cust"), 0u);
+  EXPECT_TRUE(events->eventsByName().at("none").empty());
+
+  // The same events per name, names interleaved otherwise: equal.
+  const auto regrouped =
+      build({added[5], added[0], added[2], added[6], added[3], added[1], added[4]});
+  EXPECT_EQ(*regrouped, *events);
+  EXPECT_EQ(regrouped->hash(), events->hash());
+  // One name's events in another order: not equal.
+  const auto reordered =
+      build({added[0], added[1], added[4], added[3], added[2], added[5], added[6]});
+  EXPECT_FALSE(*reordered == *events);
 }
 
 std::shared_ptr<const SKYLVelaCompanionAd> companion(int64_t w, int64_t h, const std::string& id) {
