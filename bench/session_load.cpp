@@ -15,6 +15,14 @@
 //   session_load --offline  beacons counted in process, no HTTP: the sessions' own cost
 //   ... [--sessions N]...   N sessions instead of 10, 100 and 1000 (repeatable)
 //   ... [--repeat K]        every N K times, taking turns; ratios of the medians
+//   ... [--stagger S]       viewers join one after another, evenly over S
+//                           seconds of play, instead of all at once
+//
+// Lock step is the worst case: every session's beacons of a boundary leave
+// on one tick, a burst of up to five per session at one host. Viewers of a
+// VOD rarely start together; with --stagger each session begins when its
+// turn comes and plays its 121 s from there, so a tick carries the beacons
+// of the few sessions crossing a boundary on it.
 //
 // Each N runs in a process of its own (forked before any thread starts):
 // measured in one process, a run inherits the heap the one before left
@@ -42,6 +50,7 @@
 #include <utility>
 #include <vector>
 
+#include <fmt/format.h>
 #include <httplib.h>
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/lsan_interface.h>
@@ -193,6 +202,10 @@ struct Sink {
     // wait for the client's delayed ACK, and the next request on its
     // connection with it.
     server.set_tcp_nodelay(true);
+    // And keeps its connections, as beacon servers do (httplib closes one
+    // after five requests unless told: a burst of 5,000 beacons then opened
+    // a thousand connections, and measured that instead of the requests).
+    server.set_keep_alive_max_count(1 << 20);
     server.Get(R"(/b/.*)",
                [this, faulty](const httplib::Request& request, httplib::Response& response) {
                  wire.arrived(url(request.target));
@@ -280,7 +293,8 @@ struct Figures {
   // whatever else the machine runs meanwhile, the median much less.
   double medianCpuMsPerSessionSecond = 0;
   // Resident memory after the burst drained, less before it started, per
-  // session: what playback and the burst still hold. Freed memory is handed
+  // session: what playback and the burst still hold (staggered, the
+  // sessions that joined after the first tick as well). Freed memory is handed
   // back to the system first (malloc_trim), or glibc's arenas would keep
   // the burst's high-water mark resident.
   double kbLeftPerSession = 0;
@@ -298,7 +312,7 @@ class CountingTransport final : public BeaconTransport {
   std::atomic<long> sent{0};
 };
 
-Figures run(int n, bool faulty, bool offline) {
+Figures run(int n, bool faulty, bool offline, double stagger) {
   Sink sink(faulty, offline ? 0 : kBeaconsPerSession * static_cast<size_t>(n));
   const std::string vmap = document(sink);
   auto& manager = SKYLPlayerSDKManager::sharedManager();
@@ -323,48 +337,94 @@ Figures run(int n, bool faulty, bool offline) {
     }
     auto provider =
         createSSAISessionProviderWithUpstreamSessionProvider(manager, nullptr, &options);
-    auto listener = std::make_shared<Listener>();
-    std::vector<std::shared_ptr<SKYLVideo>> videos;
+    // Session i joins at stagger * i / n seconds (all at 0 in lock step):
+    // asks for its session then (in lock step all of them are asked for in
+    // one batch beforehand), begins, and plays 121 s from there.
+    struct Viewer {
+      std::shared_ptr<SKYLVideo> video;
+      double joinsAt = 0;
+      std::shared_ptr<SKYLPlaybackSession> session;
+      std::shared_ptr<SimulatedPlayer> player;
+      double played = -1;  // not yet joined
+    };
+    std::vector<Viewer> viewers;
     for (int i = 0; i < n; ++i) {
-      videos.push_back(SKYLVideo::initWithSources({SKYLSource::initWithVMAPXMLData(vmap, {})}));
+      Viewer viewer;
+      viewer.video = SKYLVideo::initWithSources({SKYLSource::initWithVMAPXMLData(vmap, {})});
+      viewer.joinsAt = stagger * i / n;
+      viewers.push_back(std::move(viewer));
     }
-    (void)provider->playbackSessionsForVideos(videos, listener);
-    Dispatch::main().runUntil([&] { return static_cast<int>(listener->sessions.size()) == n; },
-                              std::chrono::seconds(60));
+    // Asks for the sessions of viewers [from, to) in one batch.
+    const auto request = [&](size_t from, size_t to) {
+      auto listener = std::make_shared<Listener>();
+      std::vector<std::shared_ptr<SKYLVideo>> videos;
+      for (size_t i = from; i < to; ++i) videos.push_back(viewers[i].video);
+      (void)provider->playbackSessionsForVideos(videos, listener);
+      Dispatch::main().runUntil([&] { return listener->sessions.size() == videos.size(); },
+                                std::chrono::seconds(60));
+      for (size_t i = from; i < to && i - from < listener->sessions.size(); ++i) {
+        viewers[i].session = listener->sessions[i - from];
+        viewers[i].player =
+            std::dynamic_pointer_cast<SimulatedPlayer>(viewers[i].session->player());
+        if (!viewers[i].player) {
+          std::fprintf(stderr, "session_load: a session without its simulated player\n");
+          std::abort();
+        }
+      }
+    };
+    if (stagger <= 0) request(0, viewers.size());
+    size_t joined = 0;
+    const auto join = [&](double now) {
+      size_t end = joined;
+      while (end < viewers.size() && viewers[end].joinsAt <= now) ++end;
+      if (end == joined) return;
+      if (!viewers[joined].session) request(joined, end);
+      for (; joined < end; ++joined) {
+        viewers[joined].session->begin();
+        viewers[joined].session->avPlayerPlay();
+        viewers[joined].played = 0;
+      }
+    };
+    constexpr double kPlayed = 121;
     sink.wire.tickStarted();
-    for (const auto& session : listener->sessions) {
-      session->begin();
-      session->avPlayerPlay();
-    }
+    join(0);
     Dispatch::main().runUntilIdle();
 
-    // Lock step: every session moves 0.25 s per tick. Over HTTP the next
-    // tick comes when the last one's beacons are all answered, or 0.25 s
-    // after it began, whichever is sooner: as in real time, where a burst
+    // Every session that has joined moves 0.25 s per tick. Over HTTP the
+    // next tick comes when the last one's beacons are all answered, or 0.25
+    // s after it began, whichever is sooner: as in real time, where a burst
     // drains while the playhead moves on, but without waiting out seconds
     // in which nothing is on the wire (that would change nothing).
     const long beforeBurstKB = statusKB("VmRSS:");
     const double cpuBefore = cpuSeconds();
     double secondStarted = cpuBefore;
     std::vector<double> perSecond;
-    double played = 0;
-    for (int tickCount = 1; played < 121; ++tickCount) {
+    double played = 0;          // by the last session to join
+    double sessionSeconds = 0;  // played since the last CPU sample
+    for (int tickCount = 1; played < kPlayed; ++tickCount) {
       const auto tick = Clock::now();
       sink.wire.tickStarted();
-      for (const auto& player : players) player->advance(0.25);
+      join(0.25 * tickCount);
+      for (auto& viewer : viewers) {
+        if (viewer.played < 0 || viewer.played >= kPlayed) continue;
+        viewer.player->advance(0.25);
+        viewer.played += 0.25;
+        sessionSeconds += 0.25;
+      }
       Dispatch::main().runUntilIdle();
-      played += 0.25;
+      played = std::max(0.0, viewers.back().played);
       figures.longestTickMs =
           std::max(figures.longestTickMs,
                    std::chrono::duration<double, std::milli>(Clock::now() - tick).count());
       if (!offline) sink.wire.waitForDrain(tick + std::chrono::milliseconds(250));
       if (tickCount % 4 == 0) {
         const double now = cpuSeconds();
-        perSecond.push_back((now - secondStarted) * 1000 / n);
+        if (sessionSeconds > 0) perSecond.push_back((now - secondStarted) * 1000 / sessionSeconds);
         secondStarted = now;
+        sessionSeconds = 0;
       }
     }
-    figures.cpuMsPerSessionSecond = (cpuSeconds() - cpuBefore) * 1000 / (n * played);
+    figures.cpuMsPerSessionSecond = (cpuSeconds() - cpuBefore) * 1000 / (n * kPlayed);
     figures.medianCpuMsPerSessionSecond = median(perSecond);
     figures.kbPerSession = static_cast<double>(statusKB("VmHWM:") - baselineKB) / n;
     figures.threads = statusKB("Threads:");
@@ -373,8 +433,8 @@ Figures run(int n, bool faulty, bool offline) {
     const auto drainStart = Clock::now();
     auto pending = [&] {
       long count = 0;
-      for (const auto& session : listener->sessions) {
-        count += static_cast<SKYLVUXSession&>(*session).deliveryLedger()->total().pending();
+      for (const auto& viewer : viewers) {
+        count += static_cast<SKYLVUXSession&>(*viewer.session).deliveryLedger()->total().pending();
       }
       return count;
     };
@@ -386,8 +446,8 @@ Figures run(int n, bool faulty, bool offline) {
     const long heldKB = statusKB("VmRSS:");
     figures.kbLeftPerSession = static_cast<double>(heldKB - beforeBurstKB) / n;
     figures.kbHeldPerSession = static_cast<double>(heldKB - baselineKB) / n;
-    for (const auto& session : listener->sessions) {
-      const auto total = static_cast<SKYLVUXSession&>(*session).deliveryLedger()->total();
+    for (const auto& viewer : viewers) {
+      const auto total = static_cast<SKYLVUXSession&>(*viewer.session).deliveryLedger()->total();
       figures.fired += total.handed;
       figures.answered2xx += total.answered2xx;
       figures.answeredOther += total.answeredOther;
@@ -409,7 +469,7 @@ Figures run(int n, bool faulty, bool offline) {
 }
 
 // run() in a child process, so that each N starts from the same heap.
-std::optional<Figures> runInChild(int n, bool faulty, bool offline) {
+std::optional<Figures> runInChild(int n, bool faulty, bool offline, double stagger) {
   int fds[2];
   if (pipe(fds) != 0) return std::nullopt;
   std::fflush(nullptr);
@@ -417,7 +477,7 @@ std::optional<Figures> runInChild(int n, bool faulty, bool offline) {
   if (child < 0) return std::nullopt;
   if (child == 0) {
     close(fds[0]);
-    const Figures figures = run(n, faulty, offline);
+    const Figures figures = run(n, faulty, offline, stagger);
 #if defined(__SANITIZE_ADDRESS__)
     // _exit below skips the leak check of a normal exit: it runs here.
     __lsan_do_leak_check();
@@ -442,6 +502,7 @@ int main(int argc, char** argv) {
   std::vector<int> counts = {10, 100, 1000};
   bool countsGiven = false;
   int repeats = 1;
+  double stagger = 0;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
     const bool valueFollows = i + 1 < argc && std::atoi(argv[i + 1]) > 0;
@@ -455,27 +516,32 @@ int main(int argc, char** argv) {
       counts.push_back(std::atoi(argv[++i]));
     } else if (arg == "--repeat" && valueFollows) {
       repeats = std::atoi(argv[++i]);
+    } else if (arg == "--stagger" && valueFollows) {
+      stagger = std::atof(argv[++i]);
     } else {
       std::fprintf(stderr,
-                   "usage: session_load [--faulty | --offline] [--sessions N]... [--repeat K]\n");
+                   "usage: session_load [--faulty | --offline] [--sessions N]... [--repeat K] "
+                   "[--stagger S]\n");
       return 2;
     }
   }
   SKYLVelaLogConfigure(0);
   std::map<int, std::vector<Figures>> results;
-  std::printf("%s\n%6s %8s %8s %8s %8s %8s %9s %12s %8s %8s %14s %10s %10s %8s %22s\n",
+  const std::string shape =
+      stagger > 0 ? fmt::format("joins spread over {:g} s", stagger) : std::string("lock step");
+  std::printf("%s, %s\n%6s %8s %8s %8s %8s %8s %9s %12s %8s %8s %14s %10s %10s %8s %22s\n",
               offline  ? "offline (no HTTP)"
               : faulty ? "faulty sink"
                        : "healthy sink",
-              "N", "fired", "received", "2xx", "other", "failed", "drain s", "KB/session",
-              "KB held", "KB left", "CPU ms/sess·s", "median", "tick ms", "threads",
+              shape.c_str(), "N", "fired", "received", "2xx", "other", "failed", "drain s",
+              "KB/session", "KB held", "KB left", "CPU ms/sess·s", "median", "tick ms", "threads",
               "wire ms p50/p99/max");
   bool ok = true;
   // With --repeat the counts take turns, so that a busy spell of the
   // machine's neighbours falls on every N alike; the ratios are of medians.
   for (int round = 0; round < repeats; ++round) {
     for (const int n : counts) {
-      const auto figures = runInChild(n, faulty, offline);
+      const auto figures = runInChild(n, faulty, offline, stagger);
       if (!figures) {
         std::fprintf(stderr, "session_load: the run of %d sessions did not finish\n", n);
         return 1;

@@ -21,6 +21,7 @@
 #include <fstream>
 #include <memory>
 #include <optional>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -55,18 +56,29 @@ std::string readFile(const char* path) {
 // Serves /vmap/N (document N) on 127.0.0.1, as a CDN would: keep-alive
 // connections that last the whole run, and no Nagle delay (without
 // TCP_NODELAY the body, written after the headers, waits 40 ms for the
-// client's delayed ACK).
+// client's delayed ACK). The documents' own https URLs (tracking, media,
+// verification, content at *.example.* hosts) point here too, at
+// /ext/<host>/..., answered with 204: whatever a session fetches or fires
+// while it starts stays on loopback (a lookup of the generator's
+// hostnames leaves the machine, and can wait out a resolver's time-out of
+// seconds, holding the document's GET back behind it).
 class DocumentServer {
  public:
   DocumentServer() {
-    for (const char* path : kDocuments) documents_.push_back(readFile(path));
     server_.set_keep_alive_max_count(1 << 20);
     server_.set_tcp_nodelay(true);
     server_.Get(R"(/vmap/(\d))", [this](const httplib::Request& request, httplib::Response& out) {
       const auto& bytes = documents_.at(std::stoul(request.matches[1]));
       out.set_content(bytes.data(), bytes.size(), "application/xml");
     });
+    server_.Get(R"(/ext/.*)",
+                [](const httplib::Request&, httplib::Response& out) { out.status = 204; });
     port_ = server_.bind_to_any_port("127.0.0.1");
+    const std::regex external(R"(https://([a-z0-9.-]+\.example\.[a-z]+))");
+    const std::string here = "http://127.0.0.1:" + std::to_string(port_) + "/ext/$1";
+    for (const char* path : kDocuments) {
+      documents_.push_back(std::regex_replace(readFile(path), external, here));
+    }
     thread_ = std::thread([this] { server_.listen_after_bind(); });
     while (!server_.is_running()) std::this_thread::yield();
   }

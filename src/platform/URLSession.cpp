@@ -35,6 +35,17 @@ void initializeCurl() {
   std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
 }
 
+// The scheme and authority of an absolute URL ("http://host:port"): the
+// transfers that may share a connection. Two spellings of one server
+// ("http://h" and "http://h:80") get two keys; libcurl's own limit per host
+// still holds for them together.
+std::string connectionKey(const std::string& url) {
+  const size_t authority = url.find("://");
+  if (authority == std::string::npos) return url;
+  const size_t end = url.find_first_of("/?#", authority + 3);
+  return lowercaseASCII(std::string_view(url).substr(0, end));
+}
+
 std::string_view trimmedLine(std::string_view line) {
   while (!line.empty() && (line.back() == '\r' || line.back() == '\n')) line.remove_suffix(1);
   return line;
@@ -85,6 +96,8 @@ struct URLSessionDataTask::State {
   size_t limit = 0;
   bool exceeded = false;
   bool finished = false;
+  uint64_t sequence = 0;      // the order in which it was resumed
+  std::string connectionKey;  // counted under this while under way
   std::atomic<bool> resumed{false};
   char errorBuffer[CURL_ERROR_SIZE] = {};
 };
@@ -148,7 +161,7 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
         starting.swap(toStart);
         cancelling.swap(toCancel);
       }
-      for (auto& task : starting) waiting.push_back(std::move(task));
+      for (auto& task : starting) wait(std::move(task));
       for (auto& task : cancelling) cancelTask(task);
       beginWaiting();
       int stillRunning = 0;
@@ -166,7 +179,7 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
         completed = true;
       }
       // Those waiting take the places just freed, without a sleep between.
-      if (completed && !waiting.empty()) continue;
+      if (completed && waitingCount > 0) continue;
       // Sleep no longer than curl's own next timer (connection set-up and
       // retries run on those), and at most a second.
       long timeoutMs = -1;
@@ -182,20 +195,55 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
       task->release();
     }
     running.clear();
-    waiting.clear();
+    hosts.clear();
+    waitingCount = 0;
   }
 
-  // Begins waiting transfers, in order, while there is room.
+  void wait(std::shared_ptr<TaskState> task) {
+    task->sequence = nextSequence++;
+    task->connectionKey = connectionKey(task->request.url.absoluteString());
+    hosts[task->connectionKey].waiting.push_back(std::move(task));
+    ++waitingCount;
+  }
+
+  // Begins waiting transfers while there is room: at most so many at once,
+  // and no more to one host than it has connections (libcurl would only
+  // hold the others back, starting each over and over until a connection
+  // is free; meanwhile a transfer to another host would wait behind them).
+  // Of the hosts with room, the transfer resumed first goes first.
   void beginWaiting() {
     const size_t room = std::max<size_t>(1, configuration.maximumConcurrentTransfers);
-    while (running.size() < room && !waiting.empty()) {
-      const std::shared_ptr<TaskState> task = std::move(waiting.front());
-      waiting.pop_front();
-      begin(task);
+    const size_t perHost =
+        static_cast<size_t>(std::max(1L, configuration.maximumConnectionsPerHost));
+    while (running.size() < room && waitingCount > 0) {
+      auto next = hosts.end();
+      for (auto host = hosts.begin(); host != hosts.end(); ++host) {
+        if (host->second.waiting.empty() || host->second.underWay >= perHost) continue;
+        if (next == hosts.end() ||
+            host->second.waiting.front()->sequence < next->second.waiting.front()->sequence) {
+          next = host;
+        }
+      }
+      if (next == hosts.end()) return;
+      const std::shared_ptr<TaskState> task = std::move(next->second.waiting.front());
+      next->second.waiting.pop_front();
+      --waitingCount;
+      if (begin(task)) {
+        ++next->second.underWay;
+      } else if (next->second.underWay == 0 && next->second.waiting.empty()) {
+        hosts.erase(next);
+      }
     }
   }
 
   void finish(const std::shared_ptr<TaskState>& task, Result<URLSessionResponse> result) {
+    if (task->easy) {
+      // It was under way: its host has room for one more.
+      const auto host = hosts.find(task->connectionKey);
+      if (host != hosts.end() && --host->second.underWay == 0 && host->second.waiting.empty()) {
+        hosts.erase(host);
+      }
+    }
     task->finished = true;
     recycle(*task);
     task->release();
@@ -212,16 +260,17 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
     finish(task, urlError(kURLErrorCancelled, "cancelled"));
   }
 
-  void begin(const std::shared_ptr<TaskState>& task) {
-    if (task->finished) return;
+  // Whether the transfer is now under way.
+  bool begin(const std::shared_ptr<TaskState>& task) {
+    if (task->finished) return false;
     if (!task->request.url.isHTTPOrHTTPS()) {
       finish(task, urlError(kURLErrorUnsupportedURL, "unsupported URL"));
-      return;
+      return false;
     }
     CURL* easy = reusedOrNewHandle();
     if (!easy) {
       finish(task, urlError(kURLErrorUnknown, "could not create a transfer"));
-      return;
+      return false;
     }
     task->easy = easy;
     task->limit = configuration.maximumBodyBytes;
@@ -260,6 +309,7 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
     curl_easy_setopt(easy, CURLOPT_HEADERDATA, task.get());
     running[easy] = task;
     curl_multi_add_handle(multi, easy);
+    return true;
   }
 
   // A finished transfer's handle, reset, serves the next one: making and
@@ -286,7 +336,9 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
     char* effective = nullptr;
     curl_easy_getinfo(task->easy, CURLINFO_RESPONSE_CODE, &status);
     curl_easy_getinfo(task->easy, CURLINFO_EFFECTIVE_URL, &effective);
-    auto responseURL = effective ? URL::parse(effective) : std::nullopt;
+    // The request's own URL when nothing redirected it (no parse again).
+    const bool redirected = effective && task->request.url.absoluteString() != effective;
+    auto responseURL = redirected ? URL::parse(effective) : std::nullopt;
     URLSessionResponse response{std::move(task->body),
                                 HTTPURLResponse{responseURL.value_or(task->request.url), status,
                                                 std::move(task->responseHeaders)}};
@@ -404,7 +456,15 @@ struct URLSession::Impl : std::enable_shared_from_this<URLSession::Impl> {
   std::vector<std::shared_ptr<TaskState>> toStart SKYL_GUARDED_BY(mutex);
   std::vector<std::shared_ptr<TaskState>> toCancel SKYL_GUARDED_BY(mutex);
   // Session thread only.
-  std::deque<std::shared_ptr<TaskState>> waiting;  // resumed, not yet begun
+  // Per connection key: transfers resumed, not yet begun, in order; and
+  // how many are under way. A host is kept while it has either.
+  struct Host {
+    std::deque<std::shared_ptr<TaskState>> waiting;
+    size_t underWay = 0;
+  };
+  std::map<std::string, Host> hosts;
+  size_t waitingCount = 0;
+  uint64_t nextSequence = 0;
   std::map<CURL*, std::shared_ptr<TaskState>> running;
   std::vector<CURL*> idle;  // handles of finished transfers, for the next
 };

@@ -78,14 +78,15 @@ class URLSession : public std::enable_shared_from_this<URLSession> {
   struct Configuration {
     size_t maximumBodyBytes = 16u << 20;
     long maximumRedirects = 10;
-    // Connections to one host at a time; more transfers queue for them.
+    // Connections to one host at a time; more transfers to it wait their
+    // turn here, in order, and are never handed to libcurl (which would
+    // hold them back and set each up again at every step of its loop).
     long maximumConnectionsPerHost = 6;
-    // Transfers under way at once; more wait their turn, in order. (Handed
-    // to libcurl all at once, a burst of thousands of beacons costs every
-    // step of the transfer loop a walk over all of them.) Twice the
-    // connections to one host: two hosts at full speed. Transfers handed to
-    // libcurl beyond the connections it may open only wait inside it, and
-    // lengthen each step of its loop meanwhile.
+    // Transfers under way at once; more wait their turn. (Handed to libcurl
+    // all at once, a burst of thousands of beacons costs every step of the
+    // transfer loop a walk over all of them.) Twice the connections to one
+    // host: two hosts at full speed. Of the hosts with a connection free,
+    // the transfer resumed first goes first.
     size_t maximumConcurrentTransfers = 12;
     // The longest a connection may take to open, TLS handshake included
     // (a TLS client at a plain-HTTP port hears nothing back); never more

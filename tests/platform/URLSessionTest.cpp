@@ -288,6 +288,50 @@ TEST(URLSessionTest, ABurstWaitsItsTurnAndEveryTransferCompletes) {
   EXPECT_EQ(server.requests().size(), static_cast<size_t>(kBurst - 1));
 }
 
+// A burst to one host holds at most its connections; a transfer to
+// another host starts at once, not behind the burst.
+TEST(URLSessionTest, AHostsBurstKeepsToItsConnectionsAndHoldsNoOtherHostBack) {
+  std::promise<void> release;
+  const std::shared_future<void> released = release.get_future().share();
+  std::atomic<int> inFlight{0}, most{0};
+  LoopbackServer busy([&](httplib::Server& s) {
+    s.Get("/held", [&](const httplib::Request&, httplib::Response& response) {
+      const int now = ++inFlight;
+      for (int seen = most.load(); now > seen && !most.compare_exchange_weak(seen, now);) {
+      }
+      released.wait_for(10s);
+      --inFlight;
+      response.status = 204;
+    });
+  });
+  LoopbackServer other;
+  URLSession::Configuration configuration;
+  configuration.maximumConnectionsPerHost = 2;
+  configuration.maximumConcurrentTransfers = 4;
+  auto session = URLSession::create(configuration);
+  constexpr int kBurst = 10;
+  std::atomic<int> answered{0};
+  std::promise<void> burstDone;
+  for (int i = 0; i < kBurst; ++i) {
+    session
+        ->dataTask(
+            request(busy.url("/held")),
+            [&](Result<URLSessionResponse> result) {
+              if (result.ok() && result->response.statusCode == 204 && ++answered == kBurst) {
+                burstDone.set_value();
+              }
+            })
+        ->resume();
+  }
+  const auto alone = fetch(*session, request(other.url("/status/200")));
+  ASSERT_TRUE(alone.ok()) << alone.error().description();
+  EXPECT_EQ(alone->response.statusCode, 200);
+  EXPECT_EQ(answered.load(), 0);
+  release.set_value();
+  ASSERT_EQ(burstDone.get_future().wait_for(10s), std::future_status::ready);
+  EXPECT_LE(most.load(), 2);
+}
+
 TEST(URLSessionTest, ShutdownAbandonsTasksInFlightWithoutWaiting) {
   LoopbackServer server;
   std::atomic<int> completions{0};
