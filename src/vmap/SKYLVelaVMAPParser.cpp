@@ -1,5 +1,7 @@
 #include "vmap/SKYLVelaVMAPParser.h"
 
+#include <algorithm>
+#include <array>
 #include <cctype>
 #include <cmath>
 #include <cstdint>
@@ -187,9 +189,11 @@ void addBreakTracking(SKYLVelaTrackingEventsCollectionBuilder& builder,
   });
 }
 
+// The offsets of the linear events VAST places by the ad's duration.
+using Marks = std::array<std::pair<std::string_view, std::string>, 5>;
+
 void addLinearTracking(SKYLVelaTrackingEventsCollectionBuilder& builder,
-                       const OptionalElement& trackingEvents,
-                       const std::map<std::string_view, std::string>& marks) {
+                       const OptionalElement& trackingEvents, const Marks& marks) {
   if (!trackingEvents) return;
   trackingEvents->forEachChildWithTag("Tracking", [&](const Element& tracking) {
     const auto eventAttribute = tracking.valueForAttribute("event");
@@ -199,7 +203,9 @@ void addLinearTracking(SKYLVelaTrackingEventsCollectionBuilder& builder,
     const auto offset = tracking.valueForAttribute("offset");
     if (offset && !equalsIgnoringASCIICase(event, "creativeView")) {
       builder.addTrackingEventNamed(event, *offset, std::move(url));
-    } else if (const auto found = marks.find(event); found != marks.end()) {
+    } else if (const auto found = std::find_if(marks.begin(), marks.end(),
+                                               [&](const auto& m) { return m.first == event; });
+               found != marks.end()) {
       builder.addTrackingEventNamed(event, found->second, std::move(url));
     } else {
       builder.addTrackingEventNamed(event, std::move(url));
@@ -311,18 +317,18 @@ Result<SKYLVelaAdBuilder> SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError
   builder.logicalOffset = logicalTime;
 
   const double d = builder.duration.seconds();
-  const std::map<std::string_view, std::string> marks = {
+  const Marks marks = {{
       {kSKYLVelaTrackingEventsNameStart, "0"},
       {kSKYLVelaTrackingEventsNameFirstQuartile, mark(d * 0.25)},
       {kSKYLVelaTrackingEventsNameMidpoint, mark(d * 0.5)},
       {kSKYLVelaTrackingEventsNameThirdQuartile, mark(d * 0.75)},
       {kSKYLVelaTrackingEventsNameComplete, mark(d)},
-  };
+  }};
   const OptionalElement linearTracking = linear->firstChildWithTag("TrackingEvents");
   SKYLVelaTrackingEventsCollectionBuilder tracking;
   tracking.trackingEvents.reserve(countChildren(breakTrackingEvents, "Tracking") +
                                   countChildren(linearTracking, "Tracking"));
-  addBreakTracking(tracking, breakTrackingEvents, marks.at(kSKYLVelaTrackingEventsNameComplete));
+  addBreakTracking(tracking, breakTrackingEvents, marks.back().second);
   addLinearTracking(tracking, linearTracking, marks);
   builder.trackingEventsCollection = std::move(tracking).buildTrackingEventsCollection();
 
