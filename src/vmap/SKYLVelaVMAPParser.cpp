@@ -86,13 +86,6 @@ std::string trimmedText(const Element& element) {
 // into beacon URLs; a beacon dropped is a billing event lost, so such
 // characters are percent-encoded (the text is UTF-8 already) rather than
 // refused. What is still no URL is logged.
-std::optional<URL> urlOf(const Element& element);
-
-std::optional<URL> urlOf(const OptionalElement& element) {
-  if (!element) return std::nullopt;
-  return urlOf(*element);
-}
-
 std::optional<URL> urlOf(const Element& element) {
   const std::string_view text = SKYLTrimmedXMLStringView(element.stringView());
   if (text.empty()) return std::nullopt;
@@ -100,6 +93,11 @@ std::optional<URL> urlOf(const Element& element) {
   if (auto url = URL::parseEncodingInvalidCharacters(text)) return url;
   SKYLVelaLog("Could not parse URL `%@` in <%@>.", shown(text), element.tag());
   return std::nullopt;
+}
+
+std::optional<URL> urlOf(const OptionalElement& element) {
+  if (!element) return std::nullopt;
+  return urlOf(*element);
 }
 
 // The URLs of the children of parent named tag, in document order.
