@@ -6,15 +6,13 @@ SKYLXMLElementDictionary SKYLAdBuilderDictionaryFromXMLElement(const SKYLVelaXML
   SKYLXMLElementDictionary dictionary;
   dictionary.tag = element.localName();
   dictionary.attributes = element.copyAttributes();
-  const auto& children = element.children();
-  if (children.empty()) {
+  std::vector<SKYLXMLElementDictionary> content;
+  element.forEachChild([&](const SKYLVelaXMLElement& child) {
+    content.push_back(SKYLAdBuilderDictionaryFromXMLElement(child));
+  });
+  if (content.empty()) {
     dictionary.content = std::string(element.stringView());
   } else {
-    std::vector<SKYLXMLElementDictionary> content;
-    content.reserve(children.size());
-    for (const auto& child : children) {
-      content.push_back(SKYLAdBuilderDictionaryFromXMLElement(child));
-    }
     dictionary.content = std::move(content);
   }
   return dictionary;

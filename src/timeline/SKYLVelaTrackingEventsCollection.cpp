@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <span>
 
 #include "platform/Description.h"
 #include "platform/Hashing.h"
@@ -14,32 +15,54 @@ bool hasOrderedPlace(const SKYLVelaTrackingEvent& event) {
          event.name() != kSKYLVelaTrackingEventsNameBreakEnd;
 }
 
+// std::stable_sort, without the buffer it allocates for every call: a
+// collection holds a dozen events or so, which an insertion sort (stable
+// too) orders in place.
+template <typename Iterator, typename Less>
+void stableSortInPlace(Iterator first, Iterator last, Less less) {
+  constexpr std::ptrdiff_t kLongest = 32;
+  if (last - first > kLongest) {
+    std::stable_sort(first, last, less);
+    return;
+  }
+  for (Iterator i = first; i != last; ++i) {
+    const auto value = *i;
+    Iterator j = i;
+    for (; j != first && less(value, *(j - 1)); --j) *j = *(j - 1);
+    *j = value;
+  }
+}
+
 }  // namespace
 
 SKYLVelaTrackingEventsCollection::SKYLVelaTrackingEventsCollection(
     std::vector<SKYLVelaTrackingEvent> trackingEvents) {
   const size_t count = trackingEvents.size();
-  // Where each event goes, by the order in which it was added.
-  std::vector<uint32_t> ordered;
-  std::vector<uint32_t> rest;
-  for (uint32_t i = 0; i < count; ++i) {
-    (hasOrderedPlace(trackingEvents[i]) ? ordered : rest).push_back(i);
+  // One scratch buffer: the events in their new order (by the order in
+  // which they were added: those with an ordered place, then the rest),
+  // and after it where each added event went.
+  std::vector<uint32_t> scratch(2 * count);
+  const auto order = std::span(scratch).first(count);
+  const auto placeOf = std::span(scratch).last(count);
+  size_t ordered = 0;
+  for (uint32_t i = 0; i < count; ++i) ordered += hasOrderedPlace(trackingEvents[i]);
+  for (uint32_t i = 0, front = 0, back = static_cast<uint32_t>(ordered); i < count; ++i) {
+    order[hasOrderedPlace(trackingEvents[i]) ? front++ : back++] = i;
   }
-  std::stable_sort(ordered.begin(), ordered.end(), [&](uint32_t a, uint32_t b) {
-    return SKYLVelaTrackingEvent::compareByOffset(trackingEvents[a], trackingEvents[b]) < 0;
-  });
-  orderedCount_ = ordered.size();
-  std::vector<uint32_t> placeOf(count);
+  stableSortInPlace(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(ordered),
+                    [&](uint32_t a, uint32_t b) {
+                      return SKYLVelaTrackingEvent::compareByOffset(trackingEvents[a],
+                                                                    trackingEvents[b]) < 0;
+                    });
+  orderedCount_ = ordered;
   events_.reserve(count);
-  for (const auto* part : {&ordered, &rest}) {
-    for (const uint32_t added : *part) {
-      placeOf[added] = static_cast<uint32_t>(events_.size());
-      events_.push_back(std::move(trackingEvents[added]));
-    }
+  for (const uint32_t added : order) {
+    placeOf[added] = static_cast<uint32_t>(events_.size());
+    events_.push_back(std::move(trackingEvents[added]));
   }
   byName_.resize(count);
   std::iota(byName_.begin(), byName_.end(), 0u);
-  std::stable_sort(byName_.begin(), byName_.end(), [&](uint32_t a, uint32_t b) {
+  stableSortInPlace(byName_.begin(), byName_.end(), [&](uint32_t a, uint32_t b) {
     return events_[placeOf[a]].name() < events_[placeOf[b]].name();
   });
   for (auto& position : byName_) position = placeOf[position];

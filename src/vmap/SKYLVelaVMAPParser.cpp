@@ -1,5 +1,7 @@
 #include "vmap/SKYLVelaVMAPParser.h"
 
+#include <algorithm>
+#include <array>
 #include <cctype>
 #include <cmath>
 #include <cstdint>
@@ -42,19 +44,25 @@ std::optional<SKYLVelaXMLElement> adOfBreak(const SKYLVelaXMLElement& adBreak) {
   const auto inVMAP = [&](const SKYLVelaXMLElement& element, std::string_view name) {
     return element.localName() == name && element.namespaceURI() == *vmap;
   };
-  for (const auto& source : adBreak.children()) {
-    if (!inVMAP(source, "AdSource")) continue;
-    for (const auto& data : source.children()) {
-      if (!inVMAP(data, "VASTData") && !inVMAP(data, "VASTAdData")) continue;
-      for (const auto& vast : data.children()) {
-        if (vast.localName() != "VAST") continue;
-        for (const auto& ad : vast.children()) {
-          if (ad.localName() == "Ad") return ad;
-        }
-      }
-    }
-  }
-  return std::nullopt;
+  std::optional<SKYLVelaXMLElement> found;
+  // Each visit answers whether to walk on.
+  adBreak.forEachChild([&](const Element& source) {
+    if (!inVMAP(source, "AdSource")) return true;
+    source.forEachChild([&](const Element& data) {
+      if (!inVMAP(data, "VASTData") && !inVMAP(data, "VASTAdData")) return true;
+      data.forEachChild([&](const Element& vast) {
+        if (vast.localName() != "VAST") return true;
+        vast.forEachChild([&](const Element& ad) {
+          if (ad.localName() == "Ad") found = ad;
+          return !found;
+        });
+        return !found;
+      });
+      return !found;
+    });
+    return !found;
+  });
+  return found;
 }
 
 // A document's text as an error quotes it: no time string is longer than
@@ -78,22 +86,33 @@ std::string trimmedText(const Element& element) {
 // into beacon URLs; a beacon dropped is a billing event lost, so such
 // characters are percent-encoded (the text is UTF-8 already) rather than
 // refused. What is still no URL is logged.
-std::optional<URL> urlOf(const OptionalElement& element) {
-  if (!element) return std::nullopt;
-  const std::string_view text = SKYLTrimmedXMLStringView(element->stringView());
+std::optional<URL> urlOf(const Element& element) {
+  const std::string_view text = SKYLTrimmedXMLStringView(element.stringView());
   if (text.empty()) return std::nullopt;
   if (auto url = URL::parse(text)) return url;
   if (auto url = URL::parseEncodingInvalidCharacters(text)) return url;
-  SKYLVelaLog("Could not parse URL `%@` in <%@>.", shown(text), element->tag());
+  SKYLVelaLog("Could not parse URL `%@` in <%@>.", shown(text), element.tag());
   return std::nullopt;
 }
 
-std::vector<URL> urlsOf(const Element::Elements& elements) {
+std::optional<URL> urlOf(const OptionalElement& element) {
+  if (!element) return std::nullopt;
+  return urlOf(*element);
+}
+
+// The URLs of the children of parent named tag, in document order.
+std::vector<URL> urlsOfChildren(const Element& parent, std::string_view tag) {
   std::vector<URL> urls;
-  for (const auto& element : elements) {
+  parent.forEachChildWithTag(tag, [&](const Element& element) {
     if (auto url = urlOf(element)) urls.push_back(std::move(*url));
-  }
+  });
   return urls;
+}
+
+size_t countChildren(const OptionalElement& parent, std::string_view tag) {
+  size_t count = 0;
+  if (parent) parent->forEachChildWithTag(tag, [&](const Element&) { ++count; });
+  return count;
 }
 
 OptionalElement childPath(const OptionalElement& from,
@@ -129,9 +148,9 @@ std::string mark(double seconds) {
 std::vector<SKYLXMLElementDictionary> dictionariesOfChildren(const OptionalElement& element) {
   std::vector<SKYLXMLElementDictionary> dictionaries;
   if (!element) return dictionaries;
-  for (const auto& child : element->children()) {
+  element->forEachChild([&](const Element& child) {
     dictionaries.push_back(SKYLAdBuilderDictionaryFromXMLElement(child));
-  }
+  });
   return dictionaries;
 }
 
@@ -139,12 +158,13 @@ std::shared_ptr<const SKYLVelaTrackingEventsCollection> trackingByEventName(
     const OptionalElement& trackingEvents) {
   SKYLVelaTrackingEventsCollectionBuilder builder;
   if (trackingEvents) {
-    for (const auto& tracking : trackingEvents->childrenWithTag("Tracking")) {
+    builder.trackingEvents.reserve(countChildren(trackingEvents, "Tracking"));
+    trackingEvents->forEachChildWithTag("Tracking", [&](const Element& tracking) {
       // A Tracking without an event names nothing to fire it on.
       if (auto event = tracking.valueForAttribute("event")) {
         builder.addTrackingEventNamed(std::move(*event), urlOf(tracking));
       }
-    }
+    });
   }
   return std::move(builder).buildTrackingEventsCollection();
 }
@@ -152,9 +172,9 @@ std::shared_ptr<const SKYLVelaTrackingEventsCollection> trackingByEventName(
 void addBreakTracking(SKYLVelaTrackingEventsCollectionBuilder& builder,
                       const OptionalElement& breakTracking, const std::string& completeMark) {
   if (!breakTracking) return;
-  for (const auto& tracking : breakTracking->childrenWithTag("Tracking")) {
+  breakTracking->forEachChildWithTag("Tracking", [&](const Element& tracking) {
     const auto eventAttribute = tracking.valueForAttribute("event");
-    if (!eventAttribute) continue;
+    if (!eventAttribute) return;
     const std::string& event = *eventAttribute;
     auto url = urlOf(tracking);
     if (event == kSKYLVelaTrackingEventsNameBreakStart) {
@@ -164,27 +184,31 @@ void addBreakTracking(SKYLVelaTrackingEventsCollectionBuilder& builder,
     } else {
       builder.addTrackingEventNamed(event, std::move(url));
     }
-  }
+  });
 }
 
-void addLinearTracking(SKYLVelaTrackingEventsCollectionBuilder& builder, const Element& linear,
-                       const std::map<std::string_view, std::string>& marks) {
-  const auto trackingEvents = linear.firstChildWithTag("TrackingEvents");
+// The offsets of the linear events VAST places by the ad's duration.
+using Marks = std::array<std::pair<std::string_view, std::string>, 5>;
+
+void addLinearTracking(SKYLVelaTrackingEventsCollectionBuilder& builder,
+                       const OptionalElement& trackingEvents, const Marks& marks) {
   if (!trackingEvents) return;
-  for (const auto& tracking : trackingEvents->childrenWithTag("Tracking")) {
+  trackingEvents->forEachChildWithTag("Tracking", [&](const Element& tracking) {
     const auto eventAttribute = tracking.valueForAttribute("event");
-    if (!eventAttribute) continue;
+    if (!eventAttribute) return;
     const std::string& event = *eventAttribute;
     auto url = urlOf(tracking);
     const auto offset = tracking.valueForAttribute("offset");
     if (offset && !equalsIgnoringASCIICase(event, "creativeView")) {
       builder.addTrackingEventNamed(event, *offset, std::move(url));
-    } else if (const auto found = marks.find(event); found != marks.end()) {
+    } else if (const auto found = std::find_if(marks.begin(), marks.end(),
+                                               [&](const auto& m) { return m.first == event; });
+               found != marks.end()) {
       builder.addTrackingEventNamed(event, found->second, std::move(url));
     } else {
       builder.addTrackingEventNamed(event, std::move(url));
     }
-  }
+  });
 }
 
 std::shared_ptr<const SKYLVelaCompanionAd> companionOf(const Element& companion) {
@@ -197,7 +221,7 @@ std::shared_ptr<const SKYLVelaCompanionAd> companionOf(const Element& companion)
     builder.staticResourceCreativeType = resource->valueForAttribute("creativeType");
   }
   builder.clickThroughURL = urlOf(companion.firstChildWithTag("CompanionClickThrough"));
-  builder.clickTrackingURLs = urlsOf(companion.childrenWithTag("CompanionClickTracking"));
+  builder.clickTrackingURLs = urlsOfChildren(companion, "CompanionClickTracking");
   builder.trackingEventsCollection =
       trackingByEventName(companion.firstChildWithTag("TrackingEvents"));
   return std::move(builder).buildCompanionAd();
@@ -208,16 +232,16 @@ SKYLVelaAd::Verifications verificationsOf(const Element& inLine) {
   if (!container) {
     // Before VAST 4.1 verifications travelled in an extension.
     if (const auto extensions = inLine.firstChildWithTag("Extensions")) {
-      for (const auto& extension : extensions->childrenWithTag("Extension")) {
-        if (extension.valueForAttribute("type") != "AdVerifications") continue;
+      extensions->forEachChildWithTag("Extension", [&](const Element& extension) {
+        if (extension.valueForAttribute("type") != "AdVerifications") return true;
         container = extension.firstChildWithTag("AdVerifications");
-        if (container) break;
-      }
+        return !container;
+      });
     }
   }
   SKYLVelaAd::Verifications verifications;
   if (!container) return verifications;
-  for (const auto& verification : container->children()) {
+  container->forEachChild([&](const Element& verification) {
     const auto script = verification.firstChildWithTag("JavaScriptResource");
     const auto parameters = verification.firstChildWithTag("VerificationParameters");
     verifications.push_back(std::make_shared<const SKYLAdVerification>(
@@ -226,7 +250,7 @@ SKYLVelaAd::Verifications verificationsOf(const Element& inLine) {
         script && boolValue(script->valueForAttribute("browserOptional").value_or("")),
         urlOf(script), parameters ? std::optional(parameters->stringValue()) : std::nullopt,
         trackingByEventName(verification.firstChildWithTag("TrackingEvents"))));
-  }
+  });
   return verifications;
 }
 
@@ -235,9 +259,9 @@ std::shared_ptr<const SKYLViewableImpressionCollection> viewableImpressionOf(
   const auto element = inLine.firstChildWithTag("ViewableImpression");
   if (!element) return nullptr;
   auto collection = std::make_shared<SKYLViewableImpressionCollection>();
-  collection->viewableImpressionURLs = urlsOf(element->childrenWithTag("Viewable"));
-  collection->notViewableImpressionURLs = urlsOf(element->childrenWithTag("NotViewable"));
-  collection->viewUndeterminedImpressionURLs = urlsOf(element->childrenWithTag("ViewUndetermined"));
+  collection->viewableImpressionURLs = urlsOfChildren(*element, "Viewable");
+  collection->notViewableImpressionURLs = urlsOfChildren(*element, "NotViewable");
+  collection->viewUndeterminedImpressionURLs = urlsOfChildren(*element, "ViewUndetermined");
   return collection;
 }
 
@@ -253,24 +277,22 @@ Result<SKYLVelaAdBuilder> SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError
   if (inLine) {
     if (const auto title = inLine->firstChildWithTag("AdTitle"))
       builder.adTitle = trimmedText(*title);
-    builder.impressionURLs = urlsOf(inLine->childrenWithTag("Impression"));
+    builder.impressionURLs = urlsOfChildren(*inLine, "Impression");
     builder.viewableImpression = viewableImpressionOf(*inLine);
   }
 
   // The first creative with a Linear is the ad; later ones are ignored.
   OptionalElement linearCreative;
-  Element::Elements walkedCreatives;
-  if (const auto creatives = childPath(inLine, {"Creatives"})) {
-    for (const auto& creative : creatives->children()) {
-      if (creative.firstChildWithTag("Linear")) {
-        if (linearCreative) {
-          SKYLVelaLog("Cannot process multiple Linear elements within a single Ad element.");
-          continue;
-        }
-        linearCreative = creative;
+  const OptionalElement creatives = childPath(inLine, {"Creatives"});
+  if (creatives) {
+    creatives->forEachChild([&](const Element& creative) {
+      if (!creative.firstChildWithTag("Linear")) return;
+      if (linearCreative) {
+        SKYLVelaLog("Cannot process multiple Linear elements within a single Ad element.");
+        return;
       }
-      walkedCreatives.push_back(creative);
-    }
+      linearCreative = creative;
+    });
   }
 
   const OptionalElement linear = childPath(linearCreative, {"Linear"});
@@ -293,30 +315,36 @@ Result<SKYLVelaAdBuilder> SKYLVelaParseAdBuilderFromElementAndBeginTimeWithError
   builder.logicalOffset = logicalTime;
 
   const double d = builder.duration.seconds();
-  const std::map<std::string_view, std::string> marks = {
+  const Marks marks = {{
       {kSKYLVelaTrackingEventsNameStart, "0"},
       {kSKYLVelaTrackingEventsNameFirstQuartile, mark(d * 0.25)},
       {kSKYLVelaTrackingEventsNameMidpoint, mark(d * 0.5)},
       {kSKYLVelaTrackingEventsNameThirdQuartile, mark(d * 0.75)},
       {kSKYLVelaTrackingEventsNameComplete, mark(d)},
-  };
+  }};
+  const OptionalElement linearTracking = linear->firstChildWithTag("TrackingEvents");
   SKYLVelaTrackingEventsCollectionBuilder tracking;
-  addBreakTracking(tracking, breakTrackingEvents, marks.at(kSKYLVelaTrackingEventsNameComplete));
-  addLinearTracking(tracking, *linear, marks);
+  tracking.trackingEvents.reserve(countChildren(breakTrackingEvents, "Tracking") +
+                                  countChildren(linearTracking, "Tracking"));
+  addBreakTracking(tracking, breakTrackingEvents, marks.back().second);
+  addLinearTracking(tracking, linearTracking, marks);
   builder.trackingEventsCollection = std::move(tracking).buildTrackingEventsCollection();
 
   if (const auto clicks = linear->firstChildWithTag("VideoClicks")) {
     builder.clickThroughURL = urlOf(clicks->firstChildWithTag("ClickThrough"));
-    builder.clickTrackingURLs = urlsOf(clicks->childrenWithTag("ClickTracking"));
+    builder.clickTrackingURLs = urlsOfChildren(*clicks, "ClickTracking");
   }
 
+  // Companions of every creative but the Linear ones after the first.
   SKYLVelaCompanionAdsCollectionBuilder companions;
-  for (const auto& creative : walkedCreatives) {
-    if (const auto companionAds = creative.firstChildWithTag("CompanionAds")) {
-      for (const auto& companion : companionAds->children()) {
-        companions.addCompanionAd(companionOf(companion));
+  if (creatives) {
+    creatives->forEachChild([&](const Element& creative) {
+      if (creative != *linearCreative && creative.firstChildWithTag("Linear")) return;
+      if (const auto companionAds = creative.firstChildWithTag("CompanionAds")) {
+        companionAds->forEachChild(
+            [&](const Element& companion) { companions.addCompanionAd(companionOf(companion)); });
       }
-    }
+    });
   }
   builder.companionsCollection = companions.buildCompanionAdsCollection();
 

@@ -25,13 +25,13 @@ size_t skipPast(std::string_view data, size_t i, std::string_view terminator) {
 // outside a quoted value.
 size_t scanStartTag(std::string_view data, size_t i, size_t& attributes) {
   attributes = 0;
-  char quote = 0;
   for (++i; i < data.size(); ++i) {
     const char c = data[i];
-    if (quote) {
-      if (c == quote) quote = 0;
-    } else if (c == '"' || c == '\'') {
-      quote = c;
+    if (c == '"' || c == '\'') {
+      // Values (URLs, mostly) are the bulk of a tag: skip to the closing
+      // quote at once.
+      i = data.find(c, i + 1);
+      if (i == std::string_view::npos) return i;
     } else if (c == '=') {
       ++attributes;
     } else if (c == '>') {

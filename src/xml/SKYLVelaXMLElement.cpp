@@ -220,10 +220,45 @@ std::optional<SKYLVelaXMLElement> SKYLVelaXMLElement::nextSibling() const {
   return wrap(node_->next);
 }
 
+XMLNodePtr SKYLVelaXMLElement::elementAtOrAfter(XMLNodePtr node,
+                                                std::optional<std::string_view> tag) {
+  for (; node; node = node->next) {
+    if (node->type == XML_ELEMENT_NODE && SKYLVelaXMLNodeMatchesTagInNamespace(node, tag, {})) {
+      return node;
+    }
+  }
+  return nullptr;
+}
+
+XMLNodePtr SKYLVelaXMLElement::firstChildNode(XMLNodePtr node) { return node->children; }
+XMLNodePtr SKYLVelaXMLElement::nextNode(XMLNodePtr node) { return node->next; }
+
+void SKYLVelaXMLElement::moveTo(XMLNodePtr node) {
+  node_ = node;
+  cache_.reset();
+}
+
+namespace {
+
+// The number of element children that match; a list of them is made at
+// its full size at once.
+size_t countMatchingChildren(XMLNodePtr node, std::optional<std::string_view> tag,
+                             std::optional<std::string_view> inNamespace) {
+  size_t count = 0;
+  for (XMLNodePtr child = node->children; child; child = child->next) {
+    count += child->type == XML_ELEMENT_NODE &&
+             SKYLVelaXMLNodeMatchesTagInNamespace(child, tag, inNamespace);
+  }
+  return count;
+}
+
+}  // namespace
+
 const SKYLVelaXMLElement::Elements& SKYLVelaXMLElement::children() const {
   auto& children = cache().children;
   if (!children) {
     children.emplace();
+    children->reserve(countMatchingChildren(node_, std::nullopt, std::nullopt));
     for (XMLNodePtr child = node_->children; child; child = child->next) {
       if (child->type == XML_ELEMENT_NODE) children->emplace_back(document_, child);
     }
@@ -279,6 +314,7 @@ SKYLVelaXMLElement::Elements SKYLVelaXMLElement::childrenWithTag(std::string_vie
 SKYLVelaXMLElement::Elements SKYLVelaXMLElement::childrenWithTag(
     std::string_view tag, std::optional<std::string_view> inNamespace) const {
   Elements found;
+  found.reserve(countMatchingChildren(node_, tag, inNamespace));
   for (XMLNodePtr child = node_->children; child; child = child->next) {
     if (child->type == XML_ELEMENT_NODE &&
         SKYLVelaXMLNodeMatchesTagInNamespace(child, tag, inNamespace)) {

@@ -8,6 +8,8 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "platform/DateParser.h"
@@ -89,6 +91,19 @@ class SKYLVelaXMLElement {
   Elements childrenWithTag(std::string_view tag) const;
   Elements childrenWithTag(std::string_view tag, std::optional<std::string_view> inNamespace) const;
 
+  // Calls visit(child) for each element child in document order (with a
+  // tag, for each that firstChildWithTag would match), without building a
+  // list: one wrapper is handed to every call in turn, so copy it to keep
+  // it. A visit that returns bool stops the walk by returning false.
+  template <typename Visit>
+  void forEachChild(Visit&& visit) const {
+    forEachChildMatching(std::nullopt, std::forward<Visit>(visit));
+  }
+  template <typename Visit>
+  void forEachChildWithTag(std::string_view tag, Visit&& visit) const {
+    forEachChildMatching(tag, std::forward<Visit>(visit));
+  }
+
   // The text content, untrimmed; empty when there is none.
   const std::string& stringValue() const;
   // The same text, read in place when it is a single text or CDATA node
@@ -125,6 +140,29 @@ class SKYLVelaXMLElement {
 
  private:
   std::optional<SKYLVelaXMLElement> wrap(XMLNodePtr node) const;
+  // The first element sibling at or after node whose name is tag (any
+  // name without one); null when there is none.
+  static XMLNodePtr elementAtOrAfter(XMLNodePtr node, std::optional<std::string_view> tag);
+  static XMLNodePtr firstChildNode(XMLNodePtr node);
+  static XMLNodePtr nextNode(XMLNodePtr node);
+  // Points this wrapper at another node of its document, dropping what it
+  // had cached.
+  void moveTo(XMLNodePtr node);
+
+  template <typename Visit>
+  void forEachChildMatching(std::optional<std::string_view> tag, Visit&& visit) const {
+    XMLNodePtr node = elementAtOrAfter(firstChildNode(node_), tag);
+    if (!node) return;
+    SKYLVelaXMLElement child(document_, node);
+    for (; node; node = elementAtOrAfter(nextNode(node), tag)) {
+      child.moveTo(node);
+      if constexpr (std::is_same_v<std::invoke_result_t<Visit&, const SKYLVelaXMLElement&>, bool>) {
+        if (!visit(std::as_const(child))) return;
+      } else {
+        visit(std::as_const(child));
+      }
+    }
+  }
   XPathObjectHandle evaluate(std::string_view expression) const;
 
   struct Cache;
