@@ -1,28 +1,12 @@
 #include "live2/SKYLSSAILive2TrackingClient.h"
 
-#include <cctype>
 #include <chrono>
 
 #include "live2/SKYLSSAILive2HTTP.h"
+#include "platform/PercentEncoding.h"
 
 namespace skylark {
 namespace {
-
-std::string percentEncode(std::string_view value) {
-  static const char* hex = "0123456789ABCDEF";
-  std::string out;
-  for (const char c : value) {
-    const auto u = static_cast<unsigned char>(c);
-    if (std::isalnum(u) || c == '-' || c == '.' || c == '_' || c == '~') {
-      out += c;
-    } else {
-      out += '%';
-      out += hex[u >> 4];
-      out += hex[u & 15];
-    }
-  }
-  return out;
-}
 
 // The URL with every "nextToken" item removed and "nextToken=token"
 // appended after the others.
@@ -48,7 +32,7 @@ std::optional<URL> withToken(const URL& url, const std::string& token) {
     }
   }
   if (!query.empty()) query += '&';
-  query += "nextToken=" + percentEncode(token);
+  query += "nextToken=" + percentEncodedComponent(token);
   return URL::parse(base + "?" + query + fragment);
 }
 

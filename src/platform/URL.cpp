@@ -1,6 +1,7 @@
 #include "platform/URL.h"
 
 #include "platform/ASCIICase.h"
+#include "platform/PercentEncoding.h"
 
 #include <algorithm>
 #include <array>
@@ -154,8 +155,19 @@ bool isKeptInURL(char c) {
 
 }  // namespace
 
-std::optional<URL> URL::parseEncodingInvalidCharacters(std::string_view text) {
+namespace {
+
+void appendPercentEncoded(std::string& out, char c) {
   static constexpr char kHex[] = "0123456789ABCDEF";
+  const auto byte = static_cast<unsigned char>(c);
+  out += '%';
+  out += kHex[byte >> 4];
+  out += kHex[byte & 0xf];
+}
+
+}  // namespace
+
+std::optional<URL> URL::parseEncodingInvalidCharacters(std::string_view text) {
   std::string encoded;
   encoded.reserve(text.size());
   for (size_t i = 0; i < text.size(); ++i) {
@@ -165,13 +177,24 @@ std::optional<URL> URL::parseEncodingInvalidCharacters(std::string_view text) {
     if (isKeptInURL(c) || escape) {
       encoded += c;
     } else {
-      const auto byte = static_cast<unsigned char>(c);
-      encoded += '%';
-      encoded += kHex[byte >> 4];
-      encoded += kHex[byte & 0xf];
+      appendPercentEncoded(encoded, c);
     }
   }
   return parse(encoded);
+}
+
+std::string percentEncodedComponent(std::string_view value) {
+  std::string encoded;
+  encoded.reserve(value.size());
+  for (const char c : value) {
+    if (std::isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '.' || c == '_' ||
+        c == '~') {
+      encoded += c;
+    } else {
+      appendPercentEncoded(encoded, c);
+    }
+  }
+  return encoded;
 }
 
 std::optional<URL> URL::resolve(std::string_view reference, const URL& base) {

@@ -1,30 +1,17 @@
 #include "tracking/VASTMacros.h"
 
-#include <cctype>
 #include <chrono>
 #include <cmath>
 
 #include <fmt/format.h>
+
+#include "platform/PercentEncoding.h"
 
 namespace skylark {
 namespace {
 
 bool isMacroNameCharacter(char c) {
   return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
-}
-
-// RFC 3986: unreserved characters stay, every other byte becomes %XX.
-std::string percentEncoded(std::string_view value) {
-  std::string encoded;
-  for (const char c : value) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (std::isalnum(byte) || c == '-' || c == '.' || c == '_' || c == '~') {
-      encoded += c;
-    } else {
-      encoded += fmt::format("%{:02X}", byte);
-    }
-  }
-  return encoded;
 }
 
 std::optional<std::string> valueOf(std::string_view name, const VASTMacroValues& values) {
@@ -82,7 +69,7 @@ std::string expandVASTMacros(std::string_view text, const VASTMacroValues& value
       continue;
     }
     const auto value = valueOf(text.substr(i + open.size(), length), values);
-    expanded += value ? percentEncoded(*value) : "-1";
+    expanded += value ? percentEncodedComponent(*value) : "-1";
     i += open.size() + length + close.size();
   }
   return expanded;

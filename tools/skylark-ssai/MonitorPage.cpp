@@ -197,18 +197,18 @@ function showDelivery(data) {
     for (const entry of rows) {
       const row = document.createElement('tr');
       row.className = 'delivery';
-      for (const key of ['ad', 'type', 'handed', 'ok', 'other', 'failed', 'retried']) {
-        row.setAttribute('data-' + key, String(entry[key]));
-      }
-      const waiting = entry.handed - entry.ok - entry.other - entry.failed;
-      cell(row, entry.ad || '(content)');
-      cell(row, entry.type);
-      cell(row, String(entry.handed), 'num');
-      cell(row, String(entry.ok), 'num ok');
-      cell(row, String(entry.other), entry.other ? 'num bad' : 'num');
-      cell(row, String(entry.failed), entry.failed ? 'num bad' : 'num');
+      const counts = { ad: entry.adId, type: entry.type, handed: entry.handed, ok: entry.answered2xx,
+                       other: entry.answeredOther, failed: entry.transportFailed, retried: entry.retried };
+      for (const [key, value] of Object.entries(counts)) row.setAttribute('data-' + key, String(value));
+      const waiting = counts.handed - counts.ok - counts.other - counts.failed;
+      cell(row, counts.ad || '(content)');
+      cell(row, counts.type);
+      cell(row, String(counts.handed), 'num');
+      cell(row, String(counts.ok), 'num ok');
+      cell(row, String(counts.other), counts.other ? 'num bad' : 'num');
+      cell(row, String(counts.failed), counts.failed ? 'num bad' : 'num');
       cell(row, String(waiting), waiting ? 'num wait' : 'num');
-      cell(row, String(entry.retried || 0), entry.retried ? 'num wait' : 'num');
+      cell(row, String(counts.retried), counts.retried ? 'num wait' : 'num');
       body.appendChild(row);
     }
   }

@@ -103,10 +103,8 @@ PlayLine ledgerLine(const SKYLAdLedgerManager::Call& call) {
   return line;
 }
 
-PlayLine deliveryLedgerLine(const BeaconDeliveryLedger& ledger) {
-  PlayLine line;
+Json deliveryLedgerJSON(const BeaconDeliveryLedger& ledger) {
   Json entries = Json::array();
-  line.text = "delivery ledger (ad, type: handed / 2xx / other / failed)";
   for (const auto& [key, counts] : ledger.counts()) {
     entries.push_back(Json{{"adId", key.first},
                            {"type", key.second},
@@ -115,12 +113,24 @@ PlayLine deliveryLedgerLine(const BeaconDeliveryLedger& ledger) {
                            {"answeredOther", counts.answeredOther},
                            {"transportFailed", counts.transportFailed},
                            {"retried", counts.retried}});
-    line.text += fmt::format("\n    {:<8} {:<22} {} / {} / {} / {}",
-                             key.first.empty() ? "-" : key.first, key.second, counts.handed,
-                             counts.answered2xx, counts.answeredOther, counts.transportFailed);
-    if (counts.retried > 0) line.text += fmt::format(" ({} retried)", counts.retried);
   }
-  line.fields["deliveryLedger"] = entries;
+  return entries;
+}
+
+PlayLine deliveryLedgerLine(const BeaconDeliveryLedger& ledger) {
+  PlayLine line;
+  line.fields["deliveryLedger"] = deliveryLedgerJSON(ledger);
+  line.text = "delivery ledger (ad, type: handed / 2xx / other / failed)";
+  for (const auto& entry : line.fields["deliveryLedger"]) {
+    const std::string ad = entry["adId"];
+    line.text +=
+        fmt::format("\n    {:<8} {:<22} {} / {} / {} / {}", ad.empty() ? "-" : ad,
+                    entry["type"].get<std::string>(), entry["handed"].get<int64_t>(),
+                    entry["answered2xx"].get<int64_t>(), entry["answeredOther"].get<int64_t>(),
+                    entry["transportFailed"].get<int64_t>());
+    if (entry["retried"] > 0)
+      line.text += fmt::format(" ({} retried)", entry["retried"].get<int64_t>());
+  }
   return line;
 }
 

@@ -26,7 +26,9 @@ PlayLine lifecycleLine(const SKYLPlaybackSessionLifecycleEvent& event);
 PlayLine trackerEventLine(const SKYLVelaProgressTrackerEvent& event);
 // A call of the ad ledger with its parameters.
 PlayLine ledgerLine(const SKYLAdLedgerManager::Call& call);
-// What became of a session's beacons, per ad and type.
+// What became of a session's beacons, per ad and type: the entries of the
+// line below, as the monitor's page also shows them.
+Json deliveryLedgerJSON(const BeaconDeliveryLedger& ledger);
 PlayLine deliveryLedgerLine(const BeaconDeliveryLedger& ledger);
 // A live stream's tracking poll: where it went, and what it brought or why
 // it failed.

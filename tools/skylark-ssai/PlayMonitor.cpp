@@ -7,6 +7,7 @@
 #include <map>
 #include <mutex>
 
+#include "PlayLines.h"
 #include "live2/SKYLSSAILive2Coordinator.h"
 #include "live2/SKYLSSAILive2SessionController.h"
 #include "session/SKYLVUXSession.h"
@@ -183,16 +184,7 @@ void PlayMonitor::step(const SKYLVUXSession* session, bool live, double streamTi
   if (!session) return;
   showTimeline(*session, live, streamTime, playheadDate);
 
-  Json rows = Json::array();
-  for (const auto& [key, counts] : session->deliveryLedger()->counts()) {
-    rows.push_back(Json{{"ad", key.first},
-                        {"type", key.second},
-                        {"handed", counts.handed},
-                        {"ok", counts.answered2xx},
-                        {"other", counts.answeredOther},
-                        {"failed", counts.transportFailed},
-                        {"retried", counts.retried}});
-  }
+  Json rows = deliveryLedgerJSON(*session->deliveryLedger());
   if (rows != deliveryRows_) {
     deliveryRows_ = rows;
     server_.publishLatest("delivery", "delivery/" + std::to_string(index_),
