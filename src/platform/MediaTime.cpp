@@ -25,13 +25,24 @@ int rank(const MediaTime& t) {
 }
 
 // Rounds num / den to nearest, halves away from zero. den > 0.
-Wide roundedDivide(Wide num, Wide den, bool& inexact) {
-  Wide q = num / den;
-  Wide r = num % den;
+template <typename Int>
+Int roundedQuotient(Int num, Int den, bool& inexact) {
+  Int q = num / den;
+  Int r = num % den;
   inexact = r != 0;
   if (r < 0) r = -r;
-  if (2 * r >= den) q += (num < 0) ? -1 : 1;
+  if (r >= den - r) q += (num < 0) ? -1 : 1;
   return q;
+}
+
+// The same, in 64 bits when the operands fit: a 128-bit division is a
+// library call several times slower, and rescaling a playhead to a
+// timeline's timescale happens on every tick of every session.
+Wide roundedDivide(Wide num, Wide den, bool& inexact) {
+  if (num >= kInt64Min && num <= kInt64Max && den <= kInt64Max) {
+    return roundedQuotient<int64_t>(static_cast<int64_t>(num), static_cast<int64_t>(den), inexact);
+  }
+  return roundedQuotient<Wide>(num, den, inexact);
 }
 
 MediaTime infinityWithSign(bool negative) {
@@ -42,6 +53,15 @@ MediaTime infinityWithSign(bool negative) {
 MediaTime numeric(Wide value, int32_t timescale, uint32_t extraFlags, int64_t epoch) {
   if (value > kInt64Max || value < kInt64Min) return infinityWithSign(value < 0);
   return {static_cast<int64_t>(value), timescale, MediaTime::kValid | extraFlags, epoch};
+}
+
+// The least common multiple of two timescales, without gcd's division loop
+// in the usual case of one a multiple of the other (a playhead at 600000
+// against a timeline at 600).
+int64_t commonTimescale(int32_t a, int32_t b) {
+  if (a % b == 0) return a;
+  if (b % a == 0) return b;
+  return std::lcm<int64_t, int64_t>(a, b);
 }
 
 // Shared by addition and subtraction: a + sign * b.
@@ -64,9 +84,11 @@ MediaTime combine(const MediaTime& a, const MediaTime& b, int sign) {
   if (a.timescale == b.timescale && a.timescale <= MediaTime::kMaxTimescale) {
     return numeric(Wide{a.value} + sign * Wide{b.value}, a.timescale, rounded, a.epoch);
   }
-  int64_t lcm = std::lcm<int64_t, int64_t>(a.timescale, b.timescale);
+  const int64_t lcm = commonTimescale(a.timescale, b.timescale);
   int32_t timescale = static_cast<int32_t>(std::min<int64_t>(lcm, MediaTime::kMaxTimescale));
   auto rescale = [&](const MediaTime& t) {
+    // A multiple of t's own timescale: exact, and no division.
+    if (timescale % t.timescale == 0) return Wide{t.value} * (timescale / t.timescale);
     bool inexact = false;
     Wide v = roundedDivide(Wide{t.value} * timescale, t.timescale, inexact);
     if (inexact) rounded = MediaTime::kHasBeenRounded;
@@ -123,6 +145,15 @@ std::string MediaTime::description() const {
 }
 
 int compare(const MediaTime& a, const MediaTime& b) {
+  constexpr uint32_t kState = MediaTime::kValid | MediaTime::kPositiveInfinity |
+                              MediaTime::kNegativeInfinity | MediaTime::kIndefinite;
+  // Two plain numbers of one epoch, the case of nearly every call.
+  if ((a.flags & kState) == MediaTime::kValid && (b.flags & kState) == MediaTime::kValid &&
+      a.epoch == b.epoch) {
+    const Wide lhs = Wide{a.value} * b.timescale;
+    const Wide rhs = Wide{b.value} * a.timescale;
+    return lhs < rhs ? -1 : (lhs > rhs ? 1 : 0);
+  }
   const int ra = rank(a);
   const int rb = rank(b);
   if (ra != rb) return ra < rb ? -1 : 1;

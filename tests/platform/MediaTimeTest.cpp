@@ -119,6 +119,39 @@ TEST(MediaTimeTest, Add_TimescaleBeyondMaximumIsRounded) {
   EXPECT_FALSE((t(1, 1) + otherEpoch).isValid());
 }
 
+// Rescaling takes 64-bit arithmetic while the products fit and 128-bit
+// beyond; a timescale that is a multiple of the other needs no division.
+// Each way must round to nearest, halves away from zero, and say so.
+TEST(MediaTimeTest, Rescaling_RoundsAlikeWhateverTheArithmetic) {
+  struct Case {
+    const char* name;
+    MediaTime result;
+    int64_t value;
+    int32_t timescale;
+    bool rounded;
+  };
+  const Case cases[] = {
+      {"multiple: playhead minus timeline time", t(72'600'000, 600'000) - t(600, 600), 72'000'000,
+       600'000, false},
+      {"multiple, the other way round", t(1, 600) + t(1, 600'000), 1001, 600'000, false},
+      {"half rounds up", t(5, 10).convertScale(1), 1, 1, true},
+      {"negative half rounds down", t(-5, 10).convertScale(1), -1, 1, true},
+      {"below half rounds to zero", t(-4, 10).convertScale(1), 0, 1, true},
+      {"exact stays unrounded", t(30, 10).convertScale(1), 3, 1, false},
+      {"128-bit half rounds up", t(kMax, 1'000'000'000).convertScale(500'000'000), kMax / 2 + 1,
+       500'000'000, true},
+      {"128-bit negative half rounds down", t(-kMax, 1'000'000'000).convertScale(500'000'000),
+       -(kMax / 2 + 1), 500'000'000, true},
+      {"neither a multiple: 1/3 + 1/4", t(1, 3) + t(1, 4), 7, 12, false},
+  };
+  for (const auto& c : cases) {
+    ASSERT_TRUE(c.result.isNumeric()) << c.name;
+    EXPECT_EQ(c.result.value, c.value) << c.name;
+    EXPECT_EQ(c.result.timescale, c.timescale) << c.name;
+    EXPECT_EQ(c.result.hasBeenRounded(), c.rounded) << c.name;
+  }
+}
+
 TEST(MediaTimeTest, MultiplyByFloat64) {
   // The timescale doubles to at least 65536 before rounding: 33 % of
   // 00:00:30.030 is 761080/76800, not 9.91 s.
