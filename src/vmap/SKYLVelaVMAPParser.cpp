@@ -5,6 +5,8 @@
 #include <cctype>
 #include <cmath>
 #include <cstdint>
+#include <initializer_list>
+#include <span>
 
 #include "host/SKYLHostLog.h"
 #include "measurement/SKYLAdVerification.h"
@@ -61,6 +63,66 @@ std::optional<SKYLVelaXMLElement> adOfBreak(const SKYLVelaXMLElement& adBreak) {
       return !found;
     });
     return !found;
+  });
+  return found;
+}
+
+// One step of a path below the root: an element's namespace prefix and
+// local name.
+struct PathStep {
+  std::string_view prefix;
+  std::string_view name;
+};
+
+// The same step with its prefix resolved.
+struct ResolvedStep {
+  std::string namespaceURI;
+  std::string_view name;
+};
+
+// Visits the children of parent at path, in document order; false when a
+// visit stopped the walk.
+template <typename Visit>
+bool visitPath(const SKYLVelaXMLElement& parent, std::span<const ResolvedStep> path, Visit& visit) {
+  bool walkOn = true;
+  parent.forEachChild([&](const Element& child) {
+    if (child.localName() != path.front().name ||
+        child.namespaceURI() != path.front().namespaceURI) {
+      return true;
+    }
+    walkOn = path.size() == 1 ? visit(child) : visitPath(child, path.subspan(1), visit);
+    return walkOn;
+  });
+  return walkOn;
+}
+
+// Visits, in document order, the elements at
+// /vmap:VMAP/vmap:Extensions/steps..., the prefixes read as an XPath
+// expression on the root reads them (declared on the root; a default
+// namespace under the document's prefix for it): a prefix that names no
+// namespace there finds nothing, as it fails the expression. Walked
+// directly, as adOfBreak is; a visit returns false to stop.
+template <typename Visit>
+void forEachExtension(const OptionalElement& root, std::initializer_list<PathStep> steps,
+                      Visit visit) {
+  if (!root) return;
+  const auto vmap = root->namespaceURIForXPathPrefix("vmap");
+  if (!vmap || root->localName() != "VMAP" || root->namespaceURI() != *vmap) return;
+  std::vector<ResolvedStep> path{{*vmap, "Extensions"}};
+  for (const PathStep step : steps) {
+    auto uri = step.prefix.empty() ? std::nullopt : root->namespaceURIForXPathPrefix(step.prefix);
+    if (!uri) return;
+    path.push_back({std::move(*uri), step.name});
+  }
+  visitPath(*root, std::span<const ResolvedStep>(path), visit);
+}
+
+// The first element forEachExtension would visit.
+OptionalElement firstExtension(const OptionalElement& root, std::initializer_list<PathStep> steps) {
+  OptionalElement found;
+  forEachExtension(root, steps, [&](const Element& element) {
+    found = element;
+    return false;
   });
   return found;
 }
@@ -363,8 +425,9 @@ Result<std::shared_ptr<SKYLVelaTimeline>> parseTimeline(SKYLVelaParseContext* co
   // A VMAP root in the default namespace still answers to "vmap:".
   document.definePrefix("vmap", std::string(kVMAPNamespace));
 
-  const auto extension = document.firstChildWithXPath(
-      "/vmap:VMAP/vmap:Extensions/" + std::string(ns == "sk" ? "sk:Skylark" : "pv:pelicanVela"));
+  const auto root = document.rootElement();
+  const auto extension = firstExtension(
+      root, {ns == "sk" ? PathStep{"sk", "Skylark"} : PathStep{"pv", "pelicanVela"}});
   const auto contentURI = extension ? extension->valueForAttribute("contenturi") : std::nullopt;
   const MediaTime payloadLength =
       MediaTime::makeWithSeconds(secondsAttribute(extension, "payloadlength"), kTimescale);
@@ -372,27 +435,25 @@ Result<std::shared_ptr<SKYLVelaTimeline>> parseTimeline(SKYLVelaParseContext* co
       MediaTime::makeWithSeconds(secondsAttribute(extension, "contentlength"), kTimescale);
 
   std::optional<URL> thumbnail;
-  if (const auto element =
-          document.firstChildWithXPath("/vmap:VMAP/vmap:Extensions/sk:thumbnailURL")) {
+  if (const auto element = firstExtension(root, {{"sk", "thumbnailURL"}})) {
     thumbnail = urlOf(element);
   }
 
   std::vector<SKYLVelaContentImpression> impressions;
-  if (const auto found = document.XPath("/vmap:VMAP/vmap:Extensions/" + ns +
-                                        ":contentImpressions/" + ns + ":Impression")) {
-    for (const auto& impression : found->allObjects()) {
-      const auto time = impression.valueForAttribute("time");
-      const auto seconds = time ? NumberParser::decimalStyleEnUS().parse(*time) : std::nullopt;
-      if (!seconds) continue;
-      const auto url = impression.valueForAttribute("url");
-      impressions.emplace_back(url ? URL::parse(*url) : std::nullopt,
-                               MediaTime::makeWithSeconds(*seconds, kTimescale));
-    }
-  }
+  forEachExtension(
+      root, {{ns, "contentImpressions"}, {ns, "Impression"}}, [&](const Element& impression) {
+        const auto time = impression.valueForAttribute("time");
+        const auto seconds = time ? NumberParser::decimalStyleEnUS().parse(*time) : std::nullopt;
+        if (seconds) {
+          const auto url = impression.valueForAttribute("url");
+          impressions.emplace_back(url ? URL::parse(*url) : std::nullopt,
+                                   MediaTime::makeWithSeconds(*seconds, kTimescale));
+        }
+        return true;
+      });
 
   SKYLVelaAdSequencesBuilder sequences(payloadLength);
   MediaTime accumulated = MediaTime::zero();
-  const auto root = document.rootElement();
   for (const auto& adBreak : root ? root->childrenWithTag("AdBreak") : Element::Elements{}) {
     const auto offsetText = adBreak.valueForAttribute("timeOffset");
     const MediaTime offset = offsetText ? SKYLVelaAdBreakTimeOffsetFromString(*offsetText)

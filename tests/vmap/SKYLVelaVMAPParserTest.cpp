@@ -13,6 +13,7 @@
 #include "timeline/SKYLVelaErrors.h"
 #include "timeline/SKYLVelaLog.h"
 #include "xml/SKYLVelaXMLDocument.h"
+#include "xml/SKYLVelaXPathEnumerator.h"
 
 namespace skylark {
 namespace {
@@ -500,6 +501,79 @@ TEST(SKYLVelaVMAPParserTest, TheAdOfABreakFollowsTheVMAPNamespace) {
       }
     }
     EXPECT_EQ(queried, c.adIds);
+  }
+}
+
+// What the envelope's extensions read, wherever the document declares its
+// prefixes: the first sk:Skylark and sk:thumbnailURL under a vmap:Extensions
+// of the vmap:VMAP root, and every sk:contentImpressions/sk:Impression there,
+// with "sk:" and "vmap:" as the root declares them.
+TEST(SKYLVelaVMAPParserTest, TheExtensionsFollowTheRootsPrefixes) {
+  const std::string vmapURI = "http://www.iab.net/videosuite/vmap";
+  const auto replaced = [](std::string text, const std::string& from, const std::string& to) {
+    for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+      text.replace(at, from.size(), to);
+    return text;
+  };
+  const std::string base = vmapDocument(adBreak("start", "00:00:15"), 500, 485);
+  const std::string secondExtensions =
+      "<vmap:Extensions><sk:Skylark payloadlength=\"700\"/><sk:thumbnailURL>https://"
+      "cdn.example.com/second.vtt</sk:thumbnailURL><sk:contentImpressions><sk:Impression "
+      "url=\"https://beacon.example.com/content/2\" time=\"20\"/></sk:contentImpressions>"
+      "</vmap:Extensions></vmap:VMAP>";
+  struct Case {
+    const char* name;
+    std::string document;
+    double payloadSeconds;
+    bool thumbnail;
+    size_t impressions;
+  };
+  const Case cases[] = {
+      {"declared on the root", base, 500, true, 1},
+      {"VMAP as the default namespace",
+       replaced(replaced(replaced(base, "xmlns:vmap=", "xmlns="), "<vmap:", "<"), "</vmap:", "</"),
+       500, true, 1},
+      {"a second vmap:Extensions adds impressions, the first extension stays",
+       replaced(base, "</vmap:VMAP>", secondExtensions), 500, true, 2},
+      {"\"sk\" declared below the root is not the root's",
+       replaced(replaced(base, " xmlns:sk=\"http://example.com/sk\"", ""), "<vmap:Extensions>",
+                "<vmap:Extensions xmlns:sk=\"http://example.com/sk\">"),
+       0, false, 0},
+      {"\"sk\" bound again below the root names another namespace",
+       replaced(base, "<vmap:Extensions>", "<vmap:Extensions xmlns:sk=\"urn:other\">"), 0, false,
+       0},
+      {"a root other than vmap:VMAP", replaced(base, "vmap:VMAP", "vmap:Playlist"), 0, false, 0},
+      {"names differ in case",
+       replaced(replaced(base, "sk:Skylark", "sk:SKYLARK"), "sk:Impression", "sk:impression"), 0,
+       true, 0},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    SKYLVelaParseContext context;
+    const auto timeline = parse(c.document, &context);
+    ASSERT_TRUE(timeline);
+    ASSERT_EQ(context.vmapExtensionsNamespace, "sk");
+    EXPECT_EQ(timeline->payloadLength(), seconds(c.payloadSeconds));
+    EXPECT_EQ(timeline->thumbnailVTTURL().has_value(), c.thumbnail);
+    EXPECT_EQ(timeline->contentImpressions().size(), c.impressions);
+
+    // The same elements as the XPath queries the walk stands for.
+    auto document = SKYLVelaXMLDocument::XMLDocumentWithData(c.document).value();
+    document->definePrefix("vmap", vmapURI);
+    const auto extension = document->firstChildWithXPath("/vmap:VMAP/vmap:Extensions/sk:Skylark");
+    EXPECT_EQ(extension ? std::stod(*extension->valueForAttribute("payloadlength")) : 0,
+              c.payloadSeconds);
+    EXPECT_EQ(
+        document->firstChildWithXPath("/vmap:VMAP/vmap:Extensions/sk:thumbnailURL").has_value(),
+        c.thumbnail);
+    size_t timed = 0;
+    if (const auto found =
+            document->XPath("/vmap:VMAP/vmap:Extensions/sk:contentImpressions/sk:Impression")) {
+      for (const auto& impression : found->allObjects()) {
+        timed += impression.valueForAttribute("time") != "soon";
+      }
+    }
+    EXPECT_EQ(timed, c.impressions);
   }
 }
 
