@@ -9,6 +9,13 @@
 //                        session's GET: from the provider's request for
 //                        sessions to the stream URL handed to the player's
 //                        item, for 1 session or a batch of 100
+//   BM_QueueRoundTrip    work posted from the main queue to the global queue,
+//                        which posts back to the main queue: two of the
+//                        hand-offs a start makes (main to the loader's
+//                        global queue, on to the document's retrieval queue,
+//                        to the URL session's thread, back to the global
+//                        queue to read the document, and to the main queue),
+//                        each waking a thread that has waited idle
 //
 // and stated as ratios to the baseline of the same run. Run with
 // --benchmark_repetitions=K --benchmark_enable_random_interleaving=true for
@@ -219,6 +226,20 @@ void BM_SessionStart(benchmark::State& state) {
   state.counters["bytes"] = static_cast<double>(DocumentServer::shared().size(document));
 }
 
+void BM_QueueRoundTrip(benchmark::State& state) {
+  for (auto _ : state) {
+    bool back = false;
+    const auto start = Clock::now();
+    Dispatch::global().async([&back] { Dispatch::main().async([&back] { back = true; }); });
+    const bool returned = Dispatch::main().runUntil([&] { return back; }, std::chrono::seconds(10));
+    state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
+    if (!returned) {
+      state.SkipWithError("the work never came back to the main queue");
+      break;
+    }
+  }
+}
+
 // The fastest of the repetitions, beside their median: see RatioReporter.
 double fastest(const std::vector<double>& times) {
   return *std::min_element(times.begin(), times.end());
@@ -235,6 +256,10 @@ BENCHMARK(BM_BareGetAndParse)
     ->ArgNames({"doc"})
     ->Arg(0)
     ->Arg(1)
+    ->UseManualTime()
+    ->ComputeStatistics("min", fastest)
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_QueueRoundTrip)
     ->UseManualTime()
     ->ComputeStatistics("min", fastest)
     ->Unit(benchmark::kMicrosecond);
@@ -259,6 +284,7 @@ int main(int argc, char** argv) {
        {"BM_SessionStart/doc:1/sessions:1/manual_time", "BM_BareGetAndParse/doc:1/manual_time"},
        {"BM_BareGetAndParse/doc:0/manual_time", "BM_BareGet/doc:0/manual_time"},
        {"BM_BareGetAndParse/doc:1/manual_time", "BM_BareGet/doc:1/manual_time"},
+       {"BM_QueueRoundTrip/manual_time", "BM_BareGetAndParse/doc:0/manual_time"},
        {"BM_SessionStart/doc:0/sessions:100/manual_time",
         "BM_SessionStart/doc:0/sessions:1/manual_time"}});
 }
