@@ -228,10 +228,13 @@ void BM_SessionStart(benchmark::State& state) {
 
 void BM_QueueRoundTrip(benchmark::State& state) {
   for (auto _ : state) {
-    bool back = false;
+    // Owned by the work as well: work that comes back after the time-out
+    // finds it still there.
+    const auto back = std::make_shared<bool>(false);
     const auto start = Clock::now();
-    Dispatch::global().async([&back] { Dispatch::main().async([&back] { back = true; }); });
-    const bool returned = Dispatch::main().runUntil([&] { return back; }, std::chrono::seconds(10));
+    Dispatch::global().async([back] { Dispatch::main().async([back] { *back = true; }); });
+    const bool returned =
+        Dispatch::main().runUntil([&] { return *back; }, std::chrono::seconds(10));
     state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
     if (!returned) {
       state.SkipWithError("the work never came back to the main queue");
