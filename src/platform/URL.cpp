@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <functional>
 #include <memory>
 
@@ -47,14 +46,17 @@ std::string part(const CurlURL& handle, CURLUPart which) {
   return std::string(raw);
 }
 
+// ASCII letters and digits, whatever the C library's locale.
+bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isAlphanumeric(char c) { return isLetter(c) || (c >= '0' && c <= '9'); }
+
 // True when text starts with "scheme:" (RFC 3986 scheme characters).
 bool hasScheme(std::string_view text) {
   const size_t colon = text.find(':');
   if (colon == std::string_view::npos || colon == 0) return false;
-  if (!std::isalpha(static_cast<unsigned char>(text[0]))) return false;
-  return std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(colon), [](char c) {
-    return std::isalnum(static_cast<unsigned char>(c)) || c == '+' || c == '-' || c == '.';
-  });
+  if (!isLetter(text[0])) return false;
+  return std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(colon),
+                     [](char c) { return isAlphanumeric(c) || c == '+' || c == '-' || c == '.'; });
 }
 
 std::string percentDecode(std::string_view s) {
@@ -80,10 +82,6 @@ std::string percentDecode(std::string_view s) {
 }  // namespace
 
 namespace {
-
-bool isAlphanumeric(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-}
 
 // The scheme's length when the text is an http(s) URL with a plain host
 // name (letters, digits, dots and hyphens; alphanumeric at both ends) and
@@ -149,8 +147,8 @@ bool isHexDigit(char c) {
 }
 
 bool isKeptInURL(char c) {
-  if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')) return true;
-  return std::string_view("-._~:/?#[]@!$&'()*+,;=").find(c) != std::string_view::npos;
+  return isAlphanumeric(c) ||
+         std::string_view("-._~:/?#[]@!$&'()*+,;=").find(c) != std::string_view::npos;
 }
 
 }  // namespace
@@ -187,8 +185,7 @@ std::string percentEncodedComponent(std::string_view value) {
   std::string encoded;
   encoded.reserve(value.size());
   for (const char c : value) {
-    if (std::isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '.' || c == '_' ||
-        c == '~') {
+    if (isAlphanumeric(c) || c == '-' || c == '.' || c == '_' || c == '~') {
       encoded += c;
     } else {
       appendPercentEncoded(encoded, c);
