@@ -7,8 +7,9 @@
 // what the sessions hold once loaded and played; what playback and the
 // last burst still hold), CPU per session, the main queue's longest tick,
 // the process's threads, the time from the tick that fired each beacon to
-// its arrival at the sink (median, 99th percentile and longest), and the
-// ratios of N = 1000 to N = 10 per session.
+// its arrival at the sink (median, 99th percentile and longest) next to
+// the time bare libcurl takes to deliver as many requests as the busiest
+// tick fired, and the ratios of N = 1000 to N = 10 per session.
 //
 //   session_load            a healthy sink
 //   session_load --faulty   503 to one request in ten, a broken connection in fifty
@@ -56,10 +57,12 @@
 #include <sanitizer/lsan_interface.h>
 #endif
 
+#include "BareBurst.h"
 #include "entry/SKYLSSAIAdditions.h"
 #include "host/SKYLHostConstants.h"
 #include "host/reference/SimulatedPlayer.h"
 #include "platform/DispatchQueue.h"
+#include "platform/URLSession.h"
 #include "session/SKYLVUXSession.h"
 #include "support/VMAPFixtures.h"
 #include "timeline/SKYLVelaLog.h"
@@ -100,12 +103,18 @@ class WireTimes {
   explicit WireTimes(size_t capacity) : sent_(capacity), arrived_(capacity) {}
 
   // Main queue.
-  void tickStarted() { tickStarted_ = Clock::now(); }
-  void sent(const URL& url) {
-    record(sent_, sentCount_, url.absoluteString(), tickStarted_);
+  void tickStarted() {
+    tickStarted_ = Clock::now();
+    sentThisTick_ = 0;
+  }
+  void sent(std::string_view url) {
+    record(sent_, sentCount_, url, tickStarted_);
+    largestTick_ = std::max(largestTick_, ++sentThisTick_);
     std::lock_guard lock(mutex_);
     ++inFlight_;
   }
+  // The most beacons one tick fired.
+  size_t largestTick() const { return largestTick_; }
   // Any thread: a beacon answered or failed.
   void delivered() {
     std::lock_guard lock(mutex_);
@@ -160,6 +169,8 @@ class WireTimes {
   }
 
   Clock::time_point tickStarted_ = Clock::now();
+  size_t sentThisTick_ = 0;
+  size_t largestTick_ = 0;
   std::vector<Event> sent_;
   std::atomic<size_t> sentCount_{0};
   std::vector<Event> arrived_;
@@ -176,7 +187,7 @@ class WireTimingTransport final : public BeaconTransport {
       : inner_(std::move(inner)), times_(times) {}
   using BeaconTransport::send;
   void send(const URL& url, Delivered delivered) override {
-    times_.sent(url);
+    times_.sent(url.absoluteString());
     inner_->send(url, [this, delivered = std::move(delivered)](const BeaconDelivery& outcome) {
       if (delivered) delivered(outcome);
       times_.delivered();
@@ -292,6 +303,10 @@ struct Figures {
   // Tick to wire, in milliseconds: from the start of the tick that fired a
   // beacon to its arrival at the sink.
   double wireP50Ms = 0, wireP99Ms = 0, wireMaxMs = 0;
+  // The floor for those: the most beacons one tick fired, and the time
+  // bare libcurl takes from their start to the last one's arrival.
+  long largestBurst = 0;
+  double bareBurstMs = 0;
   // The same CPU figure for the median second of play: the mean moves with
   // whatever else the machine runs meanwhile, the median much less.
   double medianCpuMsPerSessionSecond = 0;
@@ -314,6 +329,24 @@ class CountingTransport final : public BeaconTransport {
   }
   std::atomic<long> sent{0};
 };
+
+// As many GETs as `count` sent with bare libcurl to a healthy sink of
+// their own (the sessions' sink still keeps a server thread on each
+// connection the URL session left open): milliseconds from their start to
+// the last one's arrival, as the wire times are measured.
+double bareBurstMs(size_t count) {
+  if (count == 0) return 0;
+  Sink sink(false, count);
+  std::vector<std::string> urls;
+  urls.reserve(count);
+  for (size_t i = 0; i < count; ++i) urls.push_back(sink.url("/b/bare/" + std::to_string(i)));
+  sink.wire.tickStarted();
+  for (const auto& url : urls) sink.wire.sent(url);
+  if (bench::bareBurst(urls, URLSession::Configuration{}.maximumConnectionsPerHost) != count) {
+    return 0;
+  }
+  return percentile(sink.wire.latenciesMs(), 1.0);
+}
 
 Figures run(int n, bool faulty, bool offline, double stagger) {
   Sink sink(faulty, offline ? 0 : kBeaconsPerSession * static_cast<size_t>(n));
@@ -467,6 +500,8 @@ Figures run(int n, bool faulty, bool offline, double stagger) {
     figures.wireP50Ms = percentile(latencies, 0.5);
     figures.wireP99Ms = percentile(latencies, 0.99);
     figures.wireMaxMs = percentile(latencies, 1.0);
+    figures.largestBurst = static_cast<long>(sink.wire.largestTick());
+    figures.bareBurstMs = bareBurstMs(sink.wire.largestTick());
   }
   manager.setPlayerFactory(nullptr);
   return figures;
@@ -533,13 +568,13 @@ int main(int argc, char** argv) {
   std::map<int, std::vector<Figures>> results;
   const std::string shape =
       stagger > 0 ? fmt::format("joins spread over {:g} s", stagger) : std::string("lock step");
-  std::printf("%s, %s\n%6s %8s %8s %8s %8s %8s %9s %12s %8s %8s %14s %10s %10s %8s %22s\n",
+  std::printf("%s, %s\n%6s %8s %8s %8s %8s %8s %9s %12s %8s %8s %14s %10s %10s %8s %22s %18s\n",
               offline  ? "offline (no HTTP)"
               : faulty ? "faulty sink"
                        : "healthy sink",
               shape.c_str(), "N", "fired", "received", "2xx", "other", "failed", "drain s",
               "KB/session", "KB held", "KB left", "CPU ms/sess·s", "median", "tick ms", "threads",
-              "wire ms p50/p99/max");
+              "wire ms p50/p99/max", "bare burst/ms");
   bool ok = true;
   // With --repeat the counts take turns, so that a busy spell of the
   // machine's neighbours falls on every N alike; the ratios are of medians.
@@ -557,9 +592,10 @@ int main(int argc, char** argv) {
                   f.kbPerSession, f.kbHeldPerSession, f.kbLeftPerSession, f.cpuMsPerSessionSecond,
                   f.medianCpuMsPerSessionSecond, f.longestTickMs, f.threads);
       if (offline) {
-        std::printf(" %22s\n", "-");
+        std::printf(" %22s %18s\n", "-", "-");
       } else {
-        std::printf(" %8.2f/%6.2f/%6.1f\n", f.wireP50Ms, f.wireP99Ms, f.wireMaxMs);
+        std::printf(" %8.2f/%6.2f/%6.1f %11ld/%6.1f\n", f.wireP50Ms, f.wireP99Ms, f.wireMaxMs,
+                    f.largestBurst, f.bareBurstMs);
       }
       ok = ok && f.fired == f.received && f.answered2xx == f.sinkOk &&
            f.answeredOther == f.sinkUnavailable && f.failed == f.sinkBroken;
@@ -579,6 +615,20 @@ int main(int argc, char** argv) {
         repeats > 1 ? " (medians of the runs)" : "", ratio(&Figures::cpuMsPerSessionSecond),
         ratio(&Figures::medianCpuMsPerSessionSecond), ratio(&Figures::kbPerSession),
         ratio(&Figures::kbHeldPerSession));
+  }
+  if (!offline) {
+    // How much longer the last beacon of a tick took to arrive than the
+    // transport alone needs for as many requests.
+    std::printf("\ntick to wire, longest / bare burst%s:", repeats > 1 ? " (medians)" : "");
+    for (const auto& [n, runs] : results) {
+      std::vector<double> longest, bare;
+      for (const Figures& f : runs) {
+        longest.push_back(f.wireMaxMs);
+        bare.push_back(f.bareBurstMs);
+      }
+      std::printf(" N=%d %.2f", n, median(bare) > 0 ? median(longest) / median(bare) : 0.0);
+    }
+    std::printf("\n");
   }
   std::printf("fired = received and the ledgers equal the sink's log: %s\n", ok ? "yes" : "NO");
   return ok ? 0 : 1;
