@@ -16,12 +16,16 @@ size_t bareBurst(const std::vector<std::string>& urls, long connections) {
   size_t next = 0, running = 0, answered = 0;
   const auto begin = [&](CURL* easy) {
     curl_easy_setopt(easy, CURLOPT_URL, urls[next++].c_str());
-    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &discardBody);
     curl_multi_add_handle(multi, easy);
     ++running;
   };
-  for (long i = 0; i < connections && next < urls.size(); ++i) begin(curl_easy_init());
+  for (long i = 0; i < connections && next < urls.size(); ++i) {
+    // Options other than the URL stay set as the handle is reused.
+    CURL* easy = curl_easy_init();
+    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &discardBody);
+    begin(easy);
+  }
   while (running > 0) {
     int stillRunning = 0;
     curl_multi_perform(multi, &stillRunning);

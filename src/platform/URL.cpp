@@ -79,10 +79,6 @@ std::string percentDecode(std::string_view s) {
   return out;
 }
 
-}  // namespace
-
-namespace {
-
 // The scheme's length when the text is an http(s) URL with a plain host
 // name (letters, digits, dots and hyphens; alphanumeric at both ends) and
 // at most a port of 1 to 65535, followed by nothing or by a path, query or
@@ -150,10 +146,6 @@ bool isKeptInURL(char c) {
   return isAlphanumeric(c) ||
          std::string_view("-._~:/?#[]@!$&'()*+,;=").find(c) != std::string_view::npos;
 }
-
-}  // namespace
-
-namespace {
 
 void appendPercentEncoded(std::string& out, char c) {
   static constexpr char kHex[] = "0123456789ABCDEF";
