@@ -22,6 +22,10 @@ void SKYLVelaAnalyticsSession::processEvent(const SKYLVelaProgressTracker::Event
   switch (event->type()) {
     case SKYLVelaProgressTrackerEvent::EnterAdSequence:
       adsBegunInBreak_ = 0;
+      enteredBreak_ = properties ? properties->adSequence : nullptr;
+      break;
+    case SKYLVelaProgressTrackerEvent::ExitAdSequence:
+      enteredBreak_.reset();
       break;
     case SKYLVelaProgressTrackerEvent::EnterAd: {
       const auto& ad = properties ? properties->ad : nullptr;
@@ -55,23 +59,39 @@ SKYLVelaAdAnalyticsSession::Placement SKYLVelaAnalyticsSession::placementOf(
   placement.adCount = adsBegunInBreak_;
   const auto& timeline = tracker_.timeline();
   if (!timeline) return placement;
-  for (const auto& sequence : *timeline->adSequences()) {
-    if (ad.beginTime() < sequence->beginTime() || !(ad.beginTime() < sequence->endTime())) {
-      continue;
-    }
-    const auto ads = sequence->ads();
+  const auto position = [&](const SKYLVelaAdSequence& sequence) -> std::optional<int> {
+    const auto ads = sequence.ads();
+    std::optional<int> found;
     for (size_t i = 0; i < ads.size(); ++i) {
-      if (ads[i] && *ads[i] == ad) placement.podSequence = static_cast<int>(i + 1);
+      if (ads[i] && (ads[i].get() == &ad || *ads[i] == ad)) found = static_cast<int>(i + 1);
     }
-    const MediaTime offset = sequence->logicalOffset();
-    if (offset == MediaTime::zero()) {
-      placement.breakPosition = 1;
-    } else if (offset.isPositiveInfinity() || !(offset < timeline->contentLength())) {
-      placement.breakPosition = 3;
-    } else {
-      placement.breakPosition = 2;
+    return found;
+  };
+  // The break the tracker has just entered holds the ad; a timeline of
+  // hundreds of breaks is searched only when it does not (a live
+  // timeline's breaks replaced meanwhile).
+  const SKYLVelaAdSequence* holder = nullptr;
+  if (enteredBreak_) placement.podSequence = position(*enteredBreak_);
+  if (placement.podSequence) {
+    holder = enteredBreak_.get();
+  } else {
+    for (const auto& sequence : *timeline->adSequences()) {
+      if (ad.beginTime() < sequence->beginTime() || !(ad.beginTime() < sequence->endTime())) {
+        continue;
+      }
+      placement.podSequence = position(*sequence);
+      holder = sequence.get();
+      break;
     }
-    break;
+  }
+  if (!holder) return placement;
+  const MediaTime offset = holder->logicalOffset();
+  if (offset == MediaTime::zero()) {
+    placement.breakPosition = 1;
+  } else if (offset.isPositiveInfinity() || !(offset < timeline->contentLength())) {
+    placement.breakPosition = 3;
+  } else {
+    placement.breakPosition = 2;
   }
   return placement;
 }

@@ -37,8 +37,9 @@ class SKYLVelaAnalyticsSession {
 
   SKYLVelaProgressTracker& tracker_;
   std::shared_ptr<SKYLVelaAnalyticsDigester> digester_;
-  // Ads begun since the break began.
+  // Ads begun since the break began, and that break (none outside breaks).
   int adsBegunInBreak_ = 0;
+  std::shared_ptr<SKYLVelaAdSequence> enteredBreak_;
   SKYLVelaContentAnalyticsSession contentAnalaytics_;
   std::shared_ptr<SKYLVelaAdAnalyticsSession> adAnalaytics_;
   SKYLKVOManager kvoManager_;  // last: its observations end first

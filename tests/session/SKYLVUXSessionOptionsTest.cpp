@@ -172,6 +172,40 @@ TEST(SessionOptionsTest, MacrosTellTheBreaksApart) {
   EXPECT_EQ(impressions, (Strings{"pre?p=1&s=1", "m1?p=2&s=1", "m2?p=2&s=1", "post?p=3&s=1"}));
 }
 
+TEST(SessionOptionsTest, MacrosTellTheAdsOfABreakApart) {
+  // One mid-roll of two 20 s ads: stream 110-130 and 130-150.
+  const std::string query = "?p=[BREAKPOSITION]&s=[PODSEQUENCE]&n=[ADCOUNT]";
+  const std::string vmap = test::vmapDocument(
+      breakOf("00:01:40", "00:00:20", "m1", query) + breakOf("00:01:40", "00:00:20", "m2", query),
+      340, 300);
+  struct Case {
+    std::optional<double> jumpTo;  // the player's own seek from content 20
+    Strings impressions;
+  };
+  const Case cases[] = {
+      {std::nullopt, {"m1?p=2&s=1&n=1", "m2?p=2&s=2&n=2"}},
+      {135, {"m2?p=2&s=2&n=1"}},
+  };
+  for (const auto& c : cases) {
+    SessionHarness app(vmap, withOptions([](auto& o) { o.setExpandVASTMacros(true); }));
+    ASSERT_TRUE(app.start());
+    app.playUntil(20);
+    if (c.jumpTo) {
+      app.player->seek(MediaTime::makeWithSeconds(*c.jumpTo, 600), MediaTime::zero(),
+                       MediaTime::zero(), [](bool) {});
+      app.settle();
+    }
+    app.playUntil(160);
+    Strings impressions;
+    for (const auto& url : app.takeBeacons()) {
+      if (url.rfind("https://beacon.example.com/imp/", 0) == 0) {
+        impressions.push_back(url.substr(31));
+      }
+    }
+    EXPECT_EQ(impressions, c.impressions) << c.jumpTo.value_or(-1);
+  }
+}
+
 // The snapback switch -----------------------------------------------------------
 
 TEST(SessionOptionsTest, WithoutSnapbackASeekOverTwoMidRollsGoesStraightThere) {
