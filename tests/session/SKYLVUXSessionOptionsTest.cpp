@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <optional>
 #include <regex>
 
 #include "entry/SKYLSSAIAdditions.h"
@@ -179,7 +180,7 @@ TEST(SessionOptionsTest, MacrosTellTheAdsOfABreakApart) {
       breakOf("00:01:40", "00:00:20", "m1", query) + breakOf("00:01:40", "00:00:20", "m2", query),
       340, 300);
   struct Case {
-    std::optional<double> jumpTo;  // the player's own seek from content 20
+    std::optional<double> jumpTo;  // the player's own seek, from 20 s into the stream
     Strings impressions;
   };
   const Case cases[] = {
