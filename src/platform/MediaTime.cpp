@@ -158,11 +158,8 @@ int compare(const MediaTime& a, const MediaTime& b) {
   const int rb = rank(b);
   if (ra != rb) return ra < rb ? -1 : 1;
   if (ra != 1) return 0;
-  if (a.epoch != b.epoch) return a.epoch < b.epoch ? -1 : 1;
-  if (a.timescale == b.timescale) return a.value < b.value ? -1 : (a.value > b.value ? 1 : 0);
-  const Wide lhs = Wide{a.value} * b.timescale;
-  const Wide rhs = Wide{b.value} * a.timescale;
-  return lhs < rhs ? -1 : (lhs > rhs ? 1 : 0);
+  // Plain numbers of two epochs (one epoch was compared above).
+  return a.epoch < b.epoch ? -1 : 1;
 }
 
 MediaTime operator+(const MediaTime& a, const MediaTime& b) { return combine(a, b, 1); }
