@@ -16,10 +16,11 @@
 //                        that runs the GET (as the URL session's thread does),
 //                        back to the global queue to parse, and to the main
 //                        queue, each hand-off waking a thread that waited
-//                        idle. No code of the library runs on the way: this
-//                        is the fastest any start on this machine can be,
-//                        and SessionStart / BareStartThroughQueues is what
-//                        the library itself adds
+//                        idle. The library's queues carry it, and nothing
+//                        else of the library runs on the way: this is the
+//                        fastest any start on this machine can be, and
+//                        SessionStart / BareStartThroughQueues is what the
+//                        library adds to it
 //
 // and stated as ratios to the baseline of the same run. Run with
 // --benchmark_repetitions=K --benchmark_enable_random_interleaving=true for
