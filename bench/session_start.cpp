@@ -32,8 +32,8 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
-#include <functional>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -254,7 +254,9 @@ class WorkerThread {
   }
 
  private:
-  WorkerThread() { std::thread([this] { loop(); }).detach(); }
+  WorkerThread() {
+    std::thread([this] { loop(); }).detach();
+  }
 
   [[noreturn]] void loop() {
     while (true) {
@@ -293,8 +295,8 @@ void BM_BareStartThroughQueues(benchmark::State& state) {
           Dispatch::global().async([=] {
             const bool complete = *body && (*body)->size() == expected;
             if (complete) {
-              xmlDocPtr doc = xmlReadMemory((*body)->data(), static_cast<int>((*body)->size()),
-                                            "", nullptr, kParseOptions);
+              xmlDocPtr doc = xmlReadMemory((*body)->data(), static_cast<int>((*body)->size()), "",
+                                            nullptr, kParseOptions);
               benchmark::DoNotOptimize(doc);
               xmlFreeDoc(doc);
             }
