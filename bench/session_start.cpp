@@ -308,8 +308,12 @@ void BM_BareStartThroughQueues(benchmark::State& state) {
     const bool returned =
         Dispatch::main().runUntil([&] { return *outcome != 0; }, std::chrono::seconds(60));
     state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
-    if (!returned || *outcome != 1) {
-      state.SkipWithError("the GET failed or never came back to the main queue");
+    if (!returned) {
+      state.SkipWithError("the work never came back to the main queue");
+      break;
+    }
+    if (*outcome != 1) {
+      state.SkipWithError("the loopback GET failed");
       break;
     }
   }
